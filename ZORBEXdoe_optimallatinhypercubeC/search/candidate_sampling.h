@@ -1,0 +1,28 @@
+/// Candidate pairs of a column move: the complete list, or a random sample without repeats.
+///
+/// Candidates are written to the work vectors of search_state, which hold max_candidates each.
+/// Draws  each function says which it makes; repeats are dropped by an index sort, whose order decides which of
+///        several equal draws survives.
+#pragma once
+
+#include "entry/run_context.h"
+
+#include <cstdint>
+
+/// Pairs of groups a < b of a factor.
+///   count    at most this many
+///   draws    none for the complete list, else max(2w, 50) with w = min(number of pairs, count)
+///   returns the number of candidates, below w when many draws repeat
+std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int32_t count);
+
+/// Pairs of ranks r1 < r2 of one group with different levels; in a symmetric design r1 lies in the lower half and r2
+/// is not the middle rank.
+///   draws    none for the complete list; else trunc(2n / L x w) times one draw (one group) or two (the group, then
+///            the pair); for a balanced factor max(2w, 50) times one draw
+///   returns the number of candidates
+std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::int32_t count);
+
+/// A random reordering of m integers by sorting m random keys; position i receives the value at the i-th smallest.
+///   draws    m, in order of position
+/// m < 1 or a null vector: nothing, no draw.
+void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m);
