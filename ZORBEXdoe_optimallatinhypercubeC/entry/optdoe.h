@@ -33,6 +33,7 @@ struct run_outcome {
     double initial_objective; ///< out: objective of the starting design
     double best_objective;   ///< out: kept up to date while the run goes on: right at every poll of the stop flag
     std::int32_t iterations; ///< out: rounds begun, likewise
+    std::int32_t effort;     ///< out: work done: moves (annealing), else candidates x moves x rounds, wrapping
     end_reason reason;       ///< out: `failed` until the run has ended
 };
 

@@ -37,3 +37,7 @@ std::int32_t rng_int31(run_context* ctx);
 ///   seed     seeds the generator first (clock_seed: from the clock)
 ///   draws    n per column, columns from left to right
 void random_latin_hypercube(run_context* ctx, std::int32_t n, std::int32_t k, double** design, std::uint32_t seed);
+
+/// Opens slot 7 with plain storage (state 0xFFFFB2D8330E); leaves it null on failure. Closes it, null included.
+void rng_open(run_context* ctx);
+void rng_close(run_context* ctx);

@@ -36,8 +36,8 @@ struct search_state {
     std::int32_t* candidate_first;         ///< [max_candidates], null for 0
     std::int32_t* candidate_second;        ///< [max_candidates], null for 0
     std::int32_t pairs_per_candidate;      ///< row pairs that one candidate exchanges: R, 1, or up to 2
-    std::int32_t* rows_a;                  ///< [rows] row list of one exchange
-    std::int32_t* rows_b;                  ///< [rows]
+    std::int32_t* rows_a;                  ///< [max(rows, max_candidates)] row lists of exchanges
+    std::int32_t* rows_b;                  ///< likewise
 
     // Budgets and progress
     std::int32_t inner_moves;    ///< column moves a round
