@@ -19,7 +19,7 @@ public:
 
     run_context* operator->() { return &context_; }
     run_context* ctx() { return &context_; }
-    run_settings& settings() { return globals_.settings; }
+    run_settings& settings() { return context_.globals->settings; }
 
     /// Runs body with the error exit armed.
     ///   returns true when it came to its end, false when the error exit was taken
@@ -27,7 +27,7 @@ public:
     template <class Body>
     [[gnu::noinline]] bool completes(const Body& body)
     {
-        if (setjmp(globals_.error_exit) != 0)
+        if (setjmp(context_.globals->error_exit) != 0)
             return false;
         body();
         return true;
@@ -43,6 +43,5 @@ public:
     std::vector<std::string> lines; ///< status lines received
 
 private:
-    run_globals globals_{};
     run_context context_{};
 };
