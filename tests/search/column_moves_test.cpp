@@ -1,0 +1,286 @@
+#include "search/column_moves.h"
+
+#include "support/search_run.h"
+
+#include "criteria/criterion.h"
+#include "numeric/random_numbers.h"
+#include "search/level_structure.h"
+#include "search/search_state.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+/// The entries of a column in ascending order.
+std::vector<double> multiset_of(const double* const* design, int rows, int j)
+{
+    std::vector<double> values;
+    for (int i = 0; i < rows; ++i)
+        values.push_back(design[i][j]);
+    std::sort(values.begin(), values.end());
+    return values;
+}
+
+/// Every row has a mirror row: x and 1 - x in all columns (unit scale).
+bool rows_mirror_each_other(const double* const* design, int n, int k)
+{
+    for (int i = 0; i < n; ++i) {
+        bool found = false;
+        for (int m = 0; m < n && !found; ++m) {
+            found = true;
+            for (int j = 0; j < k; ++j)
+                found = found && std::fabs(design[i][j] + design[m][j] - 1.0) < 1e-9;
+        }
+        if (!found)
+            return false;
+    }
+    return true;
+}
+
+struct kind_of_run {
+    const char* name;
+    int n, k, repeats, fixed, groups;
+    bool symmetric;
+};
+
+void PrintTo(const kind_of_run& kind, std::ostream* out) { *out << kind.name; }
+
+} // namespace
+
+class columnmoveskinds : public testing::TestWithParam<kind_of_run> {};
+
+TEST_P(columnmoveskinds, thousands_of_moves_keep_ranks_and_multisets)
+{
+    const kind_of_run kind = GetParam();
+    random_stream random{21};
+    table start = kind.symmetric ? random_symmetric_levels(kind.n, kind.k, random)
+                                 : random_levels(kind.n + kind.fixed, kind.k, random, kind.repeats);
+    const int levels = (kind.n + kind.fixed) / kind.repeats;
+    for (int i = 0; i < start.rows(); ++i)
+        for (int j = 0; j < kind.k; ++j)
+            start[i][j] = (start[i][j] - 1.0) / (levels - 1);
+    search_run run(start, {.fixed_rows = kind.fixed}, [&](run_settings& s) {
+        s.symmetric_design = kind.symmetric;
+        std::fill_n(s.factor_counts, kind.k, kind.groups);
+        s.criterion.criterion_id = 2; // tells designs apart that others may not
+    });
+    ASSERT_EQ(run->search->symmetric_design, kind.symmetric ? 1 : 0);
+    run_context* ctx = run.ctx();
+    double value = crit_value(ctx);
+    for (int move = 0; move < 1500; ++move) {
+        const int j = random.below(kind.k);
+        const int what = random.below(20);
+        save_rank_order_column(ctx, j);
+        crit_save_column(ctx, j);
+        const double moved = what == 0 ? randomize_column(ctx, j, ctx->groups->group_count[j],
+                                                          ctx->groups->rows_per_group[j], 1 + random.below(3))
+                                       : column_move(ctx, j, value);
+        ASSERT_EQ(moved, crit_value(ctx));
+        if (what < 8) {
+            crit_restore_column(ctx, j);
+            restore_rank_order_column(ctx, j);
+            ASSERT_EQ(crit_value(ctx), value);
+        }
+        value = crit_value(ctx);
+        if (move % 50 == 0) {
+            ASSERT_TRUE(rank_order_is_in_step(ctx)) << move;
+        }
+        ASSERT_LT(run->search->moves_since_refresh, 41);
+    }
+    EXPECT_TRUE(rank_order_is_in_step(ctx));
+    table end(start.rows(), kind.k);
+    crit_copy_design(ctx, end.data());
+    EXPECT_FALSE(end == start);
+    for (int j = 0; j < kind.k; ++j)
+        EXPECT_EQ(multiset_of(end.data(), end.rows(), j), multiset_of(start.data(), end.rows(), j));
+    for (int i = 0; i < kind.fixed; ++i)
+        for (int j = 0; j < kind.k; ++j)
+            EXPECT_EQ(end[i][j], start[i][j]);
+    if (kind.symmetric) {
+        EXPECT_TRUE(rows_mirror_each_other(end.data(), kind.n, kind.k));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(columnmoves, columnmoveskinds,
+                         testing::Values(kind_of_run{"plain", 14, 3, 1, 0, 1, false},
+                                         kind_of_run{"groups", 12, 3, 1, 0, 4, false},
+                                         kind_of_run{"matched", 12, 3, 3, 0, 4, false},
+                                         kind_of_run{"balanced", 12, 3, 2, 0, 1, false},
+                                         kind_of_run{"balanced_groups", 24, 2, 2, 0, 3, false},
+                                         kind_of_run{"fixed_rows", 10, 3, 1, 4, 1, false},
+                                         kind_of_run{"fixed_rows_groups", 12, 3, 1, 4, 3, false},
+                                         kind_of_run{"symmetric_even", 12, 3, 1, 0, 1, true},
+                                         kind_of_run{"symmetric_odd", 13, 3, 1, 0, 1, true},
+                                         kind_of_run{"two_rows", 2, 2, 1, 0, 1, false},
+                                         kind_of_run{"three_rows", 3, 2, 1, 0, 1, false}),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST(columnmoves, every_41st_move_evaluates_from_scratch)
+{
+    random_stream random{3};
+    search_run run(random_unit_design(12, 3, random));
+    double value = crit_value(run.ctx());
+    for (int move = 1; move <= 123; ++move) {
+        value = column_move(run.ctx(), move % 3, value);
+        ASSERT_EQ(run->search->moves_since_refresh, move % 41);
+        if (move % 41 == 0) {
+            EXPECT_EQ(value, crit_value_of(run.ctx(), nullptr));
+        }
+    }
+}
+
+TEST(columnmoves, an_ungrouped_factor_never_draws_for_a_group_exchange)
+{
+    random_stream random{3};
+    search_run run(random_unit_design(6, 2, random), [](run_settings& s) { s.reduced_neighbourhoods = 0; });
+    const rng_state before = *run->rng;
+    column_move(run.ctx(), 0, crit_value(run.ctx()));
+    EXPECT_EQ(draws_since(run.ctx(), before), 0); // all 15 candidates are listed
+}
+
+TEST(columnmoves, a_grouped_factor_draws_once_whether_to_exchange_groups)
+{
+    random_stream random{3};
+    search_run run(random_unit_design(8, 2, random), [](run_settings& s) {
+        s.reduced_neighbourhoods = 0;
+        s.factor_counts[0] = 2;
+    });
+    const rng_state before = *run->rng;
+    column_move(run.ctx(), 0, crit_value(run.ctx()));
+    EXPECT_EQ(draws_since(run.ctx(), before), 1);
+}
+
+TEST(columnmoves, a_matched_factor_only_exchanges_groups)
+{
+    random_stream random{3};
+    search_run run(random_unit_design(12, 2, random, 4), [](run_settings& s) {
+        s.reduced_neighbourhoods = 0;
+        std::fill_n(s.factor_counts, 2, 3);
+    });
+    ASSERT_EQ(run->groups->matched[0], 1);
+    const rng_state before = *run->rng;
+    table start(12, 2);
+    crit_copy_design(run.ctx(), start.data());
+    column_move(run.ctx(), 0, crit_value(run.ctx()));
+    EXPECT_EQ(draws_since(run.ctx(), before), 0);
+    // Two whole levels changed places.
+    table end(12, 2);
+    crit_copy_design(run.ctx(), end.data());
+    int changed = 0;
+    for (int i = 0; i < 12; ++i)
+        changed += start[i][0] != end[i][0];
+    EXPECT_EQ(changed, 8);
+}
+
+TEST(columnmoves, the_best_candidate_is_applied_even_when_it_is_worse)
+{
+    // From an optimum every exchange is worse; an unconditional search applies the least bad one.
+    random_stream random{3};
+    search_run run(random_unit_design(6, 3, random), [](run_settings& s) { s.reduced_neighbourhoods = 0; });
+    run_context* ctx = run.ctx();
+    for (int sweep = 0; sweep < 60; ++sweep)
+        for (int j = 0; j < 3; ++j)
+            element_exchange_search(ctx, j, 15, true);
+    const double optimum = crit_evaluate(ctx, nullptr);
+    for (int j = 0; j < 3; ++j)
+        EXPECT_EQ(element_exchange_search(ctx, j, 15, true), optimum);
+
+    double best = 1e300;
+    const std::int32_t* const* order = ctx->levels->rank_order;
+    for (int a = 0; a < 6; ++a)
+        for (int b = a + 1; b < 6; ++b)
+            best = std::min(best, crit_try_swap(ctx, 0, order[a][0], order[b][0]));
+    EXPECT_GE(best, optimum);
+    EXPECT_EQ(element_exchange_search(ctx, 0, 15, false), best);
+    EXPECT_TRUE(rank_order_is_in_step(ctx));
+}
+
+TEST(columnmoves, a_group_exchange_pairs_rows_by_rank_and_swaps_their_rank_entries)
+{
+    random_stream random{5};
+    search_run run(random_unit_design(12, 2, random), [](run_settings& s) {
+        s.reduced_neighbourhoods = 0;
+        std::fill_n(s.factor_counts, 2, 2);
+    });
+    run_context* ctx = run.ctx();
+    std::vector<std::int32_t> before;
+    for (int r = 0; r < 12; ++r)
+        before.push_back(ctx->levels->rank_order[r][1]);
+    group_exchange_search(ctx, 1, 1); // one pair of groups: it is applied
+    for (int r = 0; r < 12; ++r)
+        EXPECT_EQ(ctx->levels->rank_order[r][1], before[static_cast<std::size_t>((r + 6) % 12)]);
+    EXPECT_TRUE(rank_order_is_in_step(ctx));
+}
+
+TEST(columnmoves, randomizing_draws_the_group_even_when_there_is_one)
+{
+    random_stream random{5};
+    for (const int n : {3, 4, 10}) {
+        search_run run(random_unit_design(n, 2, random));
+        const rng_state before = *run->rng;
+        const double value = randomize_column(run.ctx(), 0, 1, n, 1);
+        EXPECT_EQ(draws_since(run.ctx(), before), 1 + n);
+        EXPECT_EQ(value, crit_value_of(run.ctx(), nullptr));
+        EXPECT_EQ(run->search->moves_since_refresh, 0);
+        EXPECT_TRUE(rank_order_is_in_step(run.ctx()));
+    }
+}
+
+TEST(columnmoves, two_rows_are_never_randomized)
+{
+    random_stream random{5};
+    search_run run(random_unit_design(2, 2, random));
+    const rng_state before = *run->rng;
+    const double value = crit_value(run.ctx());
+    run->search->moves_since_refresh = 7;
+    EXPECT_EQ(randomize_column(run.ctx(), 0, 1, 2, 1), value);
+    EXPECT_EQ(draws_since(run.ctx(), before), 0);
+    EXPECT_EQ(run->search->moves_since_refresh, 0);
+}
+
+TEST(columnmoves, the_number_of_rearrangements_wraps_around)
+{
+    // (R-2)(R-1)R of one group passes 2^31 at R = 1292 and 2^32 at R = 1627: no candidates in between.
+    random_stream random{5};
+    for (const int n : {1291, 1292, 1626, 1627}) {
+        search_run run(random_unit_design(n, 2, random));
+        const rng_state before = *run->rng;
+        randomize_column(run.ctx(), 0, 1, n, 1);
+        EXPECT_EQ(draws_since(run.ctx(), before), n == 1291 || n == 1627 ? 1 + n : 0) << n;
+    }
+}
+
+TEST(columnmoves, randomizing_follows_the_reordering_of_ranks)
+{
+    random_stream random{5};
+    const int n = 9;
+    search_run run(random_unit_design(n, 2, random));
+    run_context* ctx = run.ctx();
+    table start(n, 2);
+    crit_copy_design(ctx, start.data());
+    std::vector<std::int32_t> old_rank;
+    for (int r = 0; r < n; ++r)
+        old_rank.push_back(ctx->levels->rank_order[r][0]);
+
+    test_run twin;
+    *twin->rng = *ctx->rng;
+    rng_uniform(twin.ctx()); // the group
+    std::vector<std::pair<double, int>> keys;
+    for (int r = 0; r < n; ++r)
+        keys.emplace_back(rng_uniform(twin.ctx()), r);
+    std::sort(keys.begin(), keys.end());
+
+    randomize_column(ctx, 0, 1, n, 1);
+    table end(n, 2);
+    crit_copy_design(ctx, end.data());
+    for (int t = 0; t < n; ++t) {
+        const std::int32_t taker = old_rank[static_cast<std::size_t>(keys[static_cast<std::size_t>(t)].second)];
+        const std::int32_t giver = old_rank[static_cast<std::size_t>(t)];
+        EXPECT_EQ(end[taker][0], start[giver][0]);
+        EXPECT_EQ(ctx->levels->rank_order[t][0], taker);
+    }
+}
