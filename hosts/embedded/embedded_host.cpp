@@ -16,8 +16,8 @@ constexpr const char* kind_names[] = {"the host object", "the host class", "a cl
 /// What a reference stands for.
 struct referent {
     kind what;
-    std::string text;                               ///< class name or characters
-    std::vector<std::int32_t> ints;                 ///< an array's elements
+    std::string text;                                ///< class name or characters
+    std::vector<std::int32_t> ints;                  ///< an array's elements
     std::unique_ptr<std::vector<std::int32_t>> lent; ///< the copy that the library holds, if any
 };
 
@@ -127,7 +127,8 @@ struct host_functions {
         return known ? to_reference(self_class_position) : nullptr;
     }
 
-    static jni::Method get_method_id(jni::Env* env, jni::Object type, const char* name, const char* signature) noexcept
+    static jni::Method get_method_id(jni::Env* env, jni::Object type, const char* name,
+                                     const char* signature) noexcept
     {
         auto& state = state_of(env);
         state.expect_no_exception("GetMethodID");
@@ -252,7 +253,8 @@ struct host_functions {
         return found->lent->data();
     }
 
-    static void release_int_array_elements(jni::Env* env, jni::Object array, jni::Int* elements, jni::Int mode) noexcept
+    static void release_int_array_elements(jni::Env* env, jni::Object array, jni::Int* elements,
+                                           jni::Int mode) noexcept
     {
         // Allowed with an exception pending.
         auto& state = state_of(env);
@@ -321,11 +323,10 @@ std::optional<std::vector<std::int32_t>> embedded_host::run(std::int32_t nsample
                                                             const run_extras* extras)
 {
     begin_call();
-    const jni::Object array =
-        extras == nullptr
-            ? Java_com_morvantix_plugin_doe_optimallatinhypercube_OptimalLatinHypercube_optdoe(
-                  env(), self(), nsamples, nfactors, max_time_minutes, seed)
-            : optdoe_run(env(), self(), nsamples, nfactors, max_time_minutes, seed, extras);
+    const jni::Object array = extras == nullptr
+                                  ? Java_com_morvantix_plugin_doe_optimallatinhypercube_OptimalLatinHypercube_optdoe(
+                                        env(), self(), nsamples, nfactors, max_time_minutes, seed)
+                                  : optdoe_run(env(), self(), nsamples, nfactors, max_time_minutes, seed, extras);
     end_call();
 
     if (state_->thrown_by_callback)

@@ -60,8 +60,9 @@ public:
     /// One design. Without extras it goes through the exported native method, else through optdoe_run.
     ///   returns the levels, row-major, or nothing: then pending() tells whether an exception is the reason
     ///   throws  what a callback threw
-    std::optional<std::vector<std::int32_t>> run(std::int32_t nsamples, std::int32_t nfactors, double max_time_minutes,
-                                                 std::int64_t seed, const run_extras* extras = nullptr);
+    std::optional<std::vector<std::int32_t>> run(std::int32_t nsamples, std::int32_t nfactors,
+                                                 double max_time_minutes, std::int64_t seed,
+                                                 const run_extras* extras = nullptr);
 
     /// What the last call left pending.
     const std::optional<host_exception>& pending() const;

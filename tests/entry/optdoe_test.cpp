@@ -175,7 +175,8 @@ TEST(optdoe, extras_that_ask_for_nothing_change_nothing)
 
 TEST(optdoe, a_starting_design_takes_the_place_of_the_random_one)
 {
-    // The design shuffled from the seed, given by hand, leads to the same result: the search seeds the generator anew.
+    // The design shuffled from the seed, given by hand, leads to the same result: the search seeds the generator
+    // anew.
     test_run shuffled;
     table start(10, 2);
     random_latin_hypercube(shuffled.ctx(), 10, 2, start.data(), 5);

@@ -42,12 +42,12 @@ std::vector<double> to_doubles(const strings& texts)
     return values;
 }
 
-/// A case file: arguments by name, settings by name, a starting design if there is one, and the expected lines.
+/// A case file: arguments, settings and designs by name, and the expected lines.
 struct recorded_case {
     std::string what;
     std::map<std::string, strings> arguments;
     std::map<std::string, std::vector<double>> settings;
-    std::vector<std::vector<double>> start;
+    std::map<std::string, std::vector<std::vector<double>>> designs; ///< "start", and "second" to be loaded later
     strings expected;
 
     explicit recorded_case(const std::string& path)
@@ -55,7 +55,8 @@ struct recorded_case {
         std::ifstream in(path);
         std::string line;
         bool in_expected = false;
-        int start_rows = 0;
+        std::string design;
+        int design_rows = 0;
         while (std::getline(in, line)) {
             const strings w = words(line);
             if (in_expected)
@@ -64,18 +65,28 @@ struct recorded_case {
                 continue;
             else if (what.empty())
                 what = w[0];
-            else if (start_rows > 0) {
-                start.push_back(to_doubles(w));
-                --start_rows;
+            else if (design_rows > 0) {
+                designs[design].push_back(to_doubles(w));
+                --design_rows;
             } else if (w[0] == "expect")
                 in_expected = true;
-            else if (w[0] == "start")
-                start_rows = to_int(w[1]);
-            else if (w[0] == "set")
+            else if (w[0] == "start" || w[0] == "second") {
+                design = w[0];
+                design_rows = to_int(w[1]);
+            } else if (w[0] == "set")
                 settings[w[1]] = to_doubles({w.begin() + 2, w.end()});
             else
                 arguments[w[0]] = {w.begin() + 1, w.end()};
         }
+    }
+
+    table design(const std::string& name) const
+    {
+        const auto& rows = designs.at(name);
+        table design(static_cast<int>(rows.size()), static_cast<int>(rows[0].size()));
+        for (int i = 0; i < design.rows(); ++i)
+            std::copy(rows[static_cast<std::size_t>(i)].begin(), rows[static_cast<std::size_t>(i)].end(), design[i]);
+        return design;
     }
 
     bool has(const char* name) const { return arguments.contains(name); }
@@ -174,8 +185,8 @@ strings outcome_of_run(const recorded_case& recorded)
         polls = 0;
         const int n = recorded.number("nsamples");
         const int k = recorded.number("nfactors");
-        const auto design =
-            host.run(n, k, to_double(recorded.argument("minutes")), std::atoll(recorded.argument("seed").c_str()), given);
+        const auto design = host.run(n, k, to_double(recorded.argument("minutes")),
+                                     std::atoll(recorded.argument("seed").c_str()), given);
         EXPECT_EQ(host.pending(), std::nullopt);
         EXPECT_EQ(host.violations(), strings{});
         lines.emplace_back(design ? "design" : "null");
@@ -204,7 +215,7 @@ row_pairs to_pairs(const std::string& text)
 
 /// Performs one operation of a script.
 ///   returns its value; designs go to `out`
-double perform(run_context* ctx, const strings& w, table& out, bool& is_design)
+double perform(run_context* ctx, const recorded_case& recorded, const strings& w, table& out, bool& is_design)
 {
     const std::string& operation = w[0];
     const int column = w.size() > 1 ? to_int(w[1]) : 0;
@@ -221,6 +232,8 @@ double perform(run_context* ctx, const strings& w, table& out, bool& is_design)
         return crit_try_moves(ctx, column, pairs.count(), first, second);
     if (operation == "apply_moves")
         return crit_apply_moves(ctx, column, pairs.count(), first, second);
+    if (operation == "evaluate" && w[1] == "second")
+        return crit_evaluate(ctx, recorded.design("second").data());
     if (operation == "evaluate")
         return crit_evaluate(ctx, nullptr);
     if (operation == "value_of")
@@ -258,13 +271,10 @@ void expect_bits(double value, const std::string& recorded, const std::string& w
 
 void check_criterion(const recorded_case& recorded)
 {
-    const int rows = static_cast<int>(recorded.start.size());
-    const int factors = static_cast<int>(recorded.start[0].size());
+    const table start = recorded.design("start");
+    const int rows = start.rows();
+    const int factors = start.columns();
     const int fixed = recorded.number("fixed_rows");
-    table start(rows, factors);
-    for (int i = 0; i < rows; ++i)
-        std::copy(recorded.start[static_cast<std::size_t>(i)].begin(), recorded.start[static_cast<std::size_t>(i)].end(),
-                  start[i]);
 
     test_run run;
     run.reset_settings(factors);
@@ -284,7 +294,7 @@ void check_criterion(const recorded_case& recorded)
             continue;
         }
         bool is_design = false;
-        const double value = perform(run.ctx(), w, design, is_design);
+        const double value = perform(run.ctx(), recorded, w, design, is_design);
         if (!is_design)
             expect_bits(value, w.back(), recorded.expected[i]);
         for (int r = 0; is_design && r < rows; ++r) {
@@ -385,6 +395,5 @@ TEST_P(golden, comes_out_as_recorded)
         FAIL() << "unknown kind of case: " << recorded.what;
 }
 
-INSTANTIATE_TEST_SUITE_P(cases, golden, testing::ValuesIn(case_files()), [](const auto& tested) {
-    return std::filesystem::path(tested.param).stem().string();
-});
+INSTANTIATE_TEST_SUITE_P(cases, golden, testing::ValuesIn(case_files()),
+                         [](const auto& tested) { return std::filesystem::path(tested.param).stem().string(); });

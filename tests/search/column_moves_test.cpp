@@ -105,19 +105,17 @@ TEST_P(columnmoveskinds, thousands_of_moves_keep_ranks_and_multisets)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(columnmoves, columnmoveskinds,
-                         testing::Values(kind_of_run{"plain", 14, 3, 1, 0, 1, false},
-                                         kind_of_run{"groups", 12, 3, 1, 0, 4, false},
-                                         kind_of_run{"matched", 12, 3, 3, 0, 4, false},
-                                         kind_of_run{"balanced", 12, 3, 2, 0, 1, false},
-                                         kind_of_run{"balanced_groups", 24, 2, 2, 0, 3, false},
-                                         kind_of_run{"fixed_rows", 10, 3, 1, 4, 1, false},
-                                         kind_of_run{"fixed_rows_groups", 12, 3, 1, 4, 3, false},
-                                         kind_of_run{"symmetric_even", 12, 3, 1, 0, 1, true},
-                                         kind_of_run{"symmetric_odd", 13, 3, 1, 0, 1, true},
-                                         kind_of_run{"two_rows", 2, 2, 1, 0, 1, false},
-                                         kind_of_run{"three_rows", 3, 2, 1, 0, 1, false}),
-                         [](const auto& tested) { return tested.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    columnmoves, columnmoveskinds,
+    testing::Values(kind_of_run{"plain", 14, 3, 1, 0, 1, false}, kind_of_run{"groups", 12, 3, 1, 0, 4, false},
+                    kind_of_run{"matched", 12, 3, 3, 0, 4, false}, kind_of_run{"balanced", 12, 3, 2, 0, 1, false},
+                    kind_of_run{"balanced_groups", 24, 2, 2, 0, 3, false},
+                    kind_of_run{"fixed_rows", 10, 3, 1, 4, 1, false},
+                    kind_of_run{"fixed_rows_groups", 12, 3, 1, 4, 3, false},
+                    kind_of_run{"symmetric_even", 12, 3, 1, 0, 1, true},
+                    kind_of_run{"symmetric_odd", 13, 3, 1, 0, 1, true}, kind_of_run{"two_rows", 2, 2, 1, 0, 1, false},
+                    kind_of_run{"three_rows", 3, 2, 1, 0, 1, false}),
+    [](const auto& tested) { return tested.param.name; });
 
 TEST(columnmoves, every_41st_move_evaluates_from_scratch)
 {

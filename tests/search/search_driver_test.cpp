@@ -103,7 +103,8 @@ TEST(searchdriver, lines_come_in_order)
     EXPECT_TRUE(run.lines[1].starts_with("Initial Criterion Objective          = "));
     for (int i = 1; i <= 10; ++i)
         EXPECT_TRUE(run.lines[static_cast<std::size_t>(i + 1)].starts_with(
-            std::string("Criterion Objective at iteration ") + (i < 10 ? " " : "") + std::to_string(10 * i) + "  = "));
+            std::string("Criterion Objective at iteration ") + (i < 10 ? " " : "") + std::to_string(10 * i) +
+            "  = "));
     EXPECT_TRUE(run.lines[12].starts_with("Final Criterion Objective            = "));
     EXPECT_TRUE(run.lines[13].starts_with("Computation time                     = "));
     EXPECT_EQ(run.outcome.reason, end_reason::iteration_limit);
@@ -126,7 +127,11 @@ TEST(searchdriver, the_stop_flag_ends_every_method_at_its_poll)
 {
     for (const int mode : {0, 1, 2})
         for (const int answered : {0, 1, 3}) {
-            driven_run run(8, 3, method(mode), 1.0, [&](int poll) { return poll < answered ? 0 : -1; });
+            const editor edit = [&](run_settings& s, int) {
+                s.search_mode = static_cast<std::uint8_t>(mode);
+                s.iteration_budget = 100000000; // moves, in annealing
+            };
+            driven_run run(8, 3, edit, 1.0, [&](int poll) { return poll < answered ? 0 : -1; });
             ASSERT_TRUE(run.design);
             EXPECT_EQ(run.outcome.reason, end_reason::stop_requested);
             EXPECT_EQ(run.host.poll_count(), answered + 1);
@@ -223,14 +228,16 @@ TEST(searchdriver, without_active_factors_the_start_is_the_result)
 TEST(searchdriver, greedy_search_restarts_after_a_fruitless_sweep_even_with_a_budget_of_one)
 {
     const auto iterations = [](int budget, int restarts) {
-        return driven_run(5, 2, [&](run_settings& s, int) {
-                   s.search_mode = 1;
-                   s.iteration_budget = budget;
-                   s.restart_limit = restarts;
-               }).outcome.iterations;
+        return driven_run(5, 2,
+                          [&](run_settings& s, int) {
+                              s.search_mode = 1;
+                              s.iteration_budget = budget;
+                              s.restart_limit = restarts;
+                          })
+            .outcome.iterations;
     };
-    EXPECT_GT(iterations(1, 5), 5);  // at least a sweep for each restart
-    EXPECT_EQ(iterations(1, 0), 1);  // no restart allowed
+    EXPECT_GT(iterations(1, 5), 5); // at least a sweep for each restart
+    EXPECT_EQ(iterations(1, 0), 1); // no restart allowed
     EXPECT_EQ(iterations(50, 0), 50);
     const int limited = iterations(2, 500);
     EXPECT_GE(limited, 2);
@@ -328,6 +335,7 @@ TEST(searchdriver, round_robin_goes_on_where_the_last_run_stopped)
 {
     choice_counter = 0;
     const auto one_move = [](run_settings& s, int) {
+        s.pre_improvement = 0;
         s.iteration_budget = 1;
         s.moves_per_iteration = 1;
     };
@@ -366,7 +374,8 @@ TEST(searchdriver, factors_without_share_are_not_moved)
             s.weighted_factor_choice = weighted;
             s.factor_shares[1] = 0.0;
         };
-        const driven_run still(9, 3, [&](run_settings& s, int k) { shares(s, k), std::fill_n(s.factor_shares, k, 0.0); });
+        const driven_run still(9, 3,
+                               [&](run_settings& s, int k) { shares(s, k), std::fill_n(s.factor_shares, k, 0.0); });
         const driven_run moved(9, 3, shares);
         ASSERT_TRUE(still.design && moved.design);
         EXPECT_NE(*still.design, *moved.design);

@@ -59,8 +59,7 @@ TEST(searchsetup, pair_counts_above_46341_rows_wrap)
         EXPECT_EQ(run->search->candidate_first, nullptr);
         EXPECT_EQ(run->search->candidate_second, nullptr);
     }
-    search_run run(ascending_levels(65537, 1), no_criterion,
-                   [](run_settings& s) { s.reduced_neighbourhoods = 0; });
+    search_run run(ascending_levels(65537, 1), no_criterion, [](run_settings& s) { s.reduced_neighbourhoods = 0; });
     EXPECT_EQ(run->search->element_pair_candidates[0], 32768);
     EXPECT_EQ(run->search->max_candidates, 32768);
     EXPECT_EQ(run->search->max_iterations, 2 * 65537);
@@ -124,9 +123,7 @@ TEST(searchsetup, moves_a_round)
     EXPECT_EQ(inner_moves(10, 5, [](run_settings& s) { s.moves_per_iteration = 0; }), 50);
     EXPECT_EQ(inner_moves(10, 5, [](run_settings& s) { s.moves_per_iteration = 100000001; }), 50);
     // Half the factors are active: fewer moves a round.
-    EXPECT_EQ(inner_moves(10, 4,
-                          [](run_settings& s) { s.factor_shares[0] = s.factor_shares[3] = 0.0; }),
-              20);
+    EXPECT_EQ(inner_moves(10, 4, [](run_settings& s) { s.factor_shares[0] = s.factor_shares[3] = 0.0; }), 20);
     // Groups: the larger quotient of the two neighbourhoods, before the truncation.
     EXPECT_EQ(inner_moves(24, 3, [](run_settings& s) { std::fill_n(s.factor_counts, 3, 4); }),
               std::clamp(static_cast<int>(std::max(6.0 / 3.0, 60.0 / 30.0) * 6.0), 10, 100));
@@ -146,9 +143,9 @@ TEST(searchsetup, the_iteration_budget_is_the_callers_or_grows_with_the_design)
 {
     random_stream random{1};
     const auto max_iterations = [&](int budget) {
-        return search_run(random_levels(60, 3, random), no_criterion, [&](run_settings& s) {
-                   s.iteration_budget = budget;
-               })->search->max_iterations;
+        return search_run(random_levels(60, 3, random), no_criterion,
+                          [&](run_settings& s) { s.iteration_budget = budget; })
+            ->search->max_iterations;
     };
     EXPECT_EQ(max_iterations(-1), 360);
     EXPECT_EQ(max_iterations(1), 1);

@@ -145,7 +145,8 @@ TEST(vectors, zeroing_rows_is_clipped_to_the_matrix)
 TEST(vectors, every_element_type_has_its_width)
 {
     test_run run;
-    for (const element_type type : {element_type::real, element_type::integer, element_type::byte, element_type::single}) {
+    for (const element_type type :
+         {element_type::real, element_type::integer, element_type::byte, element_type::single}) {
         const int width = type == element_type::real ? 8 : type == element_type::byte ? 1 : 4;
         auto** m = reinterpret_cast<unsigned char**>(matrix_alloc(run.ctx(), type, 2, 7));
         std::fill_n(m[0], 7 * width, std::uint8_t{0xA5}); // the sanitizer build sees a write beyond the block
