@@ -86,21 +86,27 @@ double crit_value_of(run_context* ctx, const double* const* design) { return in_
 
 void crit_copy_saved_design(run_context* ctx, double** out) { in_force(ctx).copy_saved_design(ctx, out); }
 
-std::int32_t crit_best_swap(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
-                            const std::int32_t* rows_b, double* best_value)
+std::int32_t best_swap_by_trials(run_context* ctx, criterion_ops::trial try_swap, std::int32_t column,
+                                 std::int32_t count, const std::int32_t* rows_a, const std::int32_t* rows_b,
+                                 double* best_value)
 {
-    const criterion_ops& ops = in_force(ctx);
-    if (ops.best_swap != nullptr)
-        return ops.best_swap(ctx, column, count, rows_a, rows_b, best_value);
-
     double* values = double_vector_alloc(ctx, count);
     std::int32_t* order = int_vector_alloc(ctx, count);
     for (std::int32_t t = 0; t < count; ++t)
-        values[t] = ops.try_swap(ctx, column, rows_a[t], rows_b[t]);
+        values[t] = try_swap(ctx, column, rows_a[t], rows_b[t]);
     indexx_double(ctx, bits_u32(count), values, order);
     const std::int32_t best = order[0];
     *best_value = values[best];
     vector_free(ctx, order);
     vector_free(ctx, values);
     return best;
+}
+
+std::int32_t crit_best_swap(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                            const std::int32_t* rows_b, double* best_value)
+{
+    const criterion_ops& ops = in_force(ctx);
+    if (ops.best_swap != nullptr)
+        return ops.best_swap(ctx, column, count, rows_a, rows_b, best_value);
+    return best_swap_by_trials(ctx, ops.try_swap, column, count, rows_a, rows_b, best_value);
 }

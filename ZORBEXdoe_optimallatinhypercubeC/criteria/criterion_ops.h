@@ -8,6 +8,8 @@
 #include <cstdint>
 
 struct criterion_ops {
+    using trial = double (*)(run_context*, std::int32_t column, std::int32_t row_a, std::int32_t row_b);
+
     const char* name; ///< in test and benchmark names
 
     /// As crit_setup. level_counts: [factors] distinct levels of each factor; read by the A2 criterion only.
@@ -37,6 +39,11 @@ struct criterion_ops {
     std::int32_t (*best_swap)(run_context*, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                               const std::int32_t* rows_b, double* best_value) = nullptr;
 };
+
+/// The general form of crit_best_swap: every trial in the given order, then the index sort.
+std::int32_t best_swap_by_trials(run_context* ctx, criterion_ops::trial try_swap, std::int32_t column,
+                                 std::int32_t count, const std::int32_t* rows_a, const std::int32_t* rows_b,
+                                 double* best_value);
 
 extern const criterion_ops entropy_ops; ///< criterion 0
 extern const criterion_ops phip_ops;    ///< criterion 1

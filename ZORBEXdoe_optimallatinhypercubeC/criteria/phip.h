@@ -1,40 +1,79 @@
 /// Slot 6: the phi-p distance criterion and its p = 0 case, maximin.
 ///
+/// phi_p = (sum over pairs of d^-p)^(1/p); maximin: the negated least distance. Euclidean distances are kept squared,
+/// with half the exponent.
 /// Source: Morris and Mitchell, "Exploratory designs for computational experiments", 1995 (phi-p); Johnson, Moore and
 /// Ylvisaker, "Minimax and maximin distance designs", 1990 (maximin); the update of two rows per exchange: Jin, Chen
-/// and Sudjianto, 2005.
+/// and Sudjianto, "An efficient algorithm for constructing optimal design of computer experiments", 2005.
 #pragma once
 
 #include "criteria/distance.h"
+#include "criteria/phip_tables.h"
 #include "entry/run_context.h"
 
 #include <cstdint>
 
+/// An exchange whose lines are computed. The points may already be exchanged while the tables are not: most moves of
+/// a search are taken back, and then the tables are never written.
+struct phip_exchange {
+    std::int32_t column, a, b;
+    double* distance_a; ///< [stride] lines of rows a and b after the exchange
+    double* distance_b;
+    double* term_a;
+    double* term_b;
+    double old_sum; ///< terms taken out and put in, each in the order of the definition
+    double new_sum;
+    bool computed; ///< lines and sums belong to the present tables
+    bool pending;  ///< the points are exchanged, the tables not yet
+};
+
+/// The column snapshot: what a restore needs beside the present state.
+struct phip_column_snapshot {
+    bool armed;
+    std::int32_t column;
+    double* entries; ///< [free rows] at the save
+    double value;
+    double term_sum;
+    std::int32_t changed_count; ///< length of the list of changed rows at the save
+
+    // Lines as they were before each row was replaced, oldest first.
+    std::int32_t kept_count;
+    std::int32_t kept_capacity;
+    std::int32_t* kept_rows;
+    double* kept_lines; ///< [kept_capacity x line_pair] distances, then terms
+
+    // For changes of many rows: the tables at that moment, and the column's entries then.
+    phip_capture capture;
+    double* capture_entries; ///< [free rows]
+};
+
+struct phip_design_snapshot {
+    double** points; ///< [free rows x factors]
+    double value;
+    double term_sum;
+    phip_capture capture;
+};
+
+/// Scratch of the best of several exchanges.
+struct phip_candidates {
+    std::int32_t capacity; ///< candidates, a whole number of vectors
+    double* least;         ///< [capacity] least new distance
+    double* lower;         ///< [capacity] lower bound of the total
+    double* old_sum;       ///< [capacity] approximate sum of the terms taken out
+    double* old_error;     ///< [capacity] bound of its error
+};
+
 struct phip_state {
-    double** points;     ///< [rows x factors] working design, each factor times its weight when weighted
-    double** pair_table; ///< [rows x rows] p > 0: upper cells distances, lower cells terms; p = 0: distances in both,
-                         ///< the lower one the committed copy. The diagonal is scratch of the re-arrangements.
+    phip_tables tables;
     double value;
     double term_sum; ///< p > 0: sum of the terms, at most 1e200; p = 0: negated least distance of the fixed rows
-    double distance_floor; ///< distances below it count with the capped term
-    double* saved_column;  ///< [free rows]
-    double** saved_pair_rows;   ///< [free rows x rows]
-    double** saved_fixed_pairs; ///< [fixed rows x free rows], p > 0; null without fixed rows
-    double saved_column_value;
-    double saved_column_sum;
-    double** saved_points;             ///< [free rows x factors]
-    double** saved_design_pair_rows;   ///< [free rows x rows]
-    double** saved_design_fixed_pairs; ///< [fixed rows x free rows], p > 0; null without fixed rows
-    double saved_design_value;
-    double saved_design_sum;
-    double* old_terms;     ///< [2 x rows] scratch of the single trial
     const double* weights; ///< [factors] not owned
-    std::int32_t factors;
     std::int32_t fixed_rows;
     std::int32_t free_rows;
-    std::int32_t rows;
-    std::int32_t p; ///< exponent on the distances as kept: squared ones for the Euclidean kind; 0 maximin
     std::int32_t weighted;
-    distance_kind kind;
     std::int32_t update_count; ///< committed updates since the last full re-sum, 0..5
+    phip_exchange exchange;
+    phip_candidates candidates;
+    phip_column_snapshot column_snapshot;
+    phip_design_snapshot design_snapshot;
 };

@@ -56,6 +56,29 @@ std::uint8_t* byte_vector_alloc(run_context* ctx, std::int32_t n)
     return static_cast<std::uint8_t*>(vector_alloc(ctx, n, element_type::byte));
 }
 
+constexpr std::size_t vector_alignment = 64;
+
+double* aligned_alloc_doubles(run_context* ctx, std::size_t count)
+{
+    // The block's own address is kept in front of the aligned data, for the way back.
+    auto* block = static_cast<char*>(
+        tracked_alloc(ctx, count * sizeof(double) + vector_alignment + sizeof(void*)));
+    const auto after_address = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
+    const std::uintptr_t padding = (vector_alignment - after_address % vector_alignment) % vector_alignment;
+    char* data = block + sizeof(void*) + padding;
+    std::memcpy(data - sizeof(void*), &block, sizeof(void*));
+    return reinterpret_cast<double*>(data);
+}
+
+void aligned_free_doubles(run_context* ctx, double* v)
+{
+    if (v == nullptr)
+        return;
+    void* block = nullptr;
+    std::memcpy(&block, reinterpret_cast<char*>(v) - sizeof(void*), sizeof(void*));
+    tracked_free(ctx, block);
+}
+
 void vector_free(run_context* ctx, void* v) { tracked_free(ctx, v); }
 
 void** matrix_alloc(run_context* ctx, element_type type, std::int32_t rows, std::int32_t cols)

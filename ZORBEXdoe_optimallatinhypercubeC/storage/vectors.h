@@ -21,6 +21,12 @@ double* double_vector_alloc(run_context* ctx, std::int32_t n);
 std::int32_t* int_vector_alloc(run_context* ctx, std::int32_t n);
 std::uint8_t* byte_vector_alloc(run_context* ctx, std::int32_t n);
 
+/// New doubles for vector code, count of them on a 64-byte boundary, not initialised; never null.
+double* aligned_alloc_doubles(run_context* ctx, std::size_t count);
+
+/// Frees what aligned_alloc_doubles returned; null does nothing.
+void aligned_free_doubles(run_context* ctx, double* v);
+
 /// Frees a vector; null raises the unknown-storage exception of tracked_free.
 void vector_free(run_context* ctx, void* v);
 

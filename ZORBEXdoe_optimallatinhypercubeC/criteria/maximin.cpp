@@ -1,0 +1,180 @@
+#include "criteria/maximin.h"
+
+#include "criteria/criterion.h"
+#include "criteria/phip_exchange.h"
+#include "criteria/phip_restore.h"
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
+
+#include <algorithm>
+
+double maximin_value(phip_state& s)
+{
+    return s.free_rows < 1 ? s.term_sum : -least_distance(s.tables, s.fixed_rows, -s.term_sum);
+}
+
+/// Lines of rows a and b after their entries of a column are exchanged.
+static void exchange_distances(const phip_tables& t, std::int32_t column, std::int32_t a, std::int32_t b,
+                               double* line_a, double* line_b)
+{
+    const double* x = column_line(t, column);
+    const double* old_a = distance_line(t, a);
+    const double* old_b = distance_line(t, b);
+    for (std::int32_t r = 0; r < t.rows; ++r) {
+        const double delta = distance_part(t.kind, x[r] - x[b]) - distance_part(t.kind, x[r] - x[a]);
+        line_a[r] = old_a[r] + delta;
+        line_b[r] = old_b[r] - delta;
+    }
+    line_a[a] = old_a[a];
+    line_a[b] = old_a[b];
+    line_b[a] = old_b[a];
+    line_b[b] = old_b[b];
+}
+
+/// Performs the exchanges one after the other; false when all were of equal entries.
+static bool exchange_all(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                         const std::int32_t* rows_b)
+{
+    phip_tables& t = s.tables;
+    bool changed = false;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const std::int32_t a = rows_a[i];
+        const std::int32_t b = rows_b[i];
+        if (!entries_are_equal(s, column, a, b)) {
+            changed = true;
+            exchange_distances(t, column, a, b, s.exchange.distance_a, s.exchange.distance_b);
+            keep_for_restore(s, a);
+            keep_for_restore(s, b);
+            replace_row(t, a, s.exchange.distance_a, nullptr);
+            replace_row(t, b, s.exchange.distance_b, nullptr);
+        }
+        swap_points(t, a, b, column);
+        mark_changed(t, a);
+        mark_changed(t, b);
+    }
+    return changed;
+}
+
+double maximin_apply_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                           const std::int32_t* rows_b)
+{
+    phip_state& s = *ctx->phip;
+    prepare_restore(ctx, wrap_mul(2, std::max(count, 0)));
+    if (exchange_all(s, column, count, rows_a, rows_b))
+        s.value = maximin_value(s);
+    return s.value;
+}
+
+double maximin_try_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                         const std::int32_t* rows_b)
+{
+    phip_state& s = *ctx->phip;
+    const std::int32_t changed_count = s.tables.changed_count;
+    const bool armed = s.column_snapshot.armed;
+    double* kept = aligned_alloc_doubles(ctx, 2 * bits_u32(count) * line_pair(s.tables));
+    const auto kept_lines = [&](std::int32_t i) { return kept + bits_u32(i) * line_pair(s.tables); };
+    for (std::int32_t i = 0; i < count; ++i) {
+        keep_lines(s.tables, rows_a[i], kept_lines(2 * i));
+        keep_lines(s.tables, rows_b[i], kept_lines(2 * i + 1));
+    }
+    s.column_snapshot.armed = false; // the trial undoes itself
+    const double result = exchange_all(s, column, count, rows_a, rows_b) ? maximin_value(s) : s.value;
+    for (std::int32_t i = 0; i < count; ++i) {
+        swap_points(s.tables, rows_a[i], rows_b[i], column);
+        put_lines_back(s.tables, rows_a[i], kept_lines(2 * i));
+        put_lines_back(s.tables, rows_b[i], kept_lines(2 * i + 1));
+    }
+    forget_changes(s.tables, changed_count);
+    s.column_snapshot.armed = armed;
+    aligned_free_doubles(ctx, kept);
+    return result;
+}
+
+double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    phip_state& s = *ctx->phip;
+    phip_tables& t = s.tables;
+    if (entries_are_equal(s, column, a, b))
+        return s.value;
+    exchange_distances(t, column, a, b, s.exchange.distance_a, s.exchange.distance_b);
+    double least = std::min(-s.term_sum, distance_line(t, a)[b]);
+    least_distance(t, s.fixed_rows, least); // brings every row's nearest up to date
+    for (std::int32_t r = 0; r < t.rows; ++r) {
+        if (r == a || r == b)
+            continue;
+        least = std::min({least, s.exchange.distance_a[r], s.exchange.distance_b[r]});
+        if (r < s.fixed_rows)
+            continue;
+        if (t.row_nearest[r] != a && t.row_nearest[r] != b) {
+            least = std::min(least, t.row_least[r]);
+            continue;
+        }
+        const double* line = distance_line(t, r);
+        for (std::int32_t j = 0; j < t.rows; ++j)
+            if (j != a && j != b)
+                least = std::min(least, line[j]);
+    }
+    return -least;
+}
+
+/// Re-arranges row by row; false when every entry was equal to the one it took.
+static bool rearrange(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                      const double* taken)
+{
+    phip_tables& t = s.tables;
+    bool changed = false;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const std::int32_t d = rows_dst[i];
+        const double before = t.points[d][column];
+        if (!equal_entries(before, taken[i])) {
+            changed = true;
+            const double* x = column_line(t, column);
+            const double* old = distance_line(t, d);
+            for (std::int32_t r = 0; r < t.rows; ++r)
+                t.line_distances[r] =
+                    old[r] + (distance_part(t.kind, x[r] - taken[i]) - distance_part(t.kind, x[r] - before));
+            t.line_distances[d] = old[d];
+            replace_row(t, d, t.line_distances, nullptr);
+        }
+        set_point(t, d, column, taken[i]);
+        mark_changed(t, d);
+    }
+    return changed;
+}
+
+double maximin_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                           const std::int32_t* rows_src)
+{
+    phip_state& s = *ctx->phip;
+    if (count < 1)
+        return s.value;
+    capture_for_restore(ctx, true);
+    double* taken = double_vector_alloc(ctx, count);
+    for (std::int32_t i = 0; i < count; ++i)
+        taken[i] = s.tables.points[rows_src[i]][column];
+    if (rearrange(s, column, count, rows_dst, taken))
+        s.value = maximin_value(s);
+    vector_free(ctx, taken);
+    return s.value;
+}
+
+double maximin_try_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                         const std::int32_t* rows_src)
+{
+    phip_state& s = *ctx->phip;
+    if (count < 1)
+        return s.value;
+    phip_capture before{};
+    take_capture(ctx, s.tables, before);
+    before.all_rows = true;
+    double* taken = double_vector_alloc(ctx, count);
+    for (std::int32_t i = 0; i < count; ++i)
+        taken[i] = s.tables.points[rows_src[i]][column];
+    const double result = rearrange(s, column, count, rows_dst, taken) ? maximin_value(s) : s.value;
+    for (std::int32_t i = 0; i < count; ++i)
+        set_point(s.tables, rows_src[i], column, taken[i]);
+    put_capture_back(s.tables, before);
+    vector_free(ctx, taken);
+    drop_capture(ctx, before);
+    return result;
+}

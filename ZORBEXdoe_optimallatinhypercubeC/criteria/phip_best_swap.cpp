@@ -1,0 +1,156 @@
+#include "criteria/criterion_ops.h"
+#include "criteria/phip_exchange.h"
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
+
+#include <algorithm>
+#include <cmath>
+
+// The best of several exchanges of one column, without trying all of them.
+//
+// The search needs the candidate that the index sort puts first, not all values. The value is a power, with an
+// exponent of at least 1/100, of the candidate's total = (new + T) - old: new the terms put in, old those taken out,
+// T the present sum. Let best be an upper bound of the least total so far. A candidate is dropped when
+//
+//     new_bound + T - old_bound - slack > best (1 + 1e-9)      with new_bound <= new and old_bound >= old.
+//
+// The sums that the exact trial takes have at most 2n positive terms and are off by at most 2n units in the last
+// place, as are the bounds, so a slack of 8n units of all that is added up, plus the known error of the row sums that
+// old_bound is made of, keeps the inequality true for the totals as computed. A total that is larger by the factor
+// 1 + 1e-9 has a value that is larger by more than 1e-11 of itself, far more than the error of pow. So the value of a
+// dropped candidate is strictly greater than the least one. Those that are left are computed exactly: a unique least
+// value comes first in every sort. When two are equal, their order depends on the sort's path through all values, and
+// every candidate is tried. So it is when anything leaves the ground of this argument: totals near cancellation,
+// where trials are re-summed; sums near the cap; infinities; equal entries.
+
+constexpr double surely_worse = 1.0 + 1e-9;
+constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation
+constexpr double infinity = __builtin_inf();
+
+static std::int32_t all_by_trial(run_context* ctx, std::int32_t column, std::int32_t count,
+                                 const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
+{
+    return best_swap_by_trials(ctx, try_swap_terms, column, count, rows_a, rows_b, best_value);
+}
+
+/// Makes room for the bounds of `count` candidates.
+static void reserve_candidates(run_context* ctx, phip_candidates& candidates, std::int32_t count)
+{
+    if (count <= candidates.capacity)
+        return;
+    const std::int32_t capacity = (count + line_step - 1) / line_step * line_step;
+    for (double** v : {&candidates.least, &candidates.lower, &candidates.old_sum, &candidates.old_error}) {
+        aligned_free_doubles(ctx, *v);
+        *v = nullptr;
+    }
+    candidates.capacity = 0;
+    for (double** v : {&candidates.least, &candidates.lower, &candidates.old_sum, &candidates.old_error})
+        *v = aligned_alloc_doubles(ctx, bits_u32(capacity));
+    candidates.capacity = capacity;
+}
+
+/// Sums of a row anew once updates have left more doubt than the bounds can use.
+static void sharpen_row_sum(phip_tables& t, std::int32_t r, double present)
+{
+    if (t.row_error[r] <= 1e-7 * present)
+        return;
+    t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
+    t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+}
+
+/// First pass: a lower bound of every total, from the largest new term alone.
+///   returns false when a candidate is beyond the argument above
+static bool bound_candidates(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                             const std::int32_t* rows_b, double slack_unit)
+{
+    phip_tables& t = s.tables;
+    const phip_candidates& k = s.candidates;
+    const double present = s.term_sum;
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t a = rows_a[c];
+        const std::int32_t b = rows_b[c];
+        if (entries_are_equal(s, column, a, b))
+            return false;
+        k.least[c] = t.kernels->least_after_exchange(t.kind, t.stride, lines_of(t, column, a, b));
+        sharpen_row_sum(t, a, present);
+        sharpen_row_sum(t, b, present);
+        k.old_sum[c] = t.row_sum[a] + t.row_sum[b] - 2.0 * term_line(t, a)[b];
+        k.old_error[c] = t.row_error[a] + t.row_error[b];
+    }
+    std::fill(k.least + count, k.least + k.capacity, infinity);
+    t.kernels->terms(t.p, t.distance_floor, (count + line_step - 1) / line_step * line_step, k.least, k.lower);
+    for (std::int32_t c = 0; c < count; ++c) {
+        const double new_bound = k.lower[c];
+        const double slack = slack_unit * (new_bound + present + k.old_sum[c]) + k.old_error[c];
+        k.lower[c] = new_bound + present - k.old_sum[c] - slack;
+        if (!(k.old_sum[c] + k.old_error[c] <= 2.0 * present))
+            return false;
+    }
+    return true;
+}
+
+/// Second pass: in ascending order of the bounds, the total of each candidate that can still win, within slack.
+///   returns the upper bound of the least total; k.lower becomes the lower bound that goes with it
+static double bracket_totals(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                             const std::int32_t* rows_b, double slack_unit)
+{
+    const phip_tables& t = s.tables;
+    const phip_candidates& k = s.candidates;
+    double* bound = k.least; // of candidates not yet looked at; +inf once they are
+    std::copy(k.lower, k.lower + count, bound);
+    s.exchange.computed = false;
+    double best = infinity;
+    for (;;) {
+        const auto c = static_cast<std::int32_t>(std::min_element(bound, bound + count) - bound);
+        if (!(bound[c] < infinity) || bound[c] > best * surely_worse)
+            return best;
+        bound[c] = infinity;
+        t.kernels->exchange(t.kind, t.stride, lines_of(t, column, rows_a[c], rows_b[c]), s.exchange.distance_a,
+                            s.exchange.distance_b);
+        const double new_sum = t.kernels->sum_of_terms(t.p, t.distance_floor, t.stride, s.exchange.distance_a,
+                                                       s.exchange.distance_b);
+        const double total = new_sum + s.term_sum - k.old_sum[c];
+        const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c];
+        k.lower[c] = total - slack;
+        best = std::min(best, total + slack);
+    }
+}
+
+std::int32_t best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                             const std::int32_t* rows_b, double* best_value)
+{
+    phip_state& s = *ctx->phip;
+    settle(s);
+    reserve_candidates(ctx, s.candidates, count);
+    const double slack_unit = (8.0 * s.tables.rows + 32.0) * 0x1p-53;
+    if (!(s.term_sum > 1e-280 && s.term_sum < 1e190) ||
+        !bound_candidates(s, column, count, rows_a, rows_b, slack_unit))
+        return all_by_trial(ctx, column, count, rows_a, rows_b, best_value);
+    const double best = bracket_totals(s, column, count, rows_a, rows_b, slack_unit);
+    if (!(best >= least_share * s.term_sum && best < 1e190))
+        return all_by_trial(ctx, column, count, rows_a, rows_b, best_value);
+
+    // The exact values of those that are left.
+    std::int32_t winner = -1;
+    bool tied = false;
+    for (std::int32_t c = 0; c < count; ++c) {
+        if (s.candidates.lower[c] > best * surely_worse)
+            continue;
+        const phip_exchange& e = computed_exchange(s, column, rows_a[c], rows_b[c]);
+        const double total = updated_sum(s, e.old_sum, e.new_sum);
+        if (!(total / e.old_sum >= phip_least_ratio))
+            return all_by_trial(ctx, column, count, rows_a, rows_b, best_value);
+        const double value = value_of_sum(s, total);
+        if (winner < 0 || value < *best_value) {
+            winner = c;
+            tied = false;
+            *best_value = value;
+        } else if (value == *best_value) {
+            tied = true;
+        }
+    }
+    if (winner < 0 || tied)
+        return all_by_trial(ctx, column, count, rows_a, rows_b, best_value);
+    computed_exchange(s, column, rows_a[winner], rows_b[winner]); // a commit that follows finds it at hand
+    return winner;
+}

@@ -1,0 +1,345 @@
+#include "criteria/phip_exchange.h"
+
+#include "criteria/criterion.h"
+#include "criteria/phip_restore.h"
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <utility>
+
+constexpr std::int32_t updates_between_sums = 5;
+
+static bool same_bits(double x, double y) { return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y); }
+
+double value_of_sum(const phip_state& s, double sum)
+{
+    return std::pow(sum, (s.tables.kind == distance_kind::euclidean ? 0.5 : 1.0) / s.tables.p);
+}
+
+exchange_lines lines_of(const phip_tables& t, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    const double* x = column_line(t, column);
+    return {x, x[a], x[b], distance_line(t, a), distance_line(t, b), a, b};
+}
+
+const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    phip_exchange& e = s.exchange;
+    if (e.computed && e.column == column && e.a == a && e.b == b)
+        return e;
+    const phip_tables& t = s.tables;
+    e.column = column;
+    e.a = a;
+    e.b = b;
+    t.kernels->exchange(t.kind, t.stride, lines_of(t, column, a, b), e.distance_a, e.distance_b);
+    t.kernels->terms(t.p, t.distance_floor, t.stride, e.distance_a, e.term_a);
+    t.kernels->terms(t.p, t.distance_floor, t.stride, e.distance_b, e.term_b);
+
+    // Both sums run over the other rows in ascending order, row a's term before row b's.
+    const double* old_a = term_line(t, a);
+    const double* old_b = term_line(t, b);
+    e.old_sum = 0.0;
+    e.new_sum = 0.0;
+    for (std::int32_t r = 0; r < t.rows; ++r) {
+        if (r == a || r == b)
+            continue;
+        e.old_sum += old_a[r];
+        e.old_sum += old_b[r];
+        e.new_sum += e.term_a[r];
+        e.new_sum += e.term_b[r];
+    }
+    // The pair itself keeps its distance.
+    e.distance_a[b] = e.distance_b[a] = distance_line(t, a)[b];
+    e.term_a[b] = e.term_b[a] = old_a[b];
+    e.computed = true;
+    return e;
+}
+
+/// Replaces the rows of the exchange at hand in the tables.
+static void write_exchange(phip_state& s)
+{
+    const phip_exchange& e = s.exchange;
+    replace_row(s.tables, e.a, e.distance_a, e.term_a);
+    replace_row(s.tables, e.b, e.distance_b, e.term_b);
+    s.exchange.computed = false;
+}
+
+void settle(phip_state& s)
+{
+    if (!s.exchange.pending)
+        return;
+    s.exchange.pending = false;
+    keep_for_restore(s, s.exchange.a);
+    keep_for_restore(s, s.exchange.b);
+    write_exchange(s);
+    mark_changed(s.tables, s.exchange.a);
+    mark_changed(s.tables, s.exchange.b);
+}
+
+double updated_sum(const phip_state& s, double old_sum, double new_sum)
+{
+    return std::min(phip_cap, new_sum) + s.term_sum - std::min(phip_cap, old_sum);
+}
+
+/// Ends a committed update: the sum, re-summed when it is due or when cancellation has eaten the digits.
+static double commit_sum(phip_state& s, double old_sum, double new_sum)
+{
+    double total = updated_sum(s, old_sum, new_sum);
+    if (s.update_count != updates_between_sums && total / std::min(phip_cap, old_sum) >= phip_least_ratio) {
+        s.update_count += 1;
+    } else {
+        settle(s);
+        s.update_count = 0;
+        total = sum_in_order(s.tables);
+    }
+    s.term_sum = std::min(phip_cap, total);
+    s.value = value_of_sum(s, s.term_sum);
+    return s.value;
+}
+
+/// Exchanges two equal entries. The tables keep their cells, which then differ from those of a fresh evaluation in
+/// the last bits, unless the entries are the same to the bit.
+static void exchange_equal_entries(phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    const double* x = column_line(s.tables, column);
+    if (same_bits(x[a], x[b]))
+        return;
+    swap_points(s.tables, a, b, column);
+    mark_changed(s.tables, a);
+    mark_changed(s.tables, b);
+    s.exchange.computed = false;
+}
+
+bool entries_are_equal(const phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    const double* x = column_line(s.tables, column);
+    return equal_entries(x[a], x[b]);
+}
+
+namespace {
+
+/// What a batch of updates took out of and put into the sum of terms.
+struct replaced_terms {
+    double old_sum;
+    double new_sum;
+    bool changed; ///< some update was more than an exchange of equal entries
+};
+
+} // namespace
+
+/// Adds the lines of one exchange to the running sums of a batch.
+static void add_to_batch(const phip_state& s, replaced_terms& batch)
+{
+    const phip_exchange& e = s.exchange;
+    const double* old_a = term_line(s.tables, e.a);
+    const double* old_b = term_line(s.tables, e.b);
+    for (std::int32_t r = 0; r < s.tables.rows; ++r) {
+        if (r == e.a || r == e.b)
+            continue;
+        batch.old_sum += old_a[r];
+        batch.old_sum += old_b[r];
+        batch.new_sum += e.term_a[r];
+        batch.new_sum += e.term_b[r];
+    }
+}
+
+/// Performs the exchanges of a batch one after the other, tables and points.
+static replaced_terms exchange_batch(phip_state& s, std::int32_t column, std::int32_t count,
+                                     const std::int32_t* rows_a, const std::int32_t* rows_b)
+{
+    replaced_terms batch{0.0, 0.0, false};
+    for (std::int32_t t = 0; t < count; ++t) {
+        const std::int32_t a = rows_a[t];
+        const std::int32_t b = rows_b[t];
+        if (entries_are_equal(s, column, a, b)) {
+            exchange_equal_entries(s, column, a, b);
+            continue;
+        }
+        batch.changed = true;
+        computed_exchange(s, column, a, b);
+        add_to_batch(s, batch);
+        keep_for_restore(s, a);
+        keep_for_restore(s, b);
+        write_exchange(s);
+        swap_points(s.tables, a, b, column);
+        mark_changed(s.tables, a);
+        mark_changed(s.tables, b);
+    }
+    return batch;
+}
+
+/// One exchange: the points change at once, the tables when somebody asks for them.
+static double apply_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    phip_state& s = *ctx->phip;
+    if (entries_are_equal(s, column, a, b)) {
+        exchange_equal_entries(s, column, a, b);
+        return s.value;
+    }
+    const phip_exchange& e = computed_exchange(s, column, a, b);
+    prepare_restore(ctx, 2);
+    swap_points(s.tables, a, b, column);
+    s.exchange.computed = false;
+    s.exchange.pending = true;
+    return commit_sum(s, e.old_sum, e.new_sum);
+}
+
+double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                         const std::int32_t* rows_b)
+{
+    phip_state& s = *ctx->phip;
+    settle(s);
+    if (count == 1)
+        return apply_swap(ctx, column, rows_a[0], rows_b[0]);
+    prepare_restore(ctx, wrap_mul(2, std::max(count, 0)));
+    const replaced_terms batch = exchange_batch(s, column, count, rows_a, rows_b);
+    return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
+}
+
+double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                       const std::int32_t* rows_b)
+{
+    phip_state& s = *ctx->phip;
+    const double value = s.value;
+    const double term_sum = s.term_sum;
+    const std::int32_t update_count = s.update_count;
+    const std::int32_t changed_count = s.tables.changed_count;
+    const bool armed = s.column_snapshot.armed;
+    double* kept = aligned_alloc_doubles(ctx, 2 * bits_u32(count) * line_pair(s.tables));
+    const auto kept_lines = [&](std::int32_t t) { return kept + bits_u32(t) * line_pair(s.tables); };
+    for (std::int32_t t = 0; t < count; ++t) {
+        keep_lines(s.tables, rows_a[t], kept_lines(2 * t));
+        keep_lines(s.tables, rows_b[t], kept_lines(2 * t + 1));
+    }
+
+    s.column_snapshot.armed = false; // the trial undoes itself
+    const replaced_terms batch = exchange_batch(s, column, count, rows_a, rows_b);
+    const double result = batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : value;
+
+    for (std::int32_t t = 0; t < count; ++t) {
+        swap_points(s.tables, rows_a[t], rows_b[t], column);
+        put_lines_back(s.tables, rows_a[t], kept_lines(2 * t));
+        put_lines_back(s.tables, rows_b[t], kept_lines(2 * t + 1));
+    }
+    forget_changes(s.tables, changed_count);
+    s.column_snapshot.armed = armed;
+    s.exchange.computed = false;
+    s.value = value;
+    s.term_sum = term_sum;
+    s.update_count = update_count;
+    aligned_free_doubles(ctx, kept);
+    return result;
+}
+
+/// The sum of all terms, in order, as if the exchange at hand were done.
+static double sum_after_exchange(run_context* ctx)
+{
+    phip_state& s = *ctx->phip;
+    double* kept = aligned_alloc_doubles(ctx, 2 * line_pair(s.tables));
+    keep_lines(s.tables, s.exchange.a, kept);
+    keep_lines(s.tables, s.exchange.b, kept + line_pair(s.tables));
+    write_exchange(s);
+    const double total = sum_in_order(s.tables);
+    put_lines_back(s.tables, s.exchange.a, kept);
+    put_lines_back(s.tables, s.exchange.b, kept + line_pair(s.tables));
+    aligned_free_doubles(ctx, kept);
+    return total;
+}
+
+/// Value after one exchange. Other than a commit, it is re-summed only after cancellation.
+double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
+{
+    phip_state& s = *ctx->phip;
+    const phip_exchange& e = computed_exchange(s, column, a, b);
+    double total = updated_sum(s, e.old_sum, e.new_sum);
+    if (total / std::min(phip_cap, e.old_sum) < phip_least_ratio)
+        total = sum_after_exchange(ctx);
+    return value_of_sum(s, std::min(phip_cap, total));
+}
+
+/// Takes the rows of a re-arrangement one after the other: row rows_dst[t] gets the entry taken[t]. The terms have no
+/// floor here: a distance of zero gives an infinite one.
+static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                                const double* taken)
+{
+    phip_tables& t = s.tables;
+    replaced_terms batch{0.0, 0.0, false};
+    for (std::int32_t i = 0; i < count; ++i) {
+        const std::int32_t d = rows_dst[i];
+        const double before = t.points[d][column];
+        if (!equal_entries(before, taken[i])) {
+            batch.changed = true;
+            const double* old_terms = term_line(t, d);
+            t.kernels->move(t.kind, t.stride, column_line(t, column), before, taken[i], distance_line(t, d),
+                            t.line_distances);
+            t.kernels->terms(t.p, 0.0, t.stride, t.line_distances, t.line_terms);
+            for (std::int32_t r = 0; r < t.rows; ++r) {
+                if (r == d)
+                    continue;
+                batch.old_sum += old_terms[r];
+                batch.new_sum += t.line_terms[r];
+            }
+            replace_row(t, d, t.line_distances, t.line_terms);
+        }
+        if (!same_bits(before, taken[i])) {
+            set_point(t, d, column, taken[i]);
+            mark_changed(t, d);
+        }
+    }
+    s.exchange.computed = false;
+    return batch;
+}
+
+/// The entries that the sources hold.
+static double* take_entries(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_src)
+{
+    double* taken = double_vector_alloc(ctx, count);
+    for (std::int32_t i = 0; i < count; ++i)
+        taken[i] = ctx->phip->tables.points[rows_src[i]][column];
+    return taken;
+}
+
+double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                         const std::int32_t* rows_src)
+{
+    phip_state& s = *ctx->phip;
+    if (count < 1)
+        return s.value;
+    settle(s);
+    capture_for_restore(ctx, true);
+    double* taken = take_entries(ctx, column, count, rows_src);
+    const replaced_terms batch = rearrange(s, column, count, rows_dst, taken);
+    vector_free(ctx, taken);
+    return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
+}
+
+double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                       const std::int32_t* rows_src)
+{
+    phip_state& s = *ctx->phip;
+    if (count < 1)
+        return s.value;
+    settle(s);
+    const double value = s.value;
+    const double term_sum = s.term_sum;
+    const std::int32_t update_count = s.update_count;
+    phip_capture before{};
+    take_capture(ctx, s.tables, before);
+    before.all_rows = true;
+    double* taken = take_entries(ctx, column, count, rows_src);
+    const replaced_terms batch = rearrange(s, column, count, rows_dst, taken);
+    const double result = batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : value;
+
+    for (std::int32_t i = 0; i < count; ++i)
+        set_point(s.tables, rows_src[i], column, taken[i]);
+    put_capture_back(s.tables, before);
+    s.value = value;
+    s.term_sum = term_sum;
+    s.update_count = update_count;
+    vector_free(ctx, taken);
+    drop_capture(ctx, before);
+    return result;
+}

@@ -1,0 +1,38 @@
+/// Exchanges and re-arrangements of the phi-p criterion for p > 0; the contracts are those of criterion.h.
+#pragma once
+
+#include "criteria/phip.h"
+
+inline constexpr double phip_cap = 1e200;         ///< sums of terms, and single terms, end there
+inline constexpr double phip_least_ratio = 1e-8;  ///< below it an update is re-summed
+
+/// Brings the tables up to date with the points; every operation that reads or changes tables begins with it.
+void settle(phip_state& s);
+
+/// value of a sum of terms: its root, with the half of the Euclidean kind's squared distances.
+double value_of_sum(const phip_state& s, double sum);
+
+/// What the kernels take of an exchange.
+exchange_lines lines_of(const phip_tables& t, std::int32_t column, std::int32_t a, std::int32_t b);
+
+bool entries_are_equal(const phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b);
+
+/// Computes lines and sums of an exchange of entries that differ, unless they are at hand.
+const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b);
+
+/// The sum of terms after an update: what was put in, plus the sum before, less what was taken out.
+double updated_sum(const phip_state& s, double old_sum, double new_sum);
+
+double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                         const std::int32_t* rows_b);
+double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                       const std::int32_t* rows_b);
+double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b);
+double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                         const std::int32_t* rows_src);
+double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
+                       const std::int32_t* rows_src);
+
+/// The best of several exchanges, without trying all of them; see there for the proof.
+std::int32_t best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                             const std::int32_t* rows_b, double* best_value);

@@ -1,0 +1,113 @@
+#include "criteria/phip_restore.h"
+
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+static bool same_bits(double x, double y) { return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y); }
+
+void keep_lines(const phip_tables& t, std::int32_t r, double* to)
+{
+    const std::size_t bytes = bits_u32(t.stride) * sizeof(double);
+    std::memcpy(to, distance_line(t, r), bytes);
+    if (t.p > 0)
+        std::memcpy(to + t.stride, term_line(t, r), bytes);
+}
+
+void put_lines_back(phip_tables& t, std::int32_t r, const double* from)
+{
+    replace_row(t, r, from, t.p > 0 ? from + t.stride : nullptr);
+}
+
+const double* free_entries(const phip_state& s, std::int32_t column)
+{
+    return column_line(s.tables, column) + s.fixed_rows;
+}
+
+void put_entries_back(phip_state& s, std::int32_t column, const double* entries)
+{
+    const double* present = free_entries(s, column);
+    for (std::int32_t f = 0; f < s.free_rows; ++f)
+        if (!same_bits(present[f], entries[f]))
+            set_point(s.tables, s.fixed_rows + f, column, entries[f]);
+}
+
+void capture_for_restore(run_context* ctx, bool all_rows)
+{
+    phip_state& s = *ctx->phip;
+    phip_column_snapshot& snapshot = s.column_snapshot;
+    if (!snapshot.armed)
+        return;
+    if (snapshot.capture.taken) {
+        snapshot.capture.all_rows = true;
+        return;
+    }
+    take_capture(ctx, s.tables, snapshot.capture);
+    snapshot.capture.all_rows = all_rows;
+    std::memcpy(snapshot.capture_entries, free_entries(s, snapshot.column), bits_u32(s.free_rows) * sizeof(double));
+}
+
+/// Makes room for `more` kept rows in the column snapshot.
+static void reserve_kept_rows(run_context* ctx, std::int32_t more)
+{
+    const phip_tables& t = ctx->phip->tables;
+    phip_column_snapshot& snapshot = ctx->phip->column_snapshot;
+    const std::int32_t needed = snapshot.kept_count + more;
+    if (needed <= snapshot.kept_capacity)
+        return;
+    std::int32_t* rows = int_vector_alloc(ctx, needed);
+    double* lines = aligned_alloc_doubles(ctx, bits_u32(needed) * line_pair(t));
+    if (snapshot.kept_capacity > 0) {
+        std::memcpy(rows, snapshot.kept_rows, bits_u32(snapshot.kept_count) * sizeof(std::int32_t));
+        std::memcpy(lines, snapshot.kept_lines, bits_u32(snapshot.kept_count) * line_pair(t) * sizeof(double));
+        vector_free(ctx, snapshot.kept_rows);
+        aligned_free_doubles(ctx, snapshot.kept_lines);
+    }
+    snapshot.kept_rows = rows;
+    snapshot.kept_lines = lines;
+    snapshot.kept_capacity = needed;
+}
+
+void prepare_restore(run_context* ctx, std::int32_t count)
+{
+    phip_column_snapshot& snapshot = ctx->phip->column_snapshot;
+    if (!snapshot.armed)
+        return;
+    if (snapshot.capture.taken || snapshot.kept_count + count > std::max(8, ctx->phip->tables.rows / 4))
+        capture_for_restore(ctx, true);
+    else
+        reserve_kept_rows(ctx, count);
+}
+
+void keep_for_restore(phip_state& s, std::int32_t r)
+{
+    phip_column_snapshot& snapshot = s.column_snapshot;
+    if (!snapshot.armed || snapshot.capture.taken)
+        return;
+    snapshot.kept_rows[snapshot.kept_count] = r;
+    keep_lines(s.tables, r, snapshot.kept_lines + bits_u32(snapshot.kept_count) * line_pair(s.tables));
+    snapshot.kept_count += 1;
+}
+
+void restore_tables(run_context* ctx)
+{
+    phip_state& s = *ctx->phip;
+    phip_column_snapshot& snapshot = s.column_snapshot;
+    s.exchange.pending = false; // its tables were never written
+    s.exchange.computed = false;
+    if (snapshot.capture.taken) {
+        put_entries_back(s, snapshot.column, snapshot.capture_entries);
+        put_capture_back(s.tables, snapshot.capture);
+        drop_capture(ctx, snapshot.capture);
+    }
+    while (snapshot.kept_count > 0) {
+        snapshot.kept_count -= 1;
+        put_lines_back(s.tables, snapshot.kept_rows[snapshot.kept_count],
+                       snapshot.kept_lines + bits_u32(snapshot.kept_count) * line_pair(s.tables));
+    }
+    put_entries_back(s, snapshot.column, snapshot.entries);
+    forget_changes(s.tables, snapshot.changed_count);
+}

@@ -1,0 +1,253 @@
+#include "criteria/phip_tables.h"
+
+#include "entry/tracked_storage.h"
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+constexpr double infinity = __builtin_inf();
+constexpr double capped_term = 1e200;
+
+static double* stride_vector(run_context* ctx, const phip_tables& t, double filled_with)
+{
+    double* v = aligned_alloc_doubles(ctx, bits_u32(t.stride));
+    std::fill_n(v, t.stride, filled_with);
+    return v;
+}
+
+/// A table of lines; the padding of each is set.
+static double* table_alloc(run_context* ctx, const phip_tables& t, std::int32_t lines, double padding)
+{
+    double* table = aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(t.stride));
+    for (std::int32_t i = 0; i < lines; ++i)
+        std::fill(table + static_cast<std::ptrdiff_t>(i) * t.stride + t.rows,
+                  table + static_cast<std::ptrdiff_t>(i + 1) * t.stride, padding);
+    return table;
+}
+
+void phip_tables_alloc(run_context* ctx, phip_tables& t)
+{
+    t.stride = (t.rows + line_step - 1) / line_step * line_step;
+    t.points = double_matrix_alloc(ctx, t.rows, t.factors);
+    t.columns = table_alloc(ctx, t, t.factors, 0.0);
+    t.distances = table_alloc(ctx, t, t.rows, infinity);
+    if (t.p > 0) {
+        t.terms = table_alloc(ctx, t, t.rows, 0.0);
+        t.row_sum = stride_vector(ctx, t, 0.0);
+        t.row_error = stride_vector(ctx, t, 0.0);
+        t.grid = {stride_vector(ctx, t, 0.0), stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
+    } else {
+        t.row_least = stride_vector(ctx, t, 0.0);
+        t.row_nearest = int_vector_alloc(ctx, t.rows);
+    }
+    t.changed = int_vector_alloc(ctx, t.rows);
+    t.is_changed = byte_vector_alloc(ctx, t.rows);
+    t.line_distances = stride_vector(ctx, t, infinity);
+    t.line_terms = stride_vector(ctx, t, 0.0);
+}
+
+void phip_tables_free(run_context* ctx, phip_tables& t)
+{
+    matrix_free(ctx, t.points);
+    for (double* v : {t.columns, t.distances, t.terms, t.row_sum, t.row_error, t.grid.limit, t.grid.sum, t.grid.ties,
+                      t.row_least, t.line_distances, t.line_terms})
+        aligned_free_doubles(ctx, v);
+    for (void* v : {static_cast<void*>(t.row_nearest), static_cast<void*>(t.changed), static_cast<void*>(t.is_changed)})
+        if (v != nullptr)
+            vector_free(ctx, v);
+}
+
+void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x)
+{
+    t.points[r][column] = x;
+    column_line(t, column)[r] = x;
+}
+
+void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column)
+{
+    const double x = t.points[a][column];
+    set_point(t, a, column, t.points[b][column]);
+    set_point(t, b, column, x);
+}
+
+double term_of(const phip_tables& t, double distance)
+{
+    return distance < t.distance_floor ? capped_term : 1.0 / int_power(distance, bits_u32(t.p));
+}
+
+void mark_changed(phip_tables& t, std::int32_t r)
+{
+    if (t.is_changed[r] != 0)
+        return;
+    t.is_changed[r] = 1;
+    t.changed[t.changed_count] = r;
+    t.changed_count += 1;
+}
+
+void forget_changes(phip_tables& t, std::int32_t count)
+{
+    while (t.changed_count > count) {
+        t.changed_count -= 1;
+        t.is_changed[t.changed[t.changed_count]] = 0;
+    }
+}
+
+/// Lines of row r from the points.
+static void compute_lines(const phip_tables& t, std::int32_t r, double* distances, double* terms)
+{
+    t.kernels->distances(t.kind, t.rows, t.stride, t.factors, t.columns, t.points[r], distances);
+    distances[r] = infinity;
+    if (t.p > 0)
+        t.kernels->terms(t.p, t.distance_floor, t.stride, distances, terms);
+}
+
+/// Sums of row r anew; its place on the grid is looked for when it is next asked for.
+static void sum_row_anew(phip_tables& t, std::int32_t r)
+{
+    if (t.p > 0) {
+        t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
+        t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+        t.grid.limit[r] = 0.0;
+        t.grid.ties[r] = infinity;
+    } else {
+        t.row_nearest[r] = -1;
+    }
+}
+
+void fill_tables(phip_tables& t)
+{
+    for (std::int32_t r = 0; r < t.rows; ++r) {
+        compute_lines(t, r, distance_line(t, r), t.p > 0 ? term_line(t, r) : nullptr);
+        sum_row_anew(t, r);
+    }
+    forget_changes(t, 0);
+}
+
+void refresh_tables(phip_tables& t)
+{
+    if (t.changed_count > t.rows / 2)
+        return fill_tables(t);
+    for (std::int32_t i = 0; i < t.changed_count; ++i) {
+        compute_lines(t, t.changed[i], t.line_distances, t.line_terms);
+        replace_row(t, t.changed[i], t.line_distances, t.line_terms);
+    }
+    forget_changes(t, 0);
+}
+
+/// Keeps the nearest rows in step with a new line of row r.
+static void update_nearest(phip_tables& t, std::int32_t r, const double* distances)
+{
+    for (std::int32_t j = 0; j < t.rows; ++j) {
+        if (distances[j] < t.row_least[j]) {
+            t.row_least[j] = distances[j];
+            if (t.row_nearest[j] >= 0)
+                t.row_nearest[j] = r;
+        } else if (t.row_nearest[j] == r) {
+            t.row_nearest[j] = -1;
+        }
+    }
+}
+
+/// Copies a line into row r and column r of a symmetric table.
+static void write_symmetric(const phip_tables& t, double* table, std::int32_t r, const double* line)
+{
+    std::memcpy(table + static_cast<std::ptrdiff_t>(r) * t.stride, line, bits_u32(t.rows) * sizeof(double));
+    double* cell = table + r;
+    for (std::int32_t j = 0; j < t.rows; ++j, cell += t.stride)
+        *cell = line[j];
+}
+
+void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* terms)
+{
+    if (t.p > 0) {
+        t.kernels->replace_terms(t.stride, r, term_line(t, r), terms, t.row_sum, t.row_error, t.grid);
+        write_symmetric(t, t.terms, r, terms);
+    } else {
+        update_nearest(t, r, distances);
+    }
+    write_symmetric(t, t.distances, r, distances);
+    sum_row_anew(t, r);
+}
+
+double sum_in_order(phip_tables& t)
+{
+    constexpr double least_binade = 1e-290; // below it the steps of the grid would leave the range of doubles
+    double total = 0.0;
+    for (std::int32_t j = 1; j < t.rows; ++j) {
+        const double* terms = term_line(t, j);
+        if (total >= least_binade && total < infinity) {
+            constexpr std::uint64_t exponent_bits = 0x7FF0000000000000u;
+            const double limit = 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(total) & exponent_bits);
+            if (t.grid.limit[j] != limit || t.grid.ties[j] == infinity) {
+                t.grid.limit[j] = limit;
+                t.kernels->grid_sum(j, terms, limit, &t.grid.sum[j], &t.grid.ties[j]);
+            }
+            const double next = total + t.grid.sum[j];
+            if (t.grid.ties[j] == 0.0 && next < 4.0 * limit) {
+                total = next;
+                continue;
+            }
+        }
+        for (std::int32_t i = 0; i < j; ++i)
+            total += terms[i];
+    }
+    return total;
+}
+
+double least_distance(phip_tables& t, std::int32_t first_row, double least)
+{
+    for (std::int32_t j = first_row; j < t.rows; ++j) {
+        if (t.row_nearest[j] < 0) {
+            const double* line = distance_line(t, j);
+            const double* nearest = std::min_element(line, line + t.rows);
+            t.row_nearest[j] = static_cast<std::int32_t>(nearest - line);
+            t.row_least[j] = *nearest;
+        }
+        least = std::min(least, t.row_least[j]);
+    }
+    return least;
+}
+
+void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture)
+{
+    drop_capture(ctx, capture);
+    capture.taken = true;
+    capture.count = t.changed_count;
+    if (capture.count == 0)
+        return;
+    const std::size_t line_bytes = bits_u32(t.stride) * sizeof(double);
+    capture.rows = int_vector_alloc(ctx, capture.count);
+    capture.lines = aligned_alloc_doubles(ctx, static_cast<std::size_t>(capture.count) * 2 * bits_u32(t.stride));
+    double* to = capture.lines;
+    for (std::int32_t i = 0; i < capture.count; ++i, to += 2 * t.stride) {
+        capture.rows[i] = t.changed[i];
+        std::memcpy(to, distance_line(t, t.changed[i]), line_bytes);
+        if (t.p > 0)
+            std::memcpy(to + t.stride, term_line(t, t.changed[i]), line_bytes);
+    }
+}
+
+void put_capture_back(phip_tables& t, const phip_capture& capture)
+{
+    if (capture.all_rows)
+        fill_tables(t);
+    forget_changes(t, 0);
+    const double* from = capture.lines;
+    for (std::int32_t i = 0; i < capture.count; ++i, from += 2 * t.stride) {
+        replace_row(t, capture.rows[i], from, t.p > 0 ? from + t.stride : nullptr);
+        mark_changed(t, capture.rows[i]);
+    }
+}
+
+void drop_capture(run_context* ctx, phip_capture& capture)
+{
+    if (capture.rows != nullptr)
+        vector_free(ctx, capture.rows);
+    aligned_free_doubles(ctx, capture.lines);
+    capture = {};
+}

@@ -1,0 +1,121 @@
+/// The pair tables of the phi-p criterion: distances and terms of all pairs of rows.
+///
+/// Layout     full symmetric tables, so that every pass runs along a row; the points also by columns. Two tables of
+///            rows x rows doubles for p > 0, one for p = 0, and lines beside them.
+/// Fresh      a pair is fresh when its cells have the bits that its two points give from scratch. An exchange updates
+///            cells by differences, so its rows stop being fresh; they are on the list of changed rows until the next
+///            evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and taking back need
+///            only visit the changed rows.
+/// Sum        the sum of all terms is defined as one chain of additions, row by row of the lower triangle. sum_in_order
+///            has its bits without walking it, see there.
+#pragma once
+
+#include "criteria/distance.h"
+#include "criteria/simd/phip_kernels.h"
+#include "entry/run_context.h"
+
+#include <cstddef>
+#include <cstdint>
+
+struct phip_tables {
+    const phip_kernels* kernels;
+    std::int32_t rows;
+    std::int32_t stride; ///< rows rounded up to whole vectors
+    std::int32_t factors;
+    std::int32_t p; ///< exponent on the distances as kept; 0: no terms
+    distance_kind kind;
+    double distance_floor; ///< distances below it have the capped term 1e200
+
+    double** points;   ///< [rows x factors] working design, each factor times its weight when weights are in force
+    double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
+    double* distances; ///< [rows x stride], +inf on the diagonal and behind the last row
+    double* terms;     ///< [rows x stride], 0 there; null for p = 0
+
+    // Sums of rows, p > 0.
+    double* row_sum;   ///< [stride] approximate sum of the row's terms
+    double* row_error; ///< [stride] bound of its error
+    grid_cache grid;   ///< of each row's terms left of the diagonal
+
+    // Least distances of rows, p = 0.
+    double* row_least;         ///< [rows]
+    std::int32_t* row_nearest; ///< [rows] the row at that distance, -1 when not known
+
+    std::int32_t* changed; ///< [rows] rows that are not fresh, in the order in which they changed
+    std::int32_t changed_count;
+    std::uint8_t* is_changed; ///< [rows]
+
+    double* line_distances; ///< [stride] scratch
+    double* line_terms;     ///< [stride] scratch
+};
+
+/// Lines of the changed rows at one moment; with the points it gives the tables of that moment back.
+struct phip_capture {
+    bool taken;
+    bool all_rows; ///< rows beyond the captured ones were replaced since
+    std::int32_t count;
+    std::int32_t* rows; ///< [count]
+    double* lines;      ///< [count x 2 stride] distances, then terms
+};
+
+inline double* distance_line(const phip_tables& t, std::int32_t r)
+{
+    return t.distances + static_cast<std::ptrdiff_t>(r) * t.stride;
+}
+
+inline double* term_line(const phip_tables& t, std::int32_t r)
+{
+    return t.terms + static_cast<std::ptrdiff_t>(r) * t.stride;
+}
+
+inline double* column_line(const phip_tables& t, std::int32_t column)
+{
+    return t.columns + static_cast<std::ptrdiff_t>(column) * t.stride;
+}
+
+/// Allocates everything; rows, factors, p, kind and distance_floor are set before. Nothing is filled but padding.
+void phip_tables_alloc(run_context* ctx, phip_tables& t);
+void phip_tables_free(run_context* ctx, phip_tables& t);
+
+/// Sets one entry of the points, in both layouts.
+void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x);
+void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column);
+
+/// Term of one distance.
+double term_of(const phip_tables& t, double distance);
+
+/// Computes both tables of all rows from the points; no row is changed then.
+void fill_tables(phip_tables& t);
+
+/// Makes the changed rows fresh again. Same cells as fill_tables.
+void refresh_tables(phip_tables& t);
+
+/// Gives row r new lines, mirrored into the other rows, and keeps the sums in step. Does not mark it as changed.
+///   distances, terms   [stride], not lines of the tables; terms null for p = 0
+void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* terms);
+
+/// Puts a row on the list of changed rows.
+void mark_changed(phip_tables& t, std::int32_t r);
+
+/// Shortens the list of changed rows to its first count.
+void forget_changes(phip_tables& t, std::int32_t count);
+
+/// Sum of all terms, bit for bit that of adding them one by one, row by row left of the diagonal.
+///
+/// While a running sum S stays in one binade, with unit u in the last place, S is a multiple of u and S + x rounds to
+/// S + rn(x), rn(x) the multiple of u nearest to x, unless x lies half way between two. So the whole row can be added
+/// at once as the sum of its rn(x), which is exact in any order, whenever the row has no such tie and leaves S in its
+/// binade; otherwise the row is added one by one. The sums of rounded terms are kept per row (grid), so that a sum
+/// costs a step a row. Ties and binade ends fall on the short rows: a number of them that grows with the logarithm.
+double sum_in_order(phip_tables& t);
+
+/// Least distance of all pairs with a row from first_row on, p = 0; at most `least`.
+double least_distance(phip_tables& t, std::int32_t first_row, double least);
+
+/// Keeps the lines of the changed rows. Whoever replaces other rows afterwards sets all_rows.
+void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture);
+
+/// Puts the tables of the capture back; the points are those of that moment again. The capture stays.
+void put_capture_back(phip_tables& t, const phip_capture& capture);
+
+/// Frees what the capture holds.
+void drop_capture(run_context* ctx, phip_capture& capture);

@@ -1,0 +1,17 @@
+/// Which kernel variants this machine runs.
+#pragma once
+
+/// True when processor and operating system run AVX2 code.
+inline bool machine_has_avx2()
+{
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
+}
+
+/// True when they run AVX-512 code (foundation, doubleword and quadword, vector length).
+inline bool machine_has_avx512()
+{
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+           __builtin_cpu_supports("avx512vl") != 0;
+}

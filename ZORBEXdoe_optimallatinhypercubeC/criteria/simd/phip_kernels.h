@@ -1,0 +1,77 @@
+/// Kernels of the phi-p criterion: passes over the rows of one or two lines of the distance and term tables.
+///
+/// Lines   [stride] doubles on a 64-byte boundary, stride a multiple of line_step; entries behind the last row are
+///         padding: +inf in distances, 0 in terms, anything finite in columns.
+/// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
+///         Only where it says so is a sum taken in another order.
+/// One plain source, compiled once per instruction set; all variants give the same bits.
+#pragma once
+
+#include "criteria/distance.h"
+
+#include <cstdint>
+
+inline constexpr std::int32_t line_step = 8; ///< doubles of the widest vector
+
+/// What an exchange of rows a and b in one column is made of.
+struct exchange_lines {
+    const double* column;     ///< [stride] entries of the column
+    double entry_a, entry_b;  ///< its entries in rows a and b, before the exchange
+    const double* distance_a; ///< [stride] distances of row a; +inf at a
+    const double* distance_b; ///< [stride] distances of row b; +inf at b
+    std::int32_t a, b;
+};
+
+/// Sums of a row's terms on the grid of one binade, see ordered_sum.h.
+struct grid_cache {
+    double* limit; ///< [stride] half the binade's lower end
+    double* sum;   ///< [stride] sum of the rounded terms
+    double* ties;  ///< [stride] number of terms half way between two grid points; +inf: the sum is not known
+};
+
+struct phip_kernels {
+    const char* isa;
+
+    /// Distances of a point to every row: sum over the factors in ascending order.
+    ///   columns   [factors x stride]
+    ///   point     [factors]
+    ///   out       [stride]; the padding becomes +inf
+    void (*distances)(distance_kind kind, std::int32_t rows, std::int32_t stride, std::int32_t factors,
+                      const double* columns, const double* point, double* out);
+
+    /// Terms of distances: 1e200 below the floor, else 1 / int_power(distance, p). A floor of 0 leaves the test out.
+    void (*terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out);
+
+    /// Distances of rows a and b after an exchange, at least 0; +inf at a and b.
+    void (*exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines, double* new_a,
+                     double* new_b);
+
+    /// The least of these distances.
+    double (*least_after_exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines);
+
+    /// Distances of one row after its entry of a column went from entry_old to entry_new, at least 0.
+    void (*move)(distance_kind kind, std::int32_t stride, const double* column, double entry_old, double entry_new,
+                 const double* distance, double* out);
+
+    /// Sum of the terms of two lines of distances, in any order.
+    double (*sum_of_terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance_a,
+                           const double* distance_b);
+
+    /// Sum of a line, in any order.
+    double (*sum)(std::int32_t stride, const double* line);
+
+    /// Brings sums of rows up to date when a line of terms is replaced.
+    ///   row_sum, row_error   [stride] sum of each row's terms and a bound of its error
+    ///   grid                 of the rows behind `line` only
+    void (*replace_terms)(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
+                          double* row_sum, double* row_error, const grid_cache& grid);
+
+    /// Sum of the first `count` terms of a row, each rounded to the grid of a binade, with the number of ties; +inf
+    /// ties when a term is too large for the grid.
+    void (*grid_sum)(std::int32_t count, const double* terms, double limit, double* sum, double* ties);
+};
+
+extern const phip_kernels phip_kernels_baseline, phip_kernels_avx2, phip_kernels_avx512;
+
+/// The widest variant that this machine runs.
+const phip_kernels& phip_kernels_of_machine();

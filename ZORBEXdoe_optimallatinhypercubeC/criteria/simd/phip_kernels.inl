@@ -1,0 +1,284 @@
+// The kernels in vector form. ISA_NAME, LANES and KERNELS are set by the file that includes this one. Vectors are the
+// compiler's own; each operation on them is one IEEE operation a lane, and nothing is fused (-ffp-contract=off).
+
+#include "criteria/simd/phip_kernels.h"
+
+#include <cstring>
+
+namespace {
+
+typedef double lanes __attribute__((vector_size(LANES * sizeof(double))));
+typedef long long mask __attribute__((vector_size(LANES * sizeof(double))));
+
+inline lanes load(const double* from)
+{
+    lanes v;
+    std::memcpy(&v, from, sizeof v);
+    return v;
+}
+
+inline void store(double* to, lanes v) { std::memcpy(to, &v, sizeof v); }
+
+inline lanes all(double x) { return x - lanes{}; }
+
+inline lanes choose(mask m, lanes yes, lanes no) { return reinterpret_cast<lanes>((m & reinterpret_cast<mask>(yes)) | (~m & reinterpret_cast<mask>(no))); }
+
+inline lanes smaller(lanes x, lanes y) { return choose(x < y, x, y); }
+
+/// max(0, x) of the library's definition: 0 unless x is greater.
+inline lanes at_least_zero(lanes x) { return choose(x > lanes{}, x, lanes{}); }
+
+inline lanes magnitude(lanes x)
+{
+    return reinterpret_cast<lanes>(reinterpret_cast<mask>(x) & 0x7FFFFFFFFFFFFFFFLL);
+}
+
+template <distance_kind kind>
+inline lanes part(lanes u)
+{
+    if constexpr (kind == distance_kind::euclidean)
+        return u * u;
+    else
+        return magnitude(u);
+}
+
+/// int_power of distance.h, lane by lane.
+inline lanes power(lanes x, std::uint32_t n)
+{
+    if (n <= 1)
+        return x;
+    lanes r = x;
+    do {
+        r = r * r;
+        if ((n & 1u) != 0)
+            r = r * x;
+        n >>= 1;
+    } while (n > 1);
+    return r;
+}
+
+inline lanes term(lanes distance, std::uint32_t p, lanes floor)
+{
+    return choose(distance < floor, all(1e200), 1.0 / power(distance, p));
+}
+
+inline mask row_numbers()
+{
+    mask m{};
+    for (int i = 0; i < LANES; ++i)
+        m[i] = i;
+    return m;
+}
+
+double horizontal_sum(lanes v)
+{
+    double sum = 0.0;
+    for (int i = 0; i < LANES; ++i)
+        sum += v[i];
+    return sum;
+}
+
+const double infinity = __builtin_inf();
+
+template <distance_kind kind>
+void distances_of(std::int32_t rows, std::int32_t stride, std::int32_t factors, const double* columns,
+                  const double* point, double* out)
+{
+    for (std::int32_t r = 0; r < stride; r += LANES) {
+        lanes sum{};
+        for (std::int32_t k = 0; k < factors; ++k)
+            sum = sum + part<kind>(load(columns + static_cast<std::int64_t>(k) * stride + r) - point[k]);
+        store(out + r, sum);
+    }
+    for (std::int32_t r = rows; r < stride; ++r)
+        out[r] = infinity;
+}
+
+void distances(distance_kind kind, std::int32_t rows, std::int32_t stride, std::int32_t factors,
+               const double* columns, const double* point, double* out)
+{
+    if (kind == distance_kind::euclidean)
+        distances_of<distance_kind::euclidean>(rows, stride, factors, columns, point, out);
+    else
+        distances_of<distance_kind::rectangular>(rows, stride, factors, columns, point, out);
+}
+
+void terms(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out)
+{
+    const lanes least = all(floor);
+    for (std::int32_t r = 0; r < stride; r += LANES)
+        store(out + r, term(load(distance + r), static_cast<std::uint32_t>(p), least));
+}
+
+/// New distances of one block of rows; +inf at a and b.
+template <distance_kind kind>
+inline void exchanged_block(const exchange_lines& l, std::int32_t r, mask row, lanes& new_a, lanes& new_b)
+{
+    const lanes x = load(l.column + r);
+    const lanes delta = part<kind>(x - l.entry_b) - part<kind>(x - l.entry_a);
+    new_a = at_least_zero(load(l.distance_a + r) + delta);
+    new_b = at_least_zero(load(l.distance_b + r) + -delta);
+    new_a = choose(row == l.b, all(infinity), new_a);
+    new_b = choose(row == l.a, all(infinity), new_b);
+}
+
+template <distance_kind kind>
+void exchange_of(std::int32_t stride, const exchange_lines& l, double* out_a, double* out_b)
+{
+    mask row = row_numbers();
+    for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
+        lanes new_a;
+        lanes new_b;
+        exchanged_block<kind>(l, r, row, new_a, new_b);
+        store(out_a + r, new_a);
+        store(out_b + r, new_b);
+    }
+}
+
+void exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l, double* new_a, double* new_b)
+{
+    if (kind == distance_kind::euclidean)
+        exchange_of<distance_kind::euclidean>(stride, l, new_a, new_b);
+    else
+        exchange_of<distance_kind::rectangular>(stride, l, new_a, new_b);
+}
+
+template <distance_kind kind>
+double least_of(std::int32_t stride, const exchange_lines& l)
+{
+    lanes least_a = all(infinity);
+    lanes least_b = all(infinity);
+    mask row = row_numbers();
+    for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
+        lanes new_a;
+        lanes new_b;
+        exchanged_block<kind>(l, r, row, new_a, new_b);
+        least_a = smaller(new_a, least_a);
+        least_b = smaller(new_b, least_b);
+    }
+    const lanes least = smaller(least_a, least_b);
+    double result = least[0];
+    for (int i = 1; i < LANES; ++i)
+        result = least[i] < result ? least[i] : result;
+    return result;
+}
+
+double least_after_exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l)
+{
+    return kind == distance_kind::euclidean ? least_of<distance_kind::euclidean>(stride, l)
+                                            : least_of<distance_kind::rectangular>(stride, l);
+}
+
+template <distance_kind kind>
+void move_of(std::int32_t stride, const double* column, double entry_old, double entry_new, const double* distance,
+             double* out)
+{
+    for (std::int32_t r = 0; r < stride; r += LANES) {
+        const lanes x = load(column + r);
+        const lanes delta = part<kind>(x - entry_new) - part<kind>(x - entry_old);
+        store(out + r, at_least_zero(load(distance + r) + delta));
+    }
+}
+
+void move(distance_kind kind, std::int32_t stride, const double* column, double entry_old, double entry_new,
+          const double* distance, double* out)
+{
+    if (kind == distance_kind::euclidean)
+        move_of<distance_kind::euclidean>(stride, column, entry_old, entry_new, distance, out);
+    else
+        move_of<distance_kind::rectangular>(stride, column, entry_old, entry_new, distance, out);
+}
+
+double sum_of_terms(std::int32_t p, double floor, std::int32_t stride, const double* distance_a,
+                    const double* distance_b)
+{
+    const lanes least = all(floor);
+    const auto n = static_cast<std::uint32_t>(p);
+    lanes sum_a{};
+    lanes sum_b{};
+    for (std::int32_t r = 0; r < stride; r += LANES) {
+        sum_a += term(load(distance_a + r), n, least);
+        sum_b += term(load(distance_b + r), n, least);
+    }
+    return horizontal_sum(sum_a + sum_b);
+}
+
+double sum(std::int32_t stride, const double* line)
+{
+    lanes total{};
+    for (std::int32_t r = 0; r < stride; r += LANES)
+        total += load(line + r);
+    return horizontal_sum(total);
+}
+
+/// x rounded to the grid, for 0 <= x < limit: adding 3 limit brings the last bit of the sum to the grid's step.
+inline lanes to_grid(lanes x, lanes limit)
+{
+    const lanes shift = 3.0 * limit;
+    return (x + shift) - shift;
+}
+
+/// 1 where x lies half way between two grid points.
+inline lanes tie(lanes x, lanes rounded, lanes limit)
+{
+    return choose(magnitude(x - rounded) == limit * 0x1p-52, all(1.0), lanes{});
+}
+
+void replace_terms(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
+                   double* row_sum, double* row_error, const grid_cache& grid)
+{
+    mask row = row_numbers();
+    for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
+        const lanes before = load(old_terms + r);
+        const lanes after = load(new_terms + r);
+        const lanes total = (load(row_sum + r) - before) + after;
+        store(row_error + r, load(row_error + r) + 4e-16 * (magnitude(total) + before + after));
+        store(row_sum + r, total);
+
+        const lanes limit = load(grid.limit + r);
+        const lanes rounded_before = to_grid(before, limit);
+        const lanes rounded_after = to_grid(after, limit);
+        const lanes grid_total = (load(grid.sum + r) - rounded_before) + rounded_after;
+        lanes ties = load(grid.ties + r) - tie(before, rounded_before, limit) + tie(after, rounded_after, limit);
+        // Beyond the binade neither the rounding nor the sum is exact any more.
+        ties = choose((after < limit) & (grid_total < 4.0 * limit), ties, all(infinity));
+        const mask behind = row > line;
+        store(grid.sum + r, choose(behind, grid_total, load(grid.sum + r)));
+        store(grid.ties + r, choose(behind, ties, load(grid.ties + r)));
+    }
+}
+
+void grid_sum(std::int32_t count, const double* terms, double limit, double* sum, double* ties)
+{
+    const lanes limits = all(limit);
+    lanes total{};
+    lanes tie_count{};
+    lanes largest{};
+    std::int32_t i = 0;
+    for (; i + LANES <= count; i += LANES) {
+        const lanes t = load(terms + i);
+        const lanes rounded = to_grid(t, limits);
+        total += rounded;
+        tie_count += tie(t, rounded, limits);
+        largest = choose(t < largest, largest, t);
+    }
+    if (i < count) {
+        double rest[LANES] = {};
+        std::memcpy(rest, terms + i, static_cast<std::size_t>(count - i) * sizeof(double));
+        const lanes t = load(rest);
+        const lanes rounded = to_grid(t, limits);
+        total += rounded;
+        tie_count += tie(t, rounded, limits);
+        largest = choose(t < largest, largest, t);
+    }
+    bool fits = true;
+    for (int lane = 0; lane < LANES; ++lane)
+        fits = fits && largest[lane] < limit;
+    *sum = horizontal_sum(total);
+    *ties = fits && *sum < 4.0 * limit ? horizontal_sum(tie_count) : infinity;
+}
+
+} // namespace
+
+constexpr phip_kernels KERNELS{ISA_NAME,           distances, terms, exchange,      least_after_exchange, move,
+                               sum_of_terms, sum,       replace_terms, grid_sum};
