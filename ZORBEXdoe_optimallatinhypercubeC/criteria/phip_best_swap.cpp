@@ -89,31 +89,37 @@ static bool bound_candidates(phip_state& s, std::int32_t column, std::int32_t co
     return true;
 }
 
-/// Second pass: in ascending order of the bounds, the total of each candidate that can still win, within slack.
-///   returns the upper bound of the least total; k.lower becomes the lower bound that goes with it
-static double bracket_totals(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
-                             const std::int32_t* rows_b, double slack_unit)
+/// The total of one candidate, within slack; k.lower becomes the lower bound that goes with it.
+///   returns its upper bound
+static double bracket_total(phip_state& s, std::int32_t column, std::int32_t c, std::int32_t a, std::int32_t b,
+                            double slack_unit)
 {
     const phip_tables& t = s.tables;
     const phip_candidates& k = s.candidates;
-    double* bound = k.least; // of candidates not yet looked at; +inf once they are
-    std::copy(k.lower, k.lower + count, bound);
+    t.kernels->exchange(t.kind, t.stride, lines_of(t, column, a, b), s.exchange.distance_a, s.exchange.distance_b);
+    const double new_sum =
+        t.kernels->sum_of_terms(t.p, t.distance_floor, t.stride, s.exchange.distance_a, s.exchange.distance_b);
+    const double total = new_sum + s.term_sum - k.old_sum[c];
+    const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c];
+    k.lower[c] = total - slack;
+    return total + slack;
+}
+
+/// Second pass: the totals of the candidates that can still win, the one with the least bound first.
+///   returns the upper bound of the least total
+static double bracket_totals(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                             const std::int32_t* rows_b, double slack_unit)
+{
+    double* lower = s.candidates.lower;
     s.exchange.computed = false;
-    double best = infinity;
-    for (;;) {
-        const auto c = static_cast<std::int32_t>(std::min_element(bound, bound + count) - bound);
-        if (!(bound[c] < infinity) || bound[c] > best * surely_worse)
-            return best;
-        bound[c] = infinity;
-        t.kernels->exchange(t.kind, t.stride, lines_of(t, column, rows_a[c], rows_b[c]), s.exchange.distance_a,
-                            s.exchange.distance_b);
-        const double new_sum = t.kernels->sum_of_terms(t.p, t.distance_floor, t.stride, s.exchange.distance_a,
-                                                       s.exchange.distance_b);
-        const double total = new_sum + s.term_sum - k.old_sum[c];
-        const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c];
-        k.lower[c] = total - slack;
-        best = std::min(best, total + slack);
-    }
+    std::int32_t first = 0;
+    for (std::int32_t c = 1; c < count; ++c)
+        first = lower[c] < lower[first] ? c : first;
+    double best = bracket_total(s, column, first, rows_a[first], rows_b[first], slack_unit);
+    for (std::int32_t c = 0; c < count; ++c)
+        if (c != first && !(lower[c] > best * surely_worse))
+            best = std::min(best, bracket_total(s, column, c, rows_a[c], rows_b[c], slack_unit));
+    return best;
 }
 
 std::int32_t best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,

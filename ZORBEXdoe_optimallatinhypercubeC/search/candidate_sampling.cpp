@@ -2,6 +2,7 @@
 
 #include "numeric/index_sort.h"
 #include "numeric/random_numbers.h"
+#include "numeric/repeated_keys.h"
 #include "numeric/wrap32.h"
 #include "search/level_structure.h"
 #include "search/search_state.h"
@@ -26,16 +27,27 @@ static std::int32_t pair_offset(std::int32_t a, std::int32_t m) { return wrap_mu
 /// Pair number p of m items. For counts that wrapped the pair may be none of m items: see is_pair.
 static pair decode_pair(std::int32_t p, std::int32_t m)
 {
-    std::int32_t lo = 0;
-    std::int32_t hi = m - 1;
-    while (hi - lo > 1) {
-        const std::int32_t mid = (lo + hi) / 2;
-        if (p > pair_offset(mid, m))
-            lo = mid;
-        else
-            hi = mid;
+    constexpr std::int32_t most_items = 30000; // no number of a pair of so many items comes near the end of 32 bits
+    std::int32_t a = 0;
+    if (m <= most_items) {
+        // The larger root of a (2m - a - 1) / 2 = p, then the integer next to it.
+        const double half = m - 0.5;
+        a = static_cast<std::int32_t>(half - std::sqrt(half * half - 2.0 * p));
+        a = a > m - 2 ? m - 2 : a;
+        a -= p < pair_offset(a, m);
+        a += p >= pair_offset(a + 1, m);
+    } else {
+        std::int32_t lo = 0;
+        std::int32_t hi = m - 1;
+        while (hi - lo > 1) {
+            const std::int32_t mid = (lo + hi) / 2;
+            if (p > pair_offset(mid, m))
+                lo = mid;
+            else
+                hi = mid;
+        }
+        a = p < pair_offset(hi, m) ? lo : hi;
     }
-    const std::int32_t a = p < pair_offset(hi, m) ? lo : hi;
     return {a, wrap_add(a + 1, wrap_sub(p, pair_offset(a, m)))};
 }
 
@@ -58,16 +70,27 @@ static bool add_candidate(search_state& s, std::int32_t& taken, pair candidate)
     return true;
 }
 
-/// Marks all but one of several equal draws: along the sorted order, those equal to their predecessor.
-///   repeated   out   [count], all zero before
-static void mark_repeats(run_context* ctx, std::int32_t count, const std::int32_t* draws, std::uint8_t* repeated)
+/// Makes room for draws in the scratch of the search.
+static void reserve_draws(run_context* ctx, search_state& s, std::int32_t count)
 {
-    std::int32_t* order = int_vector_alloc(ctx, count);
-    indexx_int(ctx, bits_u32(count), draws, order);
-    for (std::int32_t i = count - 1; i > 0; --i)
-        if (draws[order[i]] == draws[order[i - 1]])
-            repeated[order[i]] = 1;
-    vector_free(ctx, order);
+    if (count <= s.draw_capacity)
+        return;
+    release_draws(ctx);
+    s.draws = int_vector_alloc(ctx, count);
+    s.repeated = byte_vector_alloc(ctx, count);
+    s.draw_capacity = count;
+}
+
+void release_draws(run_context* ctx)
+{
+    search_state& s = *ctx->search;
+    if (s.draws != nullptr)
+        vector_free(ctx, s.draws);
+    if (s.repeated != nullptr)
+        vector_free(ctx, s.repeated);
+    s.draws = nullptr;
+    s.repeated = nullptr;
+    s.draw_capacity = 0;
 }
 
 /// Draws `draw_count` numbers and offers each distinct one to `decode` in the order drawn, until `wanted` candidates
@@ -81,20 +104,17 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
     if (draw_count < 1)
         return 0;
     search_state& s = *ctx->search;
-    std::int32_t* draws = int_vector_alloc(ctx, draw_count);
-    std::uint8_t* repeated = byte_vector_alloc(ctx, draw_count);
+    reserve_draws(ctx, s, draw_count);
     for (std::int32_t i = 0; i < draw_count; ++i)
-        draws[i] = draw();
-    mark_repeats(ctx, draw_count, draws, repeated);
+        s.draws[i] = draw();
+    mark_repeated_keys(ctx, s.repeated_keys, draw_count, s.draws, s.repeated);
 
     std::int32_t taken = 0;
     for (std::int32_t i = 0; i < draw_count && taken < wanted; ++i) {
         pair candidate{};
-        if (repeated[i] == 0 && decode(draws[i], candidate) && !add_candidate(s, taken, candidate))
+        if (s.repeated[i] == 0 && decode(s.draws[i], candidate) && !add_candidate(s, taken, candidate))
             break;
     }
-    vector_free(ctx, repeated);
-    vector_free(ctx, draws);
     return taken;
 }
 

@@ -22,6 +22,9 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
 ///   returns the number of candidates
 std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::int32_t count);
 
+/// Frees the scratch of the draws, which grows with their largest number; it may be unused.
+void release_draws(run_context* ctx);
+
 /// A random reordering of m integers by sorting m random keys; position i receives the value at the i-th smallest.
 ///   draws    m, in order of position
 /// m < 1 or a null vector: nothing, no draw.

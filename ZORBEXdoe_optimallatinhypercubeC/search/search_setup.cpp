@@ -4,6 +4,7 @@
 #include "entry/plain_record.h"
 #include "numeric/random_numbers.h"
 #include "numeric/wrap32.h"
+#include "search/candidate_sampling.h"
 #include "search/level_structure.h"
 #include "search/search_state.h"
 #include "storage/vectors.h"
@@ -152,6 +153,8 @@ void search_release(run_context* ctx)
             vector_free(ctx, *v);
         *v = nullptr;
     }
+    release_draws(ctx);
+    repeated_keys_release(ctx, s.repeated_keys);
     if (s.factor_cumulative_weight != nullptr)
         vector_free(ctx, s.factor_cumulative_weight);
     s.factor_cumulative_weight = nullptr;

@@ -3,6 +3,7 @@
 
 #include "entry/optdoe.h"
 #include "entry/run_context.h"
+#include "numeric/repeated_keys.h"
 
 #include <cstdint>
 
@@ -38,6 +39,12 @@ struct search_state {
     std::int32_t pairs_per_candidate;      ///< row pairs that one candidate exchanges: R, 1, or up to 2
     std::int32_t* rows_a;                  ///< [max(rows, max_candidates)] row lists of exchanges
     std::int32_t* rows_b;                  ///< likewise
+
+    // Scratch of the sampling, kept from move to move
+    std::int32_t draw_capacity;
+    std::int32_t* draws;    ///< [draw_capacity]
+    std::uint8_t* repeated; ///< [draw_capacity]
+    repeated_keys_scratch repeated_keys;
 
     // Budgets and progress
     std::int32_t inner_moves;    ///< column moves a round
