@@ -76,6 +76,6 @@ prepare() {
             printf '%s\n' $groups >>"$tree/configured_with"
             break
         done
-        cmake --build "$tree" --target "$@" 2>&1 | sed -u '/^ninja: no work to do\.$/d' >&2
+        cmake --build "$tree" --target "$@" 2>&1 | sed -uE '/^ninja: no work to do\.$|Re-checking globbed directories/d' >&2
     ) 9>"$tree/lock"
 }
