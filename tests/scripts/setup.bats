@@ -1,7 +1,6 @@
 #!/usr/bin/env bats
 # scripts/setup.sh against stand-ins of dpkg-query, apt-cache, apt-get, id and sudo. They are all that the PATH holds
 # beside a few plain tools, so that nothing of the machine's own is asked or changed; every call of apt-get is recorded.
-# shellcheck disable=SC2016 # what stands in single quotes is text of the stand-ins
 
 setup() {
     tools=$BATS_TEST_TMPDIR/bin
