@@ -1,6 +1,7 @@
 /// Small designs and a random stream of the tests' own, independent of the library's generator.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -46,10 +47,15 @@ public:
     table(int columns, std::initializer_list<double> values)
         : table(static_cast<int>(values.size()) / columns, columns)
     {
-        values_.assign(values.begin(), values.end());
+        std::copy(values.begin(), values.end(), values_.begin());
     }
-    table(const table& other) : table(other.rows(), other.columns()) { values_ = other.values_; }
-    table& operator=(const table&) = delete;
+    table(const table& other) : table(other.rows(), other.columns()) { *this = other; }
+    /// Of the same shape.
+    table& operator=(const table& other)
+    {
+        std::copy(other.values_.begin(), other.values_.end(), values_.begin());
+        return *this;
+    }
 
     int rows() const { return static_cast<int>(pointers_.size()); }
     int columns() const { return columns_; }
