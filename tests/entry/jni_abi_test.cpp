@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <type_traits>
 
-#define SAME_PLACE(function)                                                                                          \
+#define SAME_PLACE(function)                                                                                         \
     static_assert(offsetof(jni::FunctionTable, function) == offsetof(JNINativeInterface_, function));                \
     static_assert(sizeof(jni::FunctionTable::function) == sizeof(JNINativeInterface_::function))
 
