@@ -135,6 +135,27 @@ TEST(phip, every_sixth_commit_sums_in_full)
     EXPECT_GT(drifted, 20); // in between the sum is kept, not recomputed
 }
 
+TEST(phip, a_sum_below_1e_8_of_what_it_replaces_is_taken_in_full)
+{
+    // Rows 0 and 1 part: the sum falls from 1 to about 2.1 / d^4, which passes the limit at d = 120.
+    for (const double d : {90.0, 119.0, 121.0, 150.0}) {
+        const table start(2, {0, 0, 1, 0, d, d});
+        const std::int32_t rows[] = {1, 2};
+        const std::int32_t turned[] = {2, 1};
+        for (const bool by_moves : {false, true}) {
+            phip_run run(start, {4}, rectangular);
+            run_context* ctx = run.ctx();
+            const double tried = crit_try_swap(ctx, 0, 1, 2);
+            const double value = by_moves ? crit_apply_moves(ctx, 0, 2, rows, turned)
+                                          : crit_apply_swaps(ctx, 0, 1, &rows[0], &rows[1]);
+            const double in_full = crit_value_of(ctx, nullptr);
+            EXPECT_EQ(bits(value) == bits(in_full), d > 120.0) << d;
+            EXPECT_EQ(bits(tried) == bits(in_full), d > 120.0) << d;
+            EXPECT_NEAR(value, in_full, 1e-8 * in_full);
+        }
+    }
+}
+
 TEST(phip, restoring_does_not_bring_the_full_sum_back)
 {
     // The count of commits goes on over a restore.

@@ -108,6 +108,14 @@ TEST(searchsetup, repeats_of_a_balanced_factor_are_no_candidates)
     EXPECT_EQ(matched->search->element_pair_candidates[0], 0);
 }
 
+TEST(searchsetup, a_fifth_of_the_pairs_is_rounded_up_by_one_pair)
+{
+    // 54 pairs of different levels: a fifth of 55.
+    random_stream random{1};
+    search_run run(random_levels(12, 1, random, 3), no_criterion);
+    EXPECT_EQ(run->search->element_pair_candidates[0], 11);
+}
+
 TEST(searchsetup, moves_a_round)
 {
     // trunc(E / candidates * 2A) within 10..100.
