@@ -1,0 +1,13 @@
+/// The four commands. Each returns the exit code and throws usage_error or input_error.
+#pragma once
+
+#include "options.h"
+
+namespace cli {
+
+int run_make(const options& o);
+int run_augment(const options& o);
+int run_evaluate(const options& o);
+int run_plot(const options& o);
+
+} // namespace cli

@@ -1,0 +1,318 @@
+// The only source that includes CLI11, which takes seconds to compile.
+#include "options.h"
+
+#include "csv_reader.h"
+#include "errors.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <functional>
+#include <map>
+
+namespace cli {
+
+namespace {
+
+const std::array<std::pair<std::string, command>, 4> commands{{{"make", command::make},
+                                                              {"augment", command::augment},
+                                                              {"evaluate", command::evaluate},
+                                                              {"plot", command::plot}}};
+
+/// What options deliver as text; turned into `options` after parsing.
+struct raw_options {
+    std::string time, seed, theta, weights, shares, levels, balanced, coding, placement, format, bounds, config;
+    std::vector<std::string> factors;
+};
+
+/// Help in the order of use, without CLI11's type notes for options that name their own form.
+struct help_formatter : CLI::Formatter {
+    std::string make_usage(const CLI::App* app, std::string name) const override
+    {
+        const std::string own = app->get_parent() != nullptr ? app->get_parent()->get_name() + " " + app->get_name() : app->get_name();
+        const std::map<std::string, std::string> forms{{"make", "N K [OPTIONS]"},
+                                                       {"augment", "OLD --add M [OPTIONS]"},
+                                                       {"evaluate", "FILE... [OPTIONS]"},
+                                                       {"plot", "FILE --output PICTURE [OPTIONS]"}};
+        const auto form = forms.find(app->get_name());
+        return form == forms.end() ? "Usage: optdoe N K [OPTIONS]\n       optdoe COMMAND ...\n"
+                                   : "Usage: " + own + " " + form->second + "\n";
+    }
+};
+
+void add_criterion_options(CLI::App& app, options& o, raw_options& raw, bool choose)
+{
+    const std::string group = "Criterion";
+    if (choose)
+        app.add_option("--criterion", o.run.criterion, "what is minimised: phip (default), entropy, cd2 or a2")
+            ->check(CLI::IsMember({"phip", "entropy", "cd2", "a2"}))->type_name("NAME")->group(group);
+    app.add_option("--p", o.run.p, "exponent of phip, 0 .. 100; 0: maximin (default 20)")->type_name("P")->group(group);
+    app.add_option("--distance", o.run.distance, "euclidean (default) or rectangular, for phip and entropy")
+        ->check(CLI::IsMember({"euclidean", "rectangular"}))->type_name("NAME")->group(group);
+    app.add_option("--theta", raw.theta, "correlation parameters of entropy, 1e-40 .. 1000 (default 5; rectangular 3)")->type_name("LIST")->group(group);
+    app.add_option("--weights", raw.weights, "factor weights, 1e-40 .. 1 (default 1)")->type_name("LIST")->group(group);
+}
+
+void add_scaling(CLI::App& app, options& o)
+{
+    app.add_option("--scaling", o.run.scaling, "columns during the search: none, range or centres (default: centres for cd2, else range)")
+        ->check(CLI::IsMember({"none", "range", "centres"}))->type_name("NAME")->group("Criterion");
+}
+
+void add_search_options(CLI::App& app, options& o, raw_options& raw)
+{
+    const std::string group = "Search";
+    app.add_option("--target", o.run.target, "stop at this objective, -1e20 .. 1e20 (a2: from 0)")->type_name("VALUE")->group("Criterion");
+    app.add_flag("--negate-target", o.run.negate_target, "use the target with the other sign")->group("Criterion");
+    app.add_option("--method", o.run.method, "threshold (default), greedy or annealing")
+        ->check(CLI::IsMember({"threshold", "greedy", "annealing"}))->type_name("NAME")->group(group);
+    app.add_option("--time", raw.time, "time limit, such as 30s, 2m, 1h; 0.0001s .. 1000000s (default 10000s)")->type_name("TIME")->group(group);
+    app.add_option("--iterations", o.run.iterations, "rounds (annealing: moves), 1 .. 1e8 (default 2 N K, at least 100)")->type_name("COUNT")->group(group);
+    app.add_option("--moves", o.run.moves, "moves a round of threshold, 1 .. 1e8 (default 10 .. 100 by size)")->type_name("COUNT")->group(group);
+    app.add_option("--pairs", o.run.pairs, "candidate exchanges a move, 1 .. N(N-1)/2 (default 50)")->type_name("COUNT")->group(group);
+    app.add_flag("--all-pairs", o.run.all_pairs, "examine every candidate exchange")->group(group);
+    app.add_option("--restarts", o.run.restarts, "restarts of greedy, 0 .. 500000 (default 30)")->type_name("COUNT")->group(group);
+    app.add_option("--threshold", o.run.threshold, "starting threshold or temperature, 0 .. 1e200 (default from the start)")->type_name("VALUE")->group(group);
+    app.add_option("--cooling", o.run.cooling, "cooling factor of annealing, 0.5 .. 0.999 (default from the moves)")->type_name("VALUE")->group(group);
+    app.add_option("--tolerance", o.run.tolerance, "least improvement that counts, 1e-15 .. 0.1 (default from the start)")->type_name("VALUE")->group(group);
+    app.add_option("--shares", raw.shares, "how often factors are moved, 0 .. 1 each (default 1)")->type_name("LIST")->group(group);
+    app.add_flag("--weighted-choice", o.run.weighted_choice, "draw the factor by shares instead of in turn")->group(group);
+    app.add_option("--levels", raw.levels, "level groups a factor, a divisor of N below N (default 1)")->type_name("LIST")->group(group);
+    app.add_flag("--no-pre-improvement", o.run.no_pre_improvement, "search from the start as it is")->group(group);
+    app.add_option("--auxiliary", o.run.auxiliary, "kept with the settings, 0 .. 2; steers nothing")->type_name("MODE")->group(group);
+    app.add_option("--seed", raw.seed, "0 .. 4294967294; printed in any case (default: from the clock)")->type_name("SEED")->group(group);
+}
+
+void add_factor_options(CLI::App& app, raw_options& raw)
+{
+    app.add_option("--factor", raw.factors, "a factor with its range, NAME=LOW:HIGH[:UNIT]; once for each factor")
+        ->type_name("FACTOR")->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->expected(1)->allow_extra_args(false)->group("Factors");
+    app.add_option("--bounds", raw.bounds, "factors from a CSV file name,low,high[,unit]")->type_name("FILE")->group("Factors");
+}
+
+void add_coding(CLI::App& app, raw_options& raw, const std::string& text)
+{
+    app.add_option("--coding", raw.coding, text)->check(CLI::IsMember({"levels", "unit", "physical"}))->type_name("NAME")->group("Factors");
+}
+
+void add_output_options(CLI::App& app, options& o, raw_options& raw)
+{
+    const std::string group = "Output";
+    app.add_option("-o,--output", o.output, "where the design goes; - is standard output (default)")->type_name("FILE")->group(group);
+    app.add_option("--format", raw.format, "csv or json (default: by the name of --output, else csv)")->check(CLI::IsMember({"csv", "json"}))->type_name("NAME")->group(group);
+    app.add_option("--history", o.history, "write the objective of every round, with seconds, as CSV")->type_name("FILE")->group(group);
+    app.add_option("--report", o.report, "write a page about the design, as HTML")->type_name("FILE")->group(group);
+    app.add_flag("-q,--quiet", o.quiet, "no progress and no summary")->group(group);
+}
+
+void define_make(CLI::App& app, options& o, raw_options& raw)
+{
+    app.add_option("N", o.rows, "runs, at least 2")->check(CLI::Range(std::int64_t{2}, std::int64_t{1} << 30))->group("Design");
+    app.add_option("K", o.factor_count, "factors, at least 1")->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))->group("Design");
+    app.add_option("--start", o.start, "improve this design instead of a random one")->type_name("FILE")->group("Design");
+    app.add_option("--balanced", raw.balanced, "random start with these level counts, each dividing N")->type_name("LIST")->group("Design");
+    app.add_flag("--symmetric", o.run.symmetric, "keep the design symmetric: runs mirror each other in pairs")->group("Design");
+    add_criterion_options(app, o, raw, true);
+    add_scaling(app, o);
+    add_search_options(app, o, raw);
+    add_factor_options(app, raw);
+    add_coding(app, raw, "levels, unit or physical (default: physical with ranges, else levels)");
+    app.add_option("--placement", raw.placement, "a level's place in the range: centres of cells (default) or ends")->check(CLI::IsMember({"centres", "ends"}))->type_name("NAME")->group("Factors");
+    app.add_flag("--entry-levels", o.entry_levels, "levels as the Java method returns them: truncated, not rounded")->group("Factors");
+    add_output_options(app, o, raw);
+    app.add_option("--config", raw.config, "take settings from a file of --print-config; options given here win")->type_name("FILE")->group("Output");
+    app.add_flag("--print-config", o.print_config, "print the settings in force as JSON and end")->group("Output");
+    app.footer("\nExamples:\n  optdoe 50 5 --time 20s --output design.csv\n  optdoe make 30 --factor Temp=20:80:C --factor Flow=1:5 --criterion cd2");
+}
+
+void define_augment(CLI::App& app, options& o, raw_options& raw)
+{
+    app.add_option("OLD", o.files, "design whose runs stay as they are")->required()->expected(1)->group("Design");
+    app.add_option("--add", o.added, "runs to add, at least 1")->required()->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))->type_name("M")->group("Design");
+    add_criterion_options(app, o, raw, true);
+    add_search_options(app, o, raw);
+    add_factor_options(app, raw);
+    add_coding(app, raw, "what the numbers of OLD mean, where the file does not tell");
+    add_output_options(app, o, raw);
+    app.footer("\nExamples:\n  optdoe augment old.csv --add 10 --output all.csv\n  optdoe augment old.csv --add 5 --bounds ranges.csv --time 1m");
+}
+
+void define_evaluate(CLI::App& app, options& o, raw_options& raw)
+{
+    app.add_option("FILE", o.files, "designs, CSV or JSON; - is standard input")->required()->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("Design");
+    add_criterion_options(app, o, raw, false);
+    add_scaling(app, o);
+    add_factor_options(app, raw);
+    add_coding(app, raw, "what the numbers mean, where the file does not tell");
+    app.add_option("--random", o.random_designs, "random Latin hypercubes to compare with, 0 .. 100000 (default 200)")->check(CLI::Range(0, 100000))->type_name("COUNT")->group("Output");
+    app.add_flag("--json", o.json, "JSON instead of a table")->group("Output");
+    app.footer("\nExamples:\n  optdoe evaluate design.csv colleague.csv\n  optdoe evaluate design.csv --random 0 --json");
+}
+
+void define_plot(CLI::App& app, options& o, raw_options& raw)
+{
+    app.add_option("FILE", o.files, "design, CSV or JSON; - is standard input")->required()->expected(1)->group("Design");
+    add_factor_options(app, raw);
+    add_coding(app, raw, "what the numbers mean, where the file does not tell");
+    app.add_option("-o,--output", o.output, "the picture; its name ends in .svg, .png or .pdf")->required()->type_name("PICTURE")->group("Output");
+    app.add_option("--history", o.history, "also draw the objective against time, from a file of make --history")->type_name("FILE")->group("Output");
+    app.footer("\nExamples:\n  optdoe plot design.csv --output design.svg\n  optdoe plot design.csv --history history.csv --output design.pdf");
+}
+
+/// The value of one setting as option text.
+std::string option_text(const nlohmann::ordered_json& value)
+{
+    if (value.is_string())
+        return value.get<std::string>();
+    if (value.is_number_float())
+        return number_text(value.get<double>());
+    if (!value.is_array())
+        return value.dump();
+    std::string text;
+    for (const auto& element : value)
+        text += (text.empty() ? "" : ",") + option_text(element);
+    return text;
+}
+
+/// The options that a file of --print-config stands for.
+std::vector<std::string> config_arguments(const std::string& file, const CLI::App& app)
+{
+    const std::string content = read_file(file);
+    nlohmann::ordered_json document;
+    const auto place_of = [&](std::size_t byte) {
+        const std::string before = content.substr(0, std::min(byte, content.size()));
+        const std::size_t line_start = before.rfind('\n') == std::string::npos ? 0 : before.rfind('\n') + 1;
+        return std::pair(1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')), before.size() - line_start + 1);
+    };
+    try {
+        document = nlohmann::ordered_json::parse(content);
+    } catch (const nlohmann::ordered_json::parse_error& error) {
+        const auto [line, column] = place_of(error.byte > 0 ? error.byte - 1 : 0);
+        throw input_error(at_place(file, line, column, "is not valid JSON"));
+    }
+    if (!document.is_object())
+        throw input_error(at_place(file, 1, 1, "expected an object of settings, as --print-config writes it"));
+    std::vector<std::string> arguments;
+    for (const auto& [key, value] : document.items()) {
+        const std::string option = "--" + key;
+        if (app.get_option_no_throw(option) == nullptr || key == "config" || key == "print-config") {
+            const auto [line, column] = place_of(content.find('"' + key + '"'));
+            throw input_error(at_place(file, line, column, fmt::format("unknown setting \"{}\"", key)));
+        }
+        if (value.is_null() || (value.is_boolean() && !value.get<bool>()))
+            continue;
+        if (value.is_boolean())
+            arguments.push_back(option);
+        else if (key == "factor" && value.is_array())
+            for (const auto& element : value)
+                arguments.push_back(option + "=" + option_text(element));
+        else
+            arguments.push_back(option + "=" + option_text(value));
+    }
+    return arguments;
+}
+
+void interpret_texts(options& o, const raw_options& raw)
+{
+    const auto list = [](const char* option, const std::string& text) {
+        return text.empty() ? std::vector<double>{} : parse_list(option, text);
+    };
+    o.run.theta = list("--theta", raw.theta);
+    o.run.weights = list("--weights", raw.weights);
+    o.run.shares = list("--shares", raw.shares);
+    o.run.level_groups = list("--levels", raw.levels);
+    o.balanced = list("--balanced", raw.balanced);
+    if (!raw.time.empty()) {
+        o.run.seconds = parse_duration(raw.time);
+        if (!o.run.seconds)
+            throw usage_error(fmt::format("--time: \"{}\" is no time; expected a number with s, m or h, as in 30s", raw.time));
+    }
+    if (!raw.seed.empty()) {
+        // The highest 32-bit number stands for the clock inside the library, which could not be repeated.
+        const auto seed = parse_integer(raw.seed);
+        if (!seed || *seed < 0 || *seed > 4294967294)
+            throw usage_error(fmt::format("--seed: {} is not in 0 .. 4294967294", raw.seed));
+        o.seed = static_cast<std::uint32_t>(*seed);
+    }
+    o.code = coding_named(raw.coding);
+    o.place = placement_named(raw.placement);
+    if (!raw.format.empty())
+        o.format = raw.format == "json" ? file_format::json : file_format::csv;
+    if (!raw.bounds.empty())
+        o.factors = read_bounds(raw.bounds);
+    for (const std::string& text : raw.factors)
+        o.factors.push_back(parse_factor(text));
+    check_factor_names(o.factors);
+}
+
+} // namespace
+
+parsed parse_command_line(int count, const char* const* arguments)
+{
+    std::vector<std::string> words(arguments + 1, arguments + count);
+    parsed result;
+    options& o = result.what;
+    o.command_text = "optdoe";
+    for (const std::string& word : words)
+        o.command_text += " " + shell_quoted(word);
+
+    raw_options raw;
+    CLI::App app("Optimal Latin hypercube designs.", "optdoe");
+    app.formatter(std::make_shared<help_formatter>());
+    app.get_formatter()->column_width(30);
+    app.require_subcommand(1);
+    app.set_help_flag("-h,--help", "print this help and end");
+    app.set_version_flag("--version", "optdoe " OPTDOE_VERSION, "print the version and end");
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    const std::array<std::pair<const char*, std::function<void(CLI::App&)>>, 4> definitions{
+        {{"make a design of N runs and K factors (the default command)", [&](CLI::App& a) { define_make(a, o, raw); }},
+         {"add runs to a design", [&](CLI::App& a) { define_augment(a, o, raw); }},
+         {"score designs", [&](CLI::App& a) { define_evaluate(a, o, raw); }},
+         {"draw a design", [&](CLI::App& a) { define_plot(a, o, raw); }}}};
+    for (std::size_t c = 0; c < commands.size(); ++c) {
+        CLI::App* sub = app.add_subcommand(commands[c].first, definitions[c].first);
+        definitions[c].second(*sub);
+    }
+    app.footer("\nExamples:\n  optdoe 50 5 --time 20s --output design.csv\n  optdoe evaluate design.csv\n\n"
+               "`optdoe COMMAND --help` lists the options of a command; `man optdoe` explains them.");
+
+    try {
+        const bool named = !words.empty() && std::any_of(commands.begin(), commands.end(), [&](const auto& c) { return c.first == words[0]; });
+        const bool about = words.empty() || words[0] == "-h" || words[0] == "--help" || words[0] == "--version";
+        if (!named && !about)
+            words.insert(words.begin(), "make");
+        for (std::size_t i = 1; i < words.size() && words[0] == "make"; ++i) {
+            const bool joined = words[i].starts_with("--config=");
+            if (!joined && (words[i] != "--config" || i + 1 == words.size()))
+                continue;
+            const std::vector<std::string> from_file =
+                config_arguments(joined ? words[i].substr(9) : words[i + 1], *app.get_subcommand("make"));
+            words.insert(words.begin() + 1, from_file.begin(), from_file.end());
+            break;
+        }
+        std::reverse(words.begin(), words.end()); // CLI11 takes them from the back
+        app.parse(words);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            result.exit_code = exit_done;
+        } else {
+            const std::vector<CLI::App*> used = app.get_subcommands();
+            std::fprintf(stderr, "optdoe: %s\nTry `optdoe%s --help`.\n", error.what(), used.empty() ? "" : (" " + used[0]->get_name()).c_str());
+            result.exit_code = exit_usage;
+        }
+        return result;
+    }
+    for (const auto& [name, id] : commands)
+        if (app.got_subcommand(name))
+            o.command = id;
+    interpret_texts(o, raw);
+    return result;
+}
+
+} // namespace cli

@@ -1,0 +1,51 @@
+/// The command line: what was asked for.
+#pragma once
+
+#include "design.h"
+#include "design_file.h"
+#include "settings.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+enum class command { make, augment, evaluate, plot };
+
+/// Everything that any command reads; a command's manual page tells which of it.
+struct options {
+    cli::command command = command::make;
+    std::optional<std::int64_t> rows, factor_count;
+    std::vector<std::string> files;
+    settings run;
+    std::optional<std::uint32_t> seed;
+    std::string start;
+    std::vector<double> balanced;
+    std::vector<factor> factors;     ///< of --bounds, then of --factor
+    std::optional<coding> code;
+    std::optional<placement> place;
+    std::optional<file_format> format;
+    bool entry_levels = false;
+    std::string output = "-";
+    std::string history;
+    std::string report;
+    std::int64_t added = 0;
+    std::int64_t random_designs = 200;
+    bool json = false;
+    bool print_config = false;
+    bool quiet = false;
+    std::string command_text;        ///< as typed, quoted for a shell
+};
+
+struct parsed {
+    std::optional<int> exit_code;    ///< set: help or a refusal has been printed, end with this
+    options what;
+};
+
+/// Reads the command line and, with --config, the settings of a file; the command line wins. Throws usage_error and
+/// input_error for what the options do not express themselves.
+parsed parse_command_line(int count, const char* const* arguments);
+
+} // namespace cli
