@@ -44,7 +44,9 @@ table with_added(const table& unit, std::size_t added, const design_file& old, b
         for (std::size_t i = 0; i < added; ++i)
             fresh.at(i, j) = strata.centres[i];
         if (strata.shared > 0 && !quiet)
-            std::fprintf(stderr, "optdoe: factor %s: %zu of the old runs share one of the %zu strata with another; as many strata near them stay empty\n",
+            std::fprintf(stderr,
+                         "optdoe: factor %s: %zu of the old runs share one of the %zu strata with another; as many "
+                         "strata near them stay empty\n",
                          old.factors[j].name.c_str(), strata.shared, unit.rows + added);
     }
     shuffle_columns(generator, fresh);
@@ -65,7 +67,9 @@ std::string augmented_text(const design_file& d, const design_file& old)
     for (const std::string& row : old.row_texts)
         text += row.ends_with('\n') ? row : row + "\n";
     const std::string& first = old.row_texts.front();
-    const char separator = first.find(',') != std::string::npos ? ',' : first.find('\t') != std::string::npos ? '\t' : ';';
+    const char separator = first.find(',') != std::string::npos    ? ','
+                           : first.find('\t') != std::string::npos ? '\t'
+                                                                   : ';';
     for (std::size_t i = old.values.rows; i < d.values.rows; ++i) {
         std::string line = csv_line(d.values, i);
         std::replace(line.begin(), line.end(), ',', separator);
@@ -79,11 +83,13 @@ std::string augmented_text(const design_file& d, const design_file& old)
 int run_augment(const options& o)
 {
     if (o.run.criterion == "a2")
-        throw usage_error("--criterion a2 counts equal levels, and added runs stand on levels of their own; use phip, entropy or cd2");
+        throw usage_error("--criterion a2 counts equal levels, and added runs stand on levels of their own; use "
+                          "phip, entropy or cd2");
     design_file old = read_design(o.files.front());
     interpret(old, o.factors, o.code);
     if (old.code == coding::raw)
-        throw usage_error(fmt::format("{}: the ranges of its factors are unknown; give --bounds, --factor or --coding unit", old.name));
+        throw usage_error(fmt::format(
+            "{}: the ranges of its factors are unknown; give --bounds, --factor or --coding unit", old.name));
     const table unit = unit_runs(old);
     const std::size_t added = static_cast<std::size_t>(o.added);
     const std::size_t rows = unit.rows + added;
@@ -131,15 +137,18 @@ int run_augment(const options& o)
     design.values.cells.resize(whole.cells.size());
     for (std::size_t i = unit.rows; i < rows; ++i)
         for (std::size_t j = 0; j < unit.columns; ++j)
-            design.values.at(i, j) = encode(unit_to_level(whole.at(i, j), old.level_counts[j], old.place), old.level_counts[j],
-                                            old.factors[j], old.code, old.place);
-    design.provenance = std::make_shared<nlohmann::ordered_json>(run_provenance(o, used, outcome, seed, rows, unit.columns));
+            design.values.at(i, j) = encode(unit_to_level(whole.at(i, j), old.level_counts[j], old.place),
+                                            old.level_counts[j], old.factors[j], old.code, old.place);
+    design.provenance =
+        std::make_shared<nlohmann::ordered_json>(run_provenance(o, used, outcome, seed, rows, unit.columns));
     nlohmann::ordered_json& p = *design.provenance;
-    p["settings"] = used.effective(static_cast<std::int64_t>(std::max<std::size_t>(added, 2)), static_cast<std::int64_t>(unit.columns));
+    p["settings"] = used.effective(static_cast<std::int64_t>(std::max<std::size_t>(added, 2)),
+                                   static_cast<std::int64_t>(unit.columns));
     p["old_file"] = old.name;
     p["old_runs"] = old.values.rows;
     describe_coding(p, design.factors, design.code, design.place, design.level_counts);
-    return deliver(o, design, used, outcome, watch, seed, [&old](const design_file& d) { return augmented_text(d, old); });
+    return deliver(o, design, used, outcome, watch, seed,
+                   [&old](const design_file& d) { return augmented_text(d, old); });
 }
 
 } // namespace cli

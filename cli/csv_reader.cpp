@@ -19,8 +19,9 @@ std::string at_place(std::string_view file, std::size_t line, std::size_t column
 
 std::string read_file(const std::string& file)
 {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(
-        file == "-" ? stdin : std::fopen(file.c_str(), "rb"), file == "-" ? [](std::FILE*) { return 0; } : &std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(file == "-" ? stdin : std::fopen(file.c_str(), "rb"),
+                                                                 file == "-" ? [](std::FILE*) { return 0; }
+                                                                             : &std::fclose);
     if (!stream)
         throw input_error(at_place(file, 1, 1, fmt::format("cannot be read: {}", std::strerror(errno))));
     std::string content;

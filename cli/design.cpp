@@ -22,10 +22,10 @@ std::vector<double> table::column(std::size_t j) const
 std::string_view name_of(coding c)
 {
     switch (c) {
-        case coding::levels: return "levels";
-        case coding::unit: return "unit";
-        case coding::physical: return "physical";
-        default: return "raw";
+    case coding::levels: return "levels";
+    case coding::unit: return "unit";
+    case coding::physical: return "physical";
+    default: return "raw";
     }
 }
 

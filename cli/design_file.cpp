@@ -50,7 +50,8 @@ void read_csv_design(design_file& file, const std::string& content)
         throw input_error(at_place(file.name, 1, 1, "holds no runs; expected a line of numbers for each run"));
 
     const std::vector<csv_field>& first = text.rows.front().fields;
-    const bool header = std::any_of(first.begin(), first.end(), [](const csv_field& f) { return !parse_number(f.text); });
+    const bool header =
+        std::any_of(first.begin(), first.end(), [](const csv_field& f) { return !parse_number(f.text); });
     const std::size_t columns = first.size();
     file.factors = default_factors(columns);
     if (header) {
@@ -63,14 +64,16 @@ void read_csv_design(design_file& file, const std::string& content)
     for (std::size_t i = 0; i < file.values.rows; ++i) {
         csv_row& row = text.rows[i + header];
         if (row.fields.size() != columns)
-            throw input_error(at_place(file.name, row.fields.front().line, row.fields.front().column,
-                                       fmt::format("{} fields where the first line has {}", row.fields.size(), columns)));
+            throw input_error(
+                at_place(file.name, row.fields.front().line, row.fields.front().column,
+                         fmt::format("{} fields where the first line has {}", row.fields.size(), columns)));
         for (std::size_t j = 0; j < columns; ++j) {
             const csv_field& field = row.fields[j];
             const auto value = parse_number(field.text);
             if (!value)
-                throw input_error(at_place(file.name, field.line, field.column,
-                                           fmt::format("expected a number with a decimal point, found \"{}\"", field.text)));
+                throw input_error(
+                    at_place(file.name, field.line, field.column,
+                             fmt::format("expected a number with a decimal point, found \"{}\"", field.text)));
             file.values.at(i, j) = *value;
             file.places.emplace_back(field.line, field.column);
         }
@@ -130,7 +133,8 @@ bool take_coding(design_file& file)
             counts.push_back(factors.at(j).at("levels").get<std::size_t>());
             described[j].unit = factors.at(j).value("unit", "");
             if (factors.at(j).contains("low"))
-                described[j].range = bounds{factors.at(j).at("low").get<double>(), factors.at(j).at("high").get<double>()};
+                described[j].range =
+                    bounds{factors.at(j).at("low").get<double>(), factors.at(j).at("high").get<double>()};
             if (counts.back() == 0 || (*code == coding::physical && !described[j].range))
                 return false;
         }
@@ -148,10 +152,10 @@ bool take_coding(design_file& file)
 
 input_error refused_value(const design_file& file, std::size_t i, std::size_t j, std::string_view what)
 {
-    const auto [line, column] = file.places.empty() ? std::pair<std::size_t, std::size_t>{1, 1}
-                                                    : file.places[i * file.values.columns + j];
-    return input_error(at_place(file.name, line, column,
-                                fmt::format("run {}, factor {}: {}", i + 1, file.factors[j].name, what)));
+    const auto [line, column] =
+        file.places.empty() ? std::pair<std::size_t, std::size_t>{1, 1} : file.places[i * file.values.columns + j];
+    return input_error(
+        at_place(file.name, line, column, fmt::format("run {}, factor {}: {}", i + 1, file.factors[j].name, what)));
 }
 
 table design_file::levels() const
@@ -202,7 +206,8 @@ void interpret(design_file& file, const std::vector<factor>& factors, std::optio
                                           file.factors.size(), factors.size()));
         for (std::size_t j = 0; j < factors.size(); ++j) {
             const auto& own = file.factors[j].range;
-            if (file.code == coding::physical && (own->low != factors[j].range->low || own->high != factors[j].range->high))
+            if (file.code == coding::physical &&
+                (own->low != factors[j].range->low || own->high != factors[j].range->high))
                 throw usage_error(fmt::format("{}: factor {} lies in {}:{} by the file's own account", file.name,
                                               file.factors[j].name, own->low, own->high));
             file.factors[j] = factors[j];
@@ -213,7 +218,8 @@ void interpret(design_file& file, const std::vector<factor>& factors, std::optio
     if (!code || *code == file.code)
         return;
     if (file.code != coding::raw)
-        throw usage_error(fmt::format("{}: is coded in {}, not in {}", file.name, name_of(file.code), name_of(*code)));
+        throw usage_error(
+            fmt::format("{}: is coded in {}, not in {}", file.name, name_of(file.code), name_of(*code)));
     for (std::size_t i = 0; i < file.values.rows; ++i) {
         for (std::size_t j = 0; j < file.values.columns; ++j) {
             if (*code == coding::physical && !file.factors[j].range)
@@ -221,7 +227,8 @@ void interpret(design_file& file, const std::vector<factor>& factors, std::optio
             const bounds range = *code == coding::physical ? *file.factors[j].range : bounds{0.0, 1.0};
             const double value = file.values.at(i, j);
             if (*code == coding::levels || value < range.low || value > range.high)
-                throw refused_value(file, i, j, fmt::format("{} does not lie in {}:{}", value, range.low, range.high));
+                throw refused_value(file, i, j,
+                                    fmt::format("{} does not lie in {}:{}", value, range.low, range.high));
         }
     }
     file.code = *code;
@@ -239,13 +246,15 @@ std::vector<factor> read_bounds(const std::string& name)
             return input_error(at_place(name, fields[j].line, fields[j].column, what));
         };
         if (fields.size() < 3 || fields.size() > 4)
-            throw place(0, fmt::format("expected name,low,high or name,low,high,unit, found {} fields", fields.size()));
+            throw place(0,
+                        fmt::format("expected name,low,high or name,low,high,unit, found {} fields", fields.size()));
         if (i == 0 && fields[0].text == "name" && fields[1].text == "low" && fields[2].text == "high")
             continue;
         const auto low = parse_number(fields[1].text);
         const auto high = parse_number(fields[2].text);
         if (!low || !high)
-            throw place(low ? 2 : 1, fmt::format("expected a number with a decimal point, found \"{}\"", fields[low ? 2 : 1].text));
+            throw place(low ? 2 : 1, fmt::format("expected a number with a decimal point, found \"{}\"",
+                                                 fields[low ? 2 : 1].text));
         if (!(*low < *high))
             throw place(2, "the high end must be above the low end");
         factors.push_back({fields[0].text, bounds{*low, *high}, fields.size() > 3 ? fields[3].text : ""});
@@ -268,8 +277,8 @@ std::string csv_header(const std::vector<factor>& factors)
     std::string line;
     for (const factor& f : factors) {
         line += line.empty() ? "" : ",";
-        const bool plain = f.name.find_first_of(",\";\t\r\n#") == std::string::npos && f.name.front() != ' ' &&
-                           f.name.back() != ' ';
+        const bool plain =
+            f.name.find_first_of(",\";\t\r\n#") == std::string::npos && f.name.front() != ' ' && f.name.back() != ' ';
         if (plain) {
             line += f.name;
             continue;

@@ -1,6 +1,7 @@
 /// Design files: what the program writes and what it reads back, CSV and JSON.
 ///
-/// CSV   a comment block (`# optdoe design`, then `# key: JSON value` lines: the provenance), a header of factor names,
+/// CSV   a comment block (`# optdoe design`, then `# key: JSON value` lines: the provenance), a header of factor
+/// names,
 ///       one row a run. JSON: {"provenance": {…}, "factors": ["…"], "design": [[…], …]}.
 /// The provenance holds what repeats the run and what reads the numbers back: coding, placement, levels, factors.
 /// Files of other programs (no provenance, header optional) are read as well.
@@ -20,16 +21,16 @@ namespace cli {
 enum class file_format { csv, json };
 
 struct design_file {
-    std::string name;                      ///< as the user gave it
+    std::string name; ///< as the user gave it
     file_format format = file_format::csv;
-    table values;                          ///< the numbers as written
+    table values; ///< the numbers as written
     std::vector<factor> factors;
     coding code = coding::raw;
     placement place = placement::centres;
     std::vector<std::size_t> level_counts; ///< of each factor; the distinct values where no level is known
     std::shared_ptr<nlohmann::ordered_json> provenance; ///< an object, empty for files of other programs
-    std::string header_text;               ///< CSV: the bytes of the header, may be empty
-    std::vector<std::string> row_texts;    ///< CSV: the bytes of each run with its line end
+    std::string header_text;                            ///< CSV: the bytes of the header, may be empty
+    std::vector<std::string> row_texts;                 ///< CSV: the bytes of each run with its line end
 
     std::vector<std::pair<std::size_t, std::size_t>> places; ///< CSV: line and column of each value
 

@@ -24,8 +24,8 @@ run_result run_library(const run_request& request)
 {
     const std::size_t rows = static_cast<std::size_t>(request.fixed_rows + request.rows);
     run_result result{table(rows, static_cast<std::size_t>(request.factors)), {}, {}};
-    result.outcome = {result.design.cells.data(), std::numeric_limits<double>::quiet_NaN(),
-                      std::numeric_limits<double>::quiet_NaN(), 0, end_reason::failed};
+    result.outcome.design = result.design.cells.data();
+    result.outcome.initial_objective = result.outcome.best_objective = std::numeric_limits<double>::quiet_NaN();
     const starting_design start{request.start != nullptr ? request.start->cells.data() : nullptr, request.fixed_rows};
     const run_extras extras{edit_settings, const_cast<settings*>(request.options),
                             request.start != nullptr ? &start : nullptr, &result.outcome};
@@ -73,28 +73,28 @@ std::optional<double> score(const table& design, const settings& options)
 std::string_view name_of(end_reason reason)
 {
     switch (reason) {
-        case end_reason::not_searched: return "not_searched";
-        case end_reason::target_reached: return "target_reached";
-        case end_reason::iteration_limit: return "iteration_limit";
-        case end_reason::time_limit: return "time_limit";
-        case end_reason::stop_requested: return "stop_requested";
-        case end_reason::no_acceptance: return "no_acceptance";
-        case end_reason::nothing_to_move: return "nothing_to_move";
-        default: return "failed";
+    case end_reason::not_searched: return "not_searched";
+    case end_reason::target_reached: return "target_reached";
+    case end_reason::iteration_limit: return "iteration_limit";
+    case end_reason::time_limit: return "time_limit";
+    case end_reason::stop_requested: return "stop_requested";
+    case end_reason::no_acceptance: return "no_acceptance";
+    case end_reason::nothing_to_move: return "nothing_to_move";
+    default: return "failed";
     }
 }
 
 std::string_view describe(end_reason reason)
 {
     switch (reason) {
-        case end_reason::not_searched: return "a single factor needs no search";
-        case end_reason::target_reached: return "the target is reached";
-        case end_reason::iteration_limit: return "the iterations are spent";
-        case end_reason::time_limit: return "the time limit is reached";
-        case end_reason::stop_requested: return "stopped on request";
-        case end_reason::no_acceptance: return "a round of annealing accepted no move";
-        case end_reason::nothing_to_move: return "no factor can be moved";
-        default: return "failed";
+    case end_reason::not_searched: return "a single factor needs no search";
+    case end_reason::target_reached: return "the target is reached";
+    case end_reason::iteration_limit: return "the iterations are spent";
+    case end_reason::time_limit: return "the time limit is reached";
+    case end_reason::stop_requested: return "stopped on request";
+    case end_reason::no_acceptance: return "a round of annealing accepted no move";
+    case end_reason::nothing_to_move: return "no factor can be moved";
+    default: return "failed";
     }
 }
 

@@ -15,18 +15,18 @@
 namespace cli {
 
 struct run_request {
-    std::int32_t rows = 0;          ///< placed by the run; with a start: its free rows
+    std::int32_t rows = 0; ///< placed by the run; with a start: its free rows
     std::int32_t factors = 0;
     std::uint32_t seed = 0;
     const settings* options = nullptr;
-    const table* start = nullptr;   ///< null: the library's random Latin hypercube
-    std::int32_t fixed_rows = 0;    ///< leading rows of the start
+    const table* start = nullptr; ///< null: the library's random Latin hypercube
+    std::int32_t fixed_rows = 0;  ///< leading rows of the start
     /// Called at every poll of the stop flag, once a round; true asks the run to stop.
     std::function<bool(const run_outcome&)> keep_watch;
 };
 
 struct run_result {
-    table design;                          ///< levels before truncation, fixed rows included
+    table design;                           ///< levels before truncation, fixed rows included
     std::vector<std::int32_t> entry_levels; ///< what a JVM would receive
     run_outcome outcome;
 };

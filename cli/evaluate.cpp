@@ -1,7 +1,7 @@
 #include "commands.h"
 
-#include "evaluation.h"
 #include "errors.h"
+#include "evaluation.h"
 #include "output_file.h"
 
 #include <nlohmann/json.hpp>
@@ -29,7 +29,8 @@ int run_evaluate(const options& o)
                              : evaluation_table(evaluations, how.random_designs));
     for (const evaluation& e : evaluations)
         if (contradicts_record(e))
-            std::fprintf(stderr, "optdoe: warning: %s records the objective %.17g, its numbers do not give it\n", e.file.c_str(), *e.recorded);
+            std::fprintf(stderr, "optdoe: warning: %s records the objective %.17g, its numbers do not give it\n",
+                         e.file.c_str(), *e.recorded);
     return exit_done;
 }
 

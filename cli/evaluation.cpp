@@ -22,10 +22,10 @@ constexpr std::array<const char*, 4> criteria{"phip", "entropy", "cd2", "a2"};
 
 /// One design in the three scales that the measures need.
 struct coordinates {
-    table criterion;     ///< as the library receives it
-    bool unit_as_is;     ///< the runs stand at known places of 0..1: nothing may rescale them
-    table distances;     ///< 0..1
-    table cells;         ///< 0..1, levels at cell centres
+    table criterion; ///< as the library receives it
+    bool unit_as_is; ///< the runs stand at known places of 0..1: nothing may rescale them
+    table distances; ///< 0..1
+    table cells;     ///< 0..1, levels at cell centres
 };
 
 bool is_augmented(const design_file& file) { return file.provenance->contains("old_runs"); }
@@ -66,7 +66,10 @@ std::vector<double> plain_values(const coordinates& c)
             static_cast<double>(repeated_rows(c.criterion))};
 }
 
-std::string pair_of_runs(const closest_pair& pair) { return fmt::format("runs {} and {}", pair.row_a + 1, pair.row_b + 1); }
+std::string pair_of_runs(const closest_pair& pair)
+{
+    return fmt::format("runs {} and {}", pair.row_a + 1, pair.row_b + 1);
+}
 
 double score_or_none(const coordinates& c, settings options)
 {
@@ -78,7 +81,8 @@ double score_or_none(const coordinates& c, settings options)
 std::string criterion_label(const settings& s)
 {
     if (s.criterion == "phip")
-        return fmt::format("objective phip (p = {}{})", s.p.value_or(20), s.distance == "rectangular" ? ", rectangular" : "");
+        return fmt::format("objective phip (p = {}{})", s.p.value_or(20),
+                           s.distance == "rectangular" ? ", rectangular" : "");
     if (s.criterion == "entropy")
         return fmt::format("objective entropy{}", s.distance == "rectangular" ? " (rectangular)" : "");
     return "objective " + s.criterion;
@@ -105,7 +109,8 @@ std::string shown(double value) { return std::isnan(value) ? "-" : short_text(va
 /// Columns on a terminal, for the ASCII and UTF-8 that names hold.
 std::size_t width(const std::string& text)
 {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
 std::string padded(const std::string& text, std::size_t to, bool right)
@@ -120,8 +125,8 @@ settings settings_for(const design_file& file, const std::string& criterion, con
 {
     settings s;
     s.criterion = criterion;
-    const nlohmann::ordered_json recorded = file.provenance->value("settings", nlohmann::ordered_json::object());
     try {
+        const nlohmann::ordered_json recorded = file.provenance->value("settings", nlohmann::ordered_json::object());
         if (recorded.contains("weights"))
             s.weights = recorded["weights"].get<std::vector<double>>();
         if (recorded.value("criterion", "") == criterion) {
@@ -163,26 +168,35 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
     e.file = file.name;
     e.runs = c.criterion.rows;
     e.factors = c.criterion.columns;
-    e.recorded_criterion = file.provenance->value("settings", nlohmann::ordered_json::object()).value("criterion", "");
+    const auto recorded_settings = file.provenance->find("settings");
+    if (recorded_settings != file.provenance->end() && recorded_settings->is_object())
+        e.recorded_criterion = recorded_settings->value("criterion", "");
     if (file.provenance->contains("objective") && (*file.provenance)["objective"].is_number())
         e.recorded = (*file.provenance)["objective"].get<double>();
 
+    std::vector<settings> scored;
     for (const char* criterion : criteria) {
-        const settings s = settings_for(file, criterion, options);
-        e.measures.push_back({fmt::format("objective_{}", criterion), criterion_label(s), score_or_none(c, s), none, ""});
+        const settings& s = scored.emplace_back(settings_for(file, criterion, options));
+        e.measures.push_back(
+            {fmt::format("objective_{}", criterion), criterion_label(s), score_or_none(c, s), none, ""});
     }
     const std::vector<double> values = plain_values(c);
     const strongest_correlation correlation = largest_correlation(c.distances);
-    e.measures.push_back({"smallest_distance", "smallest distance", values[0], none, pair_of_runs(smallest_distance(c.distances, false))});
-    e.measures.push_back({"smallest_distance_rectangular", "smallest rectangular distance", values[1], none, pair_of_runs(smallest_distance(c.distances, true))});
+    e.measures.push_back({"smallest_distance", "smallest distance", values[0], none,
+                          pair_of_runs(smallest_distance(c.distances, false))});
+    e.measures.push_back({"smallest_distance_rectangular", "smallest rectangular distance", values[1], none,
+                          pair_of_runs(smallest_distance(c.distances, true))});
     e.measures.push_back({"phi_15", "textbook phi-p, p = 15", values[2], none, ""});
     e.measures.push_back({"phi_50", "textbook phi-p, p = 50", values[3], none, ""});
     e.measures.push_back({"cd2_squared", "centered L2 discrepancy squared", values[4], none, ""});
     e.measures.push_back({"cd2", "centered L2 discrepancy", values[5], none, ""});
     e.measures.push_back({"largest_correlation", "largest absolute correlation", values[6], none,
-                          e.factors > 1 ? fmt::format("{} and {}", file.factors[correlation.factor_a].name, file.factors[correlation.factor_b].name) : ""});
+                          e.factors > 1 ? fmt::format("{} and {}", file.factors[correlation.factor_a].name,
+                                                      file.factors[correlation.factor_b].name)
+                                        : ""});
     e.measures.push_back({"repeated_runs", "repeated runs", values[7], none, ""});
-    e.measures.push_back({"latin_columns", fmt::format("Latin columns"), static_cast<double>(latin_columns(c)), none, not_latin(c, file)});
+    e.measures.push_back(
+        {"latin_columns", "Latin columns", static_cast<double>(latin_columns(c)), none, not_latin(c, file)});
     if (options.random_designs == 0)
         return e;
 
@@ -193,7 +207,7 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
     for (std::size_t t = 0; t < options.random_designs; ++t) {
         const coordinates random = coordinates_of_random(random_latin(generator, e.runs, e.factors), c.unit_as_is);
         for (std::size_t m = 0; m < criteria.size(); ++m) {
-            const settings s = settings_for(file, criteria[m], options);
+            const settings& s = scored[m];
             if (s.criterion == "a2") {
                 // A2 depends on the number of levels: the comparison is with the design's own columns, re-arranged.
                 shuffle_columns(generator, own_columns);
@@ -214,9 +228,8 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
 
 bool contradicts_record(const evaluation& e)
 {
-    const auto found = std::find_if(e.measures.begin(), e.measures.end(), [&](const measure& m) {
-        return m.key == "objective_" + e.recorded_criterion;
-    });
+    const auto found = std::find_if(e.measures.begin(), e.measures.end(),
+                                    [&](const measure& m) { return m.key == "objective_" + e.recorded_criterion; });
     return e.recorded && found != e.measures.end() &&
            !(std::fabs(found->value - *e.recorded) <= 1e-9 * std::max(std::fabs(*e.recorded), 1e-12));
 }
@@ -249,7 +262,8 @@ std::string evaluation_table(const std::vector<evaluation>& evaluations, std::si
 
     std::vector<std::size_t> widths;
     for (const auto& column : columns)
-        widths.push_back(width(*std::max_element(column.begin(), column.end(), [](const auto& a, const auto& b) { return width(a) < width(b); })));
+        widths.push_back(width(*std::max_element(column.begin(), column.end(),
+                                                 [](const auto& a, const auto& b) { return width(a) < width(b); })));
     const std::size_t group = random_designs > 0 ? 3 : 2;
     std::string text;
     for (std::size_t r = 0; r < columns[0].size(); ++r) {
@@ -268,7 +282,9 @@ std::string evaluation_table(const std::vector<evaluation>& evaluations, std::si
 nlohmann::ordered_json evaluation_json(const std::vector<evaluation>& evaluations, std::size_t random_designs)
 {
     using nlohmann::ordered_json;
-    const auto number = [](double value) { return std::isfinite(value) ? ordered_json(value) : ordered_json(nullptr); };
+    const auto number = [](double value) {
+        return std::isfinite(value) ? ordered_json(value) : ordered_json(nullptr);
+    };
     ordered_json files = ordered_json::array();
     for (const evaluation& e : evaluations) {
         ordered_json entry = {{"file", e.file}, {"runs", e.runs}, {"factors", e.factors}};

@@ -14,11 +14,11 @@
 namespace cli {
 
 struct measure {
-    std::string key;         ///< in JSON
-    std::string label;       ///< for people
-    double value;            ///< NaN: does not apply
-    double random_mean;      ///< NaN: does not apply, or not asked for
-    std::string where;       ///< the pair of runs or factors; may be empty
+    std::string key;    ///< in JSON
+    std::string label;  ///< for people
+    double value;       ///< NaN: does not apply
+    double random_mean; ///< NaN: does not apply, or not asked for
+    std::string where;  ///< the pair of runs or factors; may be empty
 };
 
 struct evaluation {
@@ -26,8 +26,8 @@ struct evaluation {
     std::size_t runs = 0;
     std::size_t factors = 0;
     std::vector<measure> measures;
-    std::string recorded_criterion;   ///< from the provenance; empty without one
-    std::optional<double> recorded;   ///< the objective that the provenance holds
+    std::string recorded_criterion; ///< from the provenance; empty without one
+    std::optional<double> recorded; ///< the objective that the provenance holds
 };
 
 /// What a person may override of the settings that the file records; the criterion is not read.

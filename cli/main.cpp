@@ -21,10 +21,10 @@ int run_plot(const options& o)
 static int run(const options& o)
 {
     switch (o.command) {
-        case command::augment: catch_signals(); return run_augment(o);
-        case command::evaluate: return run_evaluate(o);
-        case command::plot: return run_plot(o);
-        default: catch_signals(); return run_make(o);
+    case command::augment: catch_signals(); return run_augment(o);
+    case command::evaluate: return run_evaluate(o);
+    case command::plot: return run_plot(o);
+    default: catch_signals(); return run_make(o);
     }
 }
 

@@ -26,15 +26,15 @@ struct beginning {
     std::vector<factor> described;
     std::vector<std::size_t> level_counts;
     std::optional<table> start;
-    bool raw = false;                       ///< the start's own values, in no coding of ours
+    bool raw = false; ///< the start's own values, in no coding of ours
     placement place = placement::centres;
-    std::optional<coding> code;             ///< of the start file
+    std::optional<coding> code; ///< of the start file
 };
 
 void agree(const std::optional<std::int64_t>& given, std::int64_t found, const char* what, const std::string& source)
 {
     if (given && *given != found)
-        throw usage_error(fmt::format("{} {} {} where {} has {}", *given, what, *given == 1 ? "" : "", source, found));
+        throw usage_error(fmt::format("{} {} asked for, {} has {}", *given, what, source, found));
 }
 
 void begin_with_file(const options& o, beginning& b)
@@ -58,7 +58,7 @@ void begin_with_file(const options& o, beginning& b)
             throw refused_value(file, 0, j, "the factor has one level only");
 }
 
-beginning begin(const options& o, std::mt19937_64& generator)
+beginning begin(const options& o)
 {
     beginning b;
     if (!o.start.empty()) {
@@ -73,7 +73,8 @@ beginning begin(const options& o, std::mt19937_64& generator)
         b.rows = *o.rows;
         b.factors = o.factor_count.value_or(static_cast<std::int64_t>(o.factors.size()));
         if (!o.factors.empty() && static_cast<std::int64_t>(o.factors.size()) != b.factors)
-            throw usage_error(fmt::format("{} factors where --bounds and --factor give {}", b.factors, o.factors.size()));
+            throw usage_error(
+                fmt::format("{} factors where --bounds and --factor give {}", b.factors, o.factors.size()));
         if (static_cast<double>(b.rows) * static_cast<double>(b.factors) > 2147483647.0)
             throw usage_error("N times K must stay below 2147483648");
     }
@@ -95,10 +96,12 @@ void make_start(const options& o, beginning& b, std::mt19937_64& generator)
         if (o.run.symmetric)
             throw usage_error("--balanced and --symmetric exclude each other");
         if (o.balanced.size() > 1 && o.balanced.size() != factors)
-            throw usage_error(fmt::format("--balanced: {} values for {} factors (give one for all, or one each)", o.balanced.size(), factors));
+            throw usage_error(fmt::format("--balanced: {} values for {} factors (give one for all, or one each)",
+                                          o.balanced.size(), factors));
         for (std::size_t j = 0; j < factors; ++j) {
             const double count = list_value(o.balanced, j);
-            if (count != std::floor(count) || count < 2 || count > static_cast<double>(rows) || std::fmod(static_cast<double>(rows), count) != 0.0)
+            if (count != std::floor(count) || count < 2 || count > static_cast<double>(rows) ||
+                std::fmod(static_cast<double>(rows), count) != 0.0)
                 throw usage_error(fmt::format("--balanced: {} levels do not divide {} runs evenly", count, rows));
             b.level_counts[j] = static_cast<std::size_t>(count);
         }
@@ -118,14 +121,16 @@ coding resolved_coding(const options& o, const beginning& b)
             throw usage_error(fmt::format("--coding: {} has no levels of ours; its own values are kept", o.start));
         return coding::raw;
     }
-    const coding code = o.entry_levels ? coding::levels
-                                       : o.code.value_or(!o.factors.empty() ? coding::physical : b.code.value_or(coding::levels));
+    const coding code =
+        o.entry_levels ? coding::levels
+                       : o.code.value_or(!o.factors.empty() ? coding::physical : b.code.value_or(coding::levels));
     if (code == coding::physical && !ranges)
         throw usage_error("--coding physical needs --bounds or --factor");
     return code;
 }
 
-nlohmann::ordered_json config_of(const options& o, const settings& used, const beginning& b, coding code, placement place, std::uint32_t seed)
+nlohmann::ordered_json config_of(const options& o, const settings& used, const beginning& b, coding code,
+                                 placement place, std::uint32_t seed)
 {
     nlohmann::ordered_json config = used.effective(b.rows, b.factors);
     config["seed"] = std::to_string(seed);
@@ -135,7 +140,8 @@ nlohmann::ordered_json config_of(const options& o, const settings& used, const b
         config["start"] = o.start;
     for (const factor& f : b.described)
         if (f.range)
-            config["factor"].push_back(fmt::format("{}={}:{}{}{}", f.name, f.range->low, f.range->high, f.unit.empty() ? "" : ":", f.unit));
+            config["factor"].push_back(
+                fmt::format("{}={}:{}{}{}", f.name, f.range->low, f.range->high, f.unit.empty() ? "" : ":", f.unit));
     if (code != coding::raw)
         config["coding"] = name_of(code);
     config["placement"] = name_of(place);
@@ -170,7 +176,7 @@ int run_make(const options& o)
 {
     const std::uint32_t seed = resolved_seed(o);
     std::mt19937_64 generator(seed);
-    beginning b = begin(o, generator);
+    beginning b = begin(o);
     o.run.check(b.rows, b.factors);
     refuse_beyond_memory(o.run.criterion, b.rows, b.factors);
     make_start(o, b, generator);
@@ -182,7 +188,8 @@ int run_make(const options& o)
     }
     if (o.run.criterion == "a2" && !b.start && !o.quiet)
         std::fputs("optdoe: warning: every Latin hypercube has the same A2, so there is nothing to improve;\n"
-                   "optdoe: A2 is meant for balanced designs: see --balanced and --start\n", stderr);
+                   "optdoe: A2 is meant for balanced designs: see --balanced and --start\n",
+                   stderr);
 
     progress watch(o.quiet, o.run.seconds);
     run_request request;
@@ -198,7 +205,8 @@ int run_make(const options& o)
     const run_result run = run_library(request);
     watch.finish();
 
-    const table start = b.start ? *b.start : latin_levels(static_cast<std::size_t>(b.rows), static_cast<std::size_t>(b.factors));
+    const table start =
+        b.start ? *b.start : latin_levels(static_cast<std::size_t>(b.rows), static_cast<std::size_t>(b.factors));
     table levels = exact_levels(run.design, start);
     if (o.entry_levels)
         levels.cells.assign(run.entry_levels.begin(), run.entry_levels.end());
@@ -218,9 +226,8 @@ int run_make(const options& o)
     if (o.entry_levels)
         (*design.provenance)["entry_levels"] = true;
     describe_coding(*design.provenance, design.factors, code, place, b.level_counts);
-    return deliver(o, design, o.run, run.outcome, watch, seed, [](const design_file& d) {
-        return design_text(d.format, d.values, d.factors, *d.provenance);
-    });
+    return deliver(o, design, o.run, run.outcome, watch, seed,
+                   [](const design_file& d) { return design_text(d.format, d.values, d.factors, *d.provenance); });
 }
 
 } // namespace cli

@@ -43,8 +43,8 @@ void refuse_beyond_memory(std::string_view criterion, std::int64_t rows, std::in
     const double needed = estimated_bytes(criterion, rows, factors);
     const double there = machine_bytes();
     if (needed > there)
-        throw input_error(fmt::format("{} runs of {} factors need about {:.1f} GiB, this machine grants {:.1f} GiB", rows,
-                                      factors, needed / 0x1p30, there / 0x1p30));
+        throw input_error(fmt::format("{} runs of {} factors need about {:.1f} GiB, this machine grants {:.1f} GiB",
+                                      rows, factors, needed / 0x1p30, there / 0x1p30));
 }
 
 } // namespace cli

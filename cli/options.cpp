@@ -20,9 +20,9 @@ namespace cli {
 namespace {
 
 const std::array<std::pair<std::string, command>, 4> commands{{{"make", command::make},
-                                                              {"augment", command::augment},
-                                                              {"evaluate", command::evaluate},
-                                                              {"plot", command::plot}}};
+                                                               {"augment", command::augment},
+                                                               {"evaluate", command::evaluate},
+                                                               {"plot", command::plot}}};
 
 /// What options deliver as text; turned into `options` after parsing.
 struct raw_options {
@@ -32,9 +32,10 @@ struct raw_options {
 
 /// Help in the order of use, without CLI11's type notes for options that name their own form.
 struct help_formatter : CLI::Formatter {
-    std::string make_usage(const CLI::App* app, std::string name) const override
+    std::string make_usage(const CLI::App* app, std::string) const override
     {
-        const std::string own = app->get_parent() != nullptr ? app->get_parent()->get_name() + " " + app->get_name() : app->get_name();
+        const std::string own =
+            app->get_parent() != nullptr ? app->get_parent()->get_name() + " " + app->get_name() : app->get_name();
         const std::map<std::string, std::string> forms{{"make", "N K [OPTIONS]"},
                                                        {"augment", "OLD --add M [OPTIONS]"},
                                                        {"evaluate", "FILE... [OPTIONS]"},
@@ -50,118 +51,217 @@ void add_criterion_options(CLI::App& app, options& o, raw_options& raw, bool cho
     const std::string group = "Criterion";
     if (choose)
         app.add_option("--criterion", o.run.criterion, "what is minimised: phip (default), entropy, cd2 or a2")
-            ->check(CLI::IsMember({"phip", "entropy", "cd2", "a2"}))->type_name("NAME")->group(group);
-    app.add_option("--p", o.run.p, "exponent of phip, 0 .. 100; 0: maximin (default 20)")->type_name("P")->group(group);
+            ->check(CLI::IsMember({"phip", "entropy", "cd2", "a2"}))
+            ->type_name("NAME")
+            ->group(group);
+    app.add_option("--p", o.run.p, "exponent of phip, 0 .. 100; 0: maximin (default 20)")
+        ->type_name("P")
+        ->group(group);
     app.add_option("--distance", o.run.distance, "euclidean (default) or rectangular, for phip and entropy")
-        ->check(CLI::IsMember({"euclidean", "rectangular"}))->type_name("NAME")->group(group);
-    app.add_option("--theta", raw.theta, "correlation parameters of entropy, 1e-40 .. 1000 (default 5; rectangular 3)")->type_name("LIST")->group(group);
-    app.add_option("--weights", raw.weights, "factor weights, 1e-40 .. 1 (default 1)")->type_name("LIST")->group(group);
+        ->check(CLI::IsMember({"euclidean", "rectangular"}))
+        ->type_name("NAME")
+        ->group(group);
+    app.add_option("--theta", raw.theta,
+                   "correlation parameters of entropy, 1e-40 .. 1000 (default 5; rectangular 3)")
+        ->type_name("LIST")
+        ->group(group);
+    app.add_option("--weights", raw.weights, "factor weights, 1e-40 .. 1 (default 1)")
+        ->type_name("LIST")
+        ->group(group);
 }
 
 void add_scaling(CLI::App& app, options& o)
 {
-    app.add_option("--scaling", o.run.scaling, "columns during the search: none, range or centres (default: centres for cd2, else range)")
-        ->check(CLI::IsMember({"none", "range", "centres"}))->type_name("NAME")->group("Criterion");
+    app.add_option("--scaling", o.run.scaling,
+                   "columns during the search: none, range or centres (default: centres for cd2, else range)")
+        ->check(CLI::IsMember({"none", "range", "centres"}))
+        ->type_name("NAME")
+        ->group("Criterion");
 }
 
 void add_search_options(CLI::App& app, options& o, raw_options& raw)
 {
     const std::string group = "Search";
-    app.add_option("--target", o.run.target, "stop at this objective, -1e20 .. 1e20 (a2: from 0)")->type_name("VALUE")->group("Criterion");
+    app.add_option("--target", o.run.target, "stop at this objective, -1e20 .. 1e20 (a2: from 0)")
+        ->type_name("VALUE")
+        ->group("Criterion");
     app.add_flag("--negate-target", o.run.negate_target, "use the target with the other sign")->group("Criterion");
     app.add_option("--method", o.run.method, "threshold (default), greedy or annealing")
-        ->check(CLI::IsMember({"threshold", "greedy", "annealing"}))->type_name("NAME")->group(group);
-    app.add_option("--time", raw.time, "time limit, such as 30s, 2m, 1h; 0.0001s .. 1000000s (default 10000s)")->type_name("TIME")->group(group);
-    app.add_option("--iterations", o.run.iterations, "rounds (annealing: moves), 1 .. 1e8 (default 2 N K, at least 100)")->type_name("COUNT")->group(group);
-    app.add_option("--moves", o.run.moves, "moves a round of threshold, 1 .. 1e8 (default 10 .. 100 by size)")->type_name("COUNT")->group(group);
-    app.add_option("--pairs", o.run.pairs, "candidate exchanges a move, 1 .. N(N-1)/2 (default 50)")->type_name("COUNT")->group(group);
+        ->check(CLI::IsMember({"threshold", "greedy", "annealing"}))
+        ->type_name("NAME")
+        ->group(group);
+    app.add_option("--time", raw.time, "time limit, such as 30s, 2m, 1h; 0.0001s .. 1000000s (default 10000s)")
+        ->type_name("TIME")
+        ->group(group);
+    app.add_option("--iterations", o.run.iterations,
+                   "rounds (annealing: moves), 1 .. 1e8 (default 2 N K, at least 100)")
+        ->type_name("COUNT")
+        ->group(group);
+    app.add_option("--moves", o.run.moves, "moves a round of threshold, 1 .. 1e8 (default 10 .. 100 by size)")
+        ->type_name("COUNT")
+        ->group(group);
+    app.add_option("--pairs", o.run.pairs, "candidate exchanges a move, 1 .. N(N-1)/2 (default 50)")
+        ->type_name("COUNT")
+        ->group(group);
     app.add_flag("--all-pairs", o.run.all_pairs, "examine every candidate exchange")->group(group);
-    app.add_option("--restarts", o.run.restarts, "restarts of greedy, 0 .. 500000 (default 30)")->type_name("COUNT")->group(group);
-    app.add_option("--threshold", o.run.threshold, "starting threshold or temperature, 0 .. 1e200 (default from the start)")->type_name("VALUE")->group(group);
-    app.add_option("--cooling", o.run.cooling, "cooling factor of annealing, 0.5 .. 0.999 (default from the moves)")->type_name("VALUE")->group(group);
-    app.add_option("--tolerance", o.run.tolerance, "least improvement that counts, 1e-15 .. 0.1 (default from the start)")->type_name("VALUE")->group(group);
-    app.add_option("--shares", raw.shares, "how often factors are moved, 0 .. 1 each (default 1)")->type_name("LIST")->group(group);
-    app.add_flag("--weighted-choice", o.run.weighted_choice, "draw the factor by shares instead of in turn")->group(group);
-    app.add_option("--levels", raw.levels, "level groups a factor, a divisor of N below N (default 1)")->type_name("LIST")->group(group);
+    app.add_option("--restarts", o.run.restarts, "restarts of greedy, 0 .. 500000 (default 30)")
+        ->type_name("COUNT")
+        ->group(group);
+    app.add_option("--threshold", o.run.threshold,
+                   "starting threshold or temperature, 0 .. 1e200 (default from the start)")
+        ->type_name("VALUE")
+        ->group(group);
+    app.add_option("--cooling", o.run.cooling, "cooling factor of annealing, 0.5 .. 0.999 (default from the moves)")
+        ->type_name("VALUE")
+        ->group(group);
+    app.add_option("--tolerance", o.run.tolerance,
+                   "least improvement that counts, 1e-15 .. 0.1 (default from the start)")
+        ->type_name("VALUE")
+        ->group(group);
+    app.add_option("--shares", raw.shares, "how often factors are moved, 0 .. 1 each (default 1)")
+        ->type_name("LIST")
+        ->group(group);
+    app.add_flag("--weighted-choice", o.run.weighted_choice, "draw the factor by shares instead of in turn")
+        ->group(group);
+    app.add_option("--levels", raw.levels, "level groups a factor, a divisor of N below N (default 1)")
+        ->type_name("LIST")
+        ->group(group);
     app.add_flag("--no-pre-improvement", o.run.no_pre_improvement, "search from the start as it is")->group(group);
-    app.add_option("--auxiliary", o.run.auxiliary, "kept with the settings, 0 .. 2; steers nothing")->type_name("MODE")->group(group);
-    app.add_option("--seed", raw.seed, "0 .. 4294967294; printed in any case (default: from the clock)")->type_name("SEED")->group(group);
+    app.add_option("--auxiliary", o.run.auxiliary, "kept with the settings, 0 .. 2; steers nothing")
+        ->type_name("MODE")
+        ->group(group);
+    app.add_option("--seed", raw.seed, "0 .. 4294967294; printed in any case (default: from the clock)")
+        ->type_name("SEED")
+        ->group(group);
 }
 
 void add_factor_options(CLI::App& app, raw_options& raw)
 {
     app.add_option("--factor", raw.factors, "a factor with its range, NAME=LOW:HIGH[:UNIT]; once for each factor")
-        ->type_name("FACTOR")->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->expected(1)->allow_extra_args(false)->group("Factors");
-    app.add_option("--bounds", raw.bounds, "factors from a CSV file name,low,high[,unit]")->type_name("FILE")->group("Factors");
+        ->type_name("FACTOR")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->group("Factors");
+    app.add_option("--bounds", raw.bounds, "factors from a CSV file name,low,high[,unit]")
+        ->type_name("FILE")
+        ->group("Factors");
 }
 
 void add_coding(CLI::App& app, raw_options& raw, const std::string& text)
 {
-    app.add_option("--coding", raw.coding, text)->check(CLI::IsMember({"levels", "unit", "physical"}))->type_name("NAME")->group("Factors");
+    app.add_option("--coding", raw.coding, text)
+        ->check(CLI::IsMember({"levels", "unit", "physical"}))
+        ->type_name("NAME")
+        ->group("Factors");
 }
 
 void add_output_options(CLI::App& app, options& o, raw_options& raw)
 {
     const std::string group = "Output";
-    app.add_option("-o,--output", o.output, "where the design goes; - is standard output (default)")->type_name("FILE")->group(group);
-    app.add_option("--format", raw.format, "csv or json (default: by the name of --output, else csv)")->check(CLI::IsMember({"csv", "json"}))->type_name("NAME")->group(group);
-    app.add_option("--history", o.history, "write the objective of every round, with seconds, as CSV")->type_name("FILE")->group(group);
+    app.add_option("-o,--output", o.output, "where the design goes; - is standard output (default)")
+        ->type_name("FILE")
+        ->group(group);
+    app.add_option("--format", raw.format, "csv or json (default: by the name of --output, else csv)")
+        ->check(CLI::IsMember({"csv", "json"}))
+        ->type_name("NAME")
+        ->group(group);
+    app.add_option("--history", o.history, "write the objective of every round, with seconds, as CSV")
+        ->type_name("FILE")
+        ->group(group);
     app.add_option("--report", o.report, "write a page about the design, as HTML")->type_name("FILE")->group(group);
     app.add_flag("-q,--quiet", o.quiet, "no progress and no summary")->group(group);
 }
 
 void define_make(CLI::App& app, options& o, raw_options& raw)
 {
-    app.add_option("N", o.rows, "runs, at least 2")->check(CLI::Range(std::int64_t{2}, std::int64_t{1} << 30))->group("Design");
-    app.add_option("K", o.factor_count, "factors, at least 1")->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))->group("Design");
-    app.add_option("--start", o.start, "improve this design instead of a random one")->type_name("FILE")->group("Design");
-    app.add_option("--balanced", raw.balanced, "random start with these level counts, each dividing N")->type_name("LIST")->group("Design");
-    app.add_flag("--symmetric", o.run.symmetric, "keep the design symmetric: runs mirror each other in pairs")->group("Design");
+    app.add_option("N", o.rows, "runs, at least 2")
+        ->check(CLI::Range(std::int64_t{2}, std::int64_t{1} << 30))
+        ->group("Design");
+    app.add_option("K", o.factor_count, "factors, at least 1")
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))
+        ->group("Design");
+    app.add_option("--start", o.start, "improve this design instead of a random one")
+        ->type_name("FILE")
+        ->group("Design");
+    app.add_option("--balanced", raw.balanced, "random start with these level counts, each dividing N")
+        ->type_name("LIST")
+        ->group("Design");
+    app.add_flag("--symmetric", o.run.symmetric, "keep the design symmetric: runs mirror each other in pairs")
+        ->group("Design");
     add_criterion_options(app, o, raw, true);
     add_scaling(app, o);
     add_search_options(app, o, raw);
     add_factor_options(app, raw);
     add_coding(app, raw, "levels, unit or physical (default: physical with ranges, else levels)");
-    app.add_option("--placement", raw.placement, "a level's place in the range: centres of cells (default) or ends")->check(CLI::IsMember({"centres", "ends"}))->type_name("NAME")->group("Factors");
-    app.add_flag("--entry-levels", o.entry_levels, "levels as the Java method returns them: truncated, not rounded")->group("Factors");
+    app.add_option("--placement", raw.placement, "a level's place in the range: centres of cells (default) or ends")
+        ->check(CLI::IsMember({"centres", "ends"}))
+        ->type_name("NAME")
+        ->group("Factors");
+    app.add_flag("--entry-levels", o.entry_levels, "levels as the Java method returns them: truncated, not rounded")
+        ->group("Factors");
     add_output_options(app, o, raw);
-    app.add_option("--config", raw.config, "take settings from a file of --print-config; options given here win")->type_name("FILE")->group("Output");
+    app.add_option("--config", raw.config, "take settings from a file of --print-config; options given here win")
+        ->type_name("FILE")
+        ->group("Output");
     app.add_flag("--print-config", o.print_config, "print the settings in force as JSON and end")->group("Output");
-    app.footer("\nExamples:\n  optdoe 50 5 --time 20s --output design.csv\n  optdoe make 30 --factor Temp=20:80:C --factor Flow=1:5 --criterion cd2");
+    app.footer("\nExamples:\n  optdoe 50 5 --time 20s --output design.csv\n  optdoe make 30 --factor Temp=20:80:C "
+               "--factor Flow=1:5 --criterion cd2");
 }
 
 void define_augment(CLI::App& app, options& o, raw_options& raw)
 {
     app.add_option("OLD", o.files, "design whose runs stay as they are")->required()->expected(1)->group("Design");
-    app.add_option("--add", o.added, "runs to add, at least 1")->required()->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))->type_name("M")->group("Design");
+    app.add_option("--add", o.added, "runs to add, at least 1")
+        ->required()
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))
+        ->type_name("M")
+        ->group("Design");
     add_criterion_options(app, o, raw, true);
     add_search_options(app, o, raw);
     add_factor_options(app, raw);
     add_coding(app, raw, "what the numbers of OLD mean, where the file does not tell");
     add_output_options(app, o, raw);
-    app.footer("\nExamples:\n  optdoe augment old.csv --add 10 --output all.csv\n  optdoe augment old.csv --add 5 --bounds ranges.csv --time 1m");
+    app.footer("\nExamples:\n  optdoe augment old.csv --add 10 --output all.csv\n  optdoe augment old.csv --add 5 "
+               "--bounds ranges.csv --time 1m");
 }
 
 void define_evaluate(CLI::App& app, options& o, raw_options& raw)
 {
-    app.add_option("FILE", o.files, "designs, CSV or JSON; - is standard input")->required()->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("Design");
+    app.add_option("FILE", o.files, "designs, CSV or JSON; - is standard input")
+        ->required()
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group("Design");
     add_criterion_options(app, o, raw, false);
     add_scaling(app, o);
     add_factor_options(app, raw);
     add_coding(app, raw, "what the numbers mean, where the file does not tell");
-    app.add_option("--random", o.random_designs, "random Latin hypercubes to compare with, 0 .. 100000 (default 200)")->check(CLI::Range(0, 100000))->type_name("COUNT")->group("Output");
+    app.add_option("--random", o.random_designs, "random Latin hypercubes to compare with, 0 .. 100000 (default 200)")
+        ->check(CLI::Range(0, 100000))
+        ->type_name("COUNT")
+        ->group("Output");
     app.add_flag("--json", o.json, "JSON instead of a table")->group("Output");
-    app.footer("\nExamples:\n  optdoe evaluate design.csv colleague.csv\n  optdoe evaluate design.csv --random 0 --json");
+    app.footer(
+        "\nExamples:\n  optdoe evaluate design.csv colleague.csv\n  optdoe evaluate design.csv --random 0 --json");
 }
 
 void define_plot(CLI::App& app, options& o, raw_options& raw)
 {
-    app.add_option("FILE", o.files, "design, CSV or JSON; - is standard input")->required()->expected(1)->group("Design");
+    app.add_option("FILE", o.files, "design, CSV or JSON; - is standard input")
+        ->required()
+        ->expected(1)
+        ->group("Design");
     add_factor_options(app, raw);
     add_coding(app, raw, "what the numbers mean, where the file does not tell");
-    app.add_option("-o,--output", o.output, "the picture; its name ends in .svg, .png or .pdf")->required()->type_name("PICTURE")->group("Output");
-    app.add_option("--history", o.history, "also draw the objective against time, from a file of make --history")->type_name("FILE")->group("Output");
-    app.footer("\nExamples:\n  optdoe plot design.csv --output design.svg\n  optdoe plot design.csv --history history.csv --output design.pdf");
+    app.add_option("-o,--output", o.output, "the picture; its name ends in .svg, .png or .pdf")
+        ->required()
+        ->type_name("PICTURE")
+        ->group("Output");
+    app.add_option("--history", o.history, "also draw the objective against time, from a file of make --history")
+        ->type_name("FILE")
+        ->group("Output");
+    app.footer("\nExamples:\n  optdoe plot design.csv --output design.svg\n  optdoe plot design.csv --history "
+               "history.csv --output design.pdf");
 }
 
 /// The value of one setting as option text.
@@ -187,7 +287,8 @@ std::vector<std::string> config_arguments(const std::string& file, const CLI::Ap
     const auto place_of = [&](std::size_t byte) {
         const std::string before = content.substr(0, std::min(byte, content.size()));
         const std::size_t line_start = before.rfind('\n') == std::string::npos ? 0 : before.rfind('\n') + 1;
-        return std::pair(1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')), before.size() - line_start + 1);
+        return std::pair(1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
+                         before.size() - line_start + 1);
     };
     try {
         document = nlohmann::ordered_json::parse(content);
@@ -230,7 +331,8 @@ void interpret_texts(options& o, const raw_options& raw)
     if (!raw.time.empty()) {
         o.run.seconds = parse_duration(raw.time);
         if (!o.run.seconds)
-            throw usage_error(fmt::format("--time: \"{}\" is no time; expected a number with s, m or h, as in 30s", raw.time));
+            throw usage_error(
+                fmt::format("--time: \"{}\" is no time; expected a number with s, m or h, as in 30s", raw.time));
     }
     if (!raw.seed.empty()) {
         // The highest 32-bit number stands for the clock inside the library, which could not be repeated.
@@ -270,7 +372,8 @@ parsed parse_command_line(int count, const char* const* arguments)
     app.set_version_flag("--version", "optdoe " OPTDOE_VERSION, "print the version and end");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     const std::array<std::pair<const char*, std::function<void(CLI::App&)>>, 4> definitions{
-        {{"make a design of N runs and K factors (the default command)", [&](CLI::App& a) { define_make(a, o, raw); }},
+        {{"make a design of N runs and K factors (the default command)",
+          [&](CLI::App& a) { define_make(a, o, raw); }},
          {"add runs to a design", [&](CLI::App& a) { define_augment(a, o, raw); }},
          {"score designs", [&](CLI::App& a) { define_evaluate(a, o, raw); }},
          {"draw a design", [&](CLI::App& a) { define_plot(a, o, raw); }}}};
@@ -282,7 +385,8 @@ parsed parse_command_line(int count, const char* const* arguments)
                "`optdoe COMMAND --help` lists the options of a command; `man optdoe` explains them.");
 
     try {
-        const bool named = !words.empty() && std::any_of(commands.begin(), commands.end(), [&](const auto& c) { return c.first == words[0]; });
+        const bool named = !words.empty() && std::any_of(commands.begin(), commands.end(),
+                                                         [&](const auto& c) { return c.first == words[0]; });
         const bool about = words.empty() || words[0] == "-h" || words[0] == "--help" || words[0] == "--version";
         if (!named && !about)
             words.insert(words.begin(), "make");
@@ -303,7 +407,8 @@ parsed parse_command_line(int count, const char* const* arguments)
             result.exit_code = exit_done;
         } else {
             const std::vector<CLI::App*> used = app.get_subcommands();
-            std::fprintf(stderr, "optdoe: %s\nTry `optdoe%s --help`.\n", error.what(), used.empty() ? "" : (" " + used[0]->get_name()).c_str());
+            std::fprintf(stderr, "optdoe: %s\nTry `optdoe%s --help`.\n", error.what(),
+                         used.empty() ? "" : (" " + used[0]->get_name()).c_str());
             result.exit_code = exit_usage;
         }
         return result;

@@ -23,7 +23,7 @@ struct options {
     std::optional<std::uint32_t> seed;
     std::string start;
     std::vector<double> balanced;
-    std::vector<factor> factors;     ///< of --bounds, then of --factor
+    std::vector<factor> factors; ///< of --bounds, then of --factor
     std::optional<coding> code;
     std::optional<placement> place;
     std::optional<file_format> format;
@@ -36,11 +36,11 @@ struct options {
     bool json = false;
     bool print_config = false;
     bool quiet = false;
-    std::string command_text;        ///< as typed, quoted for a shell
+    std::string command_text; ///< as typed, quoted for a shell
 };
 
 struct parsed {
-    std::optional<int> exit_code;    ///< set: help or a refusal has been printed, end with this
+    std::optional<int> exit_code; ///< set: help or a refusal has been printed, end with this
     options what;
 };
 

@@ -37,8 +37,9 @@ private:
 [[noreturn]] void fail(const std::string& file, int error)
 {
     const std::string name = file == "-" ? "standard output" : file;
-    throw input_error(error == EPIPE ? fmt::format("{}: the reader closed the pipe before everything was written", name)
-                                     : fmt::format("{}: cannot be written: {}", name, std::strerror(error)));
+    throw input_error(error == EPIPE
+                          ? fmt::format("{}: the reader closed the pipe before everything was written", name)
+                          : fmt::format("{}: cannot be written: {}", name, std::strerror(error)));
 }
 
 /// Returns 0 or the error number.
@@ -66,7 +67,10 @@ std::string link_target(const std::string& file)
 
 } // namespace
 
-std::string temporary_beside(const std::string& file) { return fmt::format("{}.{}.part", link_target(file), getpid()); }
+std::string temporary_beside(const std::string& file)
+{
+    return fmt::format("{}.{}.part", link_target(file), getpid());
+}
 
 void commit_temporary(const std::string& temporary, const std::string& file)
 {
@@ -79,7 +83,7 @@ void commit_temporary(const std::string& temporary, const std::string& file)
 
 void write_output(const std::string& file, std::string_view content)
 {
-    struct stat status{};
+    struct stat status {};
     const bool exists = file != "-" && stat(file.c_str(), &status) == 0;
     if (file == "-" || (exists && !S_ISREG(status.st_mode))) {
         const int descriptor = file == "-" ? STDOUT_FILENO : open(file.c_str(), O_WRONLY | O_CLOEXEC);

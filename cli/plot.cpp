@@ -80,8 +80,10 @@ std::string plot_script(const design_file& design, const std::vector<history_poi
             script += fmt::format("{} {}\n", number_text(point.seconds), number_text(point.objective));
         script += "EOD\n";
     }
-    script += terminal == "pdfcairo" ? fmt::format("set terminal pdfcairo noenhanced size {:.2f}in,{:.2f}in\n", pixels / 96.0, height / 96.0)
-                                     : fmt::format("set terminal {} noenhanced size {},{:.0f}\n", terminal, pixels, height);
+    script +=
+        terminal == "pdfcairo"
+            ? fmt::format("set terminal pdfcairo noenhanced size {:.2f}in,{:.2f}in\n", pixels / 96.0, height / 96.0)
+            : fmt::format("set terminal {} noenhanced size {},{:.0f}\n", terminal, pixels, height);
     script += fmt::format("set output {}\nset multiplot\nunset key\nset tics scale 0.4 font ',8'\n", quoted(output));
     const double side = 0.92 / static_cast<double>(k);
     for (std::size_t r = 0; r < k; ++r) {
@@ -91,26 +93,36 @@ std::string plot_script(const design_file& design, const std::vector<history_poi
             const auto margin = [](const bounds& b) { return (b.high - b.low) * 0.05; };
             const double x = 0.07 + static_cast<double>(c) * side;
             const double y = strip + (1.0 - strip) * (0.06 + static_cast<double>(k - 1 - r) * side);
-            script += fmt::format("set lmargin at screen {:.4f}\nset rmargin at screen {:.4f}\nset bmargin at screen {:.4f}\nset tmargin at screen {:.4f}\n",
+            script += fmt::format("set lmargin at screen {:.4f}\nset rmargin at screen {:.4f}\nset bmargin at screen "
+                                  "{:.4f}\nset tmargin at screen {:.4f}\n",
                                   x, x + side * 0.94, y, y + (1.0 - strip) * side * 0.94);
-            script += fmt::format("set xrange [{}:{}]\n", number_text(horizontal.low - margin(horizontal)), number_text(horizontal.high + margin(horizontal)));
-            script += r + 1 == k ? "set xtics format '%g' autofreq rotate by -45\n" : "set xtics format '' autofreq\n";
+            script += fmt::format("set xrange [{}:{}]\n", number_text(horizontal.low - margin(horizontal)),
+                                  number_text(horizontal.high + margin(horizontal)));
+            script +=
+                r + 1 == k ? "set xtics format '%g' autofreq rotate by -45\n" : "set xtics format '' autofreq\n";
             script += c == 0 ? "set ytics format '%g' autofreq\n" : "set ytics format '' autofreq\n";
             if (r == c) {
                 const factor& f = design.factors[c];
-                script += fmt::format("set yrange [0:1]\nset ytics format '' autofreq\nset label 1 {} at graph 0.5,0.55 center noenhanced\n"
-                                      "plot $d using {}:(0):(0):(0.12) with vectors nohead linecolor rgb '#1d6996'\nunset label 1\n",
-                                      quoted(f.unit.empty() ? f.name : fmt::format("{} [{}]", f.name, f.unit)), c + 1);
+                script += fmt::format(
+                    "set yrange [0:1]\nset ytics format '' autofreq\nset label 1 {} at graph 0.5,0.55 center "
+                    "noenhanced\n"
+                    "plot $d using {}:(0):(0):(0.12) with vectors nohead linecolor rgb '#1d6996'\nunset label 1\n",
+                    quoted(f.unit.empty() ? f.name : fmt::format("{} [{}]", f.name, f.unit)), c + 1);
             } else {
-                script += fmt::format("set yrange [{}:{}]\nplot $d using {}:{} with points pointtype 7 pointsize 0.35 linecolor rgb '#1d6996'\n",
-                                      number_text(vertical.low - margin(vertical)), number_text(vertical.high + margin(vertical)), c + 1, r + 1);
+                script += fmt::format("set yrange [{}:{}]\nplot $d using {}:{} with points pointtype 7 pointsize "
+                                      "0.35 linecolor rgb '#1d6996'\n",
+                                      number_text(vertical.low - margin(vertical)),
+                                      number_text(vertical.high + margin(vertical)), c + 1, r + 1);
             }
         }
     }
     if (!history.empty())
-        script += "set lmargin at screen 0.12\nset rmargin at screen 0.97\nset bmargin at screen 0.06\nset tmargin at screen 0.22\n"
-                  "set xrange [*:*]\nset yrange [*:*]\nset xtics format '%g' autofreq norotate\nset ytics format '%g' autofreq\n"
-                  "set xlabel 'seconds' offset 0,0.8\nset ylabel 'objective'\nplot $h using 1:2 with steps linewidth 1.5 linecolor rgb '#1d6996'\n";
+        script += "set lmargin at screen 0.12\nset rmargin at screen 0.97\nset bmargin at screen 0.06\nset tmargin "
+                  "at screen 0.22\n"
+                  "set xrange [*:*]\nset yrange [*:*]\nset xtics format '%g' autofreq norotate\nset ytics format "
+                  "'%g' autofreq\n"
+                  "set xlabel 'seconds' offset 0,0.8\nset ylabel 'objective'\nplot $h using 1:2 with steps linewidth "
+                  "1.5 linecolor rgb '#1d6996'\n";
     return script + "unset multiplot\nunset output\n";
 }
 
@@ -118,7 +130,10 @@ void plot(const design_file& design, const std::vector<history_point>& history, 
 {
     const std::size_t dot = output.rfind('.');
     const std::string ending = dot == std::string::npos ? "" : output.substr(dot + 1);
-    const std::string terminal = ending == "svg" ? "svg" : ending == "png" ? "pngcairo" : ending == "pdf" ? "pdfcairo" : "";
+    const std::string terminal = ending == "svg"   ? "svg"
+                                 : ending == "png" ? "pngcairo"
+                                 : ending == "pdf" ? "pdfcairo"
+                                                   : "";
     if (terminal.empty())
         throw usage_error(fmt::format("--output {}: the name must end in .svg, .png or .pdf", output));
     const std::string temporary = temporary_beside(output);
@@ -126,7 +141,8 @@ void plot(const design_file& design, const std::vector<history_point>& history, 
     if (status != 0) {
         unlink(temporary.c_str());
         const bool missing = status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == 127);
-        throw input_error(missing ? "gnuplot is not installed; `optdoe plot` draws with it (package gnuplot-nox). `optdoe make --report` needs no gnuplot"
+        throw input_error(missing ? "gnuplot is not installed; `optdoe plot` draws with it (package gnuplot-nox). "
+                                    "`optdoe make --report` needs no gnuplot"
                                   : fmt::format("gnuplot could not draw {}", output));
     }
     commit_temporary(temporary, output);

@@ -107,7 +107,8 @@ std::vector<history_point> read_history(const std::string& file)
     std::vector<history_point> history;
     for (const csv_row& row : text.rows) {
         if (row.fields.size() != 3)
-            throw input_error(at_place(file, row.fields[0].line, row.fields[0].column, "expected round,seconds,objective"));
+            throw input_error(
+                at_place(file, row.fields[0].line, row.fields[0].column, "expected round,seconds,objective"));
         if (&row == &text.rows.front() && row.fields[0].text == "round")
             continue;
         double values[3];

@@ -24,7 +24,7 @@ std::uint32_t resolved_seed(const options& o)
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto ticks = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
     // Nine digits are enough to tell runs apart and short enough to be typed again.
-    return static_cast<std::uint32_t>((ticks * 1000003ULL + static_cast<std::uint64_t>(getpid())) % 1000000000ULL);
+    return static_cast<std::uint32_t>((ticks * 1000003U + static_cast<std::uint64_t>(getpid())) % 1000000000U);
 }
 
 file_format resolved_format(const options& o, file_format otherwise)
@@ -75,9 +75,12 @@ int deliver(const options& o, design_file& design, const settings& used, const r
         write_output(o.report, report_page(design, evaluate(design, comparison), comparison.random_designs, history));
     }
     if (!o.quiet) {
-        const std::string gain = objective ? fmt::format(", {} {} (start {})", used.criterion, short_text(*objective), short_text(outcome.initial_objective)) : "";
-        std::fprintf(stderr, "optdoe: %zu x %zu%s, seed %u, %d rounds in %.1f s: %s\n", design.values.rows, design.values.columns,
-                     gain.c_str(), seed, outcome.iterations, seconds, std::string(describe(outcome.reason)).c_str());
+        const std::string gain = objective ? fmt::format(", {} {} (start {})", used.criterion, short_text(*objective),
+                                                         short_text(outcome.initial_objective))
+                                           : "";
+        std::fprintf(stderr, "optdoe: %zu x %zu%s, seed %u, %d rounds in %.1f s: %s\n", design.values.rows,
+                     design.values.columns, gain.c_str(), seed, outcome.iterations, seconds,
+                     std::string(describe(outcome.reason)).c_str());
     }
     return outcome.reason == end_reason::stop_requested ? exit_stopped : exit_done;
 }

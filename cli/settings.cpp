@@ -32,7 +32,8 @@ void check_range(std::string_view option, const std::optional<T>& value, double 
         throw usage_error(fmt::format("{}: {} is not in {} .. {}", option, *value, low, high));
 }
 
-void check_list(std::string_view option, const std::vector<double>& list, std::int64_t factors, double low, double high)
+void check_list(std::string_view option, const std::vector<double>& list, std::int64_t factors, double low,
+                double high)
 {
     if (list.size() > 1 && static_cast<std::int64_t>(list.size()) != factors)
         throw usage_error(fmt::format("{}: {} values for {} factors (give one for all, or one each)", option,
@@ -58,7 +59,10 @@ std::vector<std::int64_t> group_counts(std::int64_t rows)
 
 } // namespace
 
-double list_value(const std::vector<double>& list, std::size_t j) { return list.size() == 1 ? list.front() : list[j]; }
+double list_value(const std::vector<double>& list, std::size_t j)
+{
+    return list.size() == 1 ? list.front() : list[j];
+}
 
 void settings::check_criterion(std::int64_t factors) const
 {
@@ -112,14 +116,15 @@ void settings::check(std::int64_t rows, std::int64_t factors) const
         any_moves = any_moves || ((shares.empty() || list_value(shares, j) > 1e-10) &&
                                   (weights.empty() || list_value(weights, j) >= 1e-15));
     if (!any_moves)
-        throw usage_error("--shares, --weights: at least one factor needs a share above 1e-10 and a weight above 1e-15");
+        throw usage_error(
+            "--shares, --weights: at least one factor needs a share above 1e-10 and a weight above 1e-15");
 
     check_list("--levels", level_groups, factors, 1.0, static_cast<double>(rows));
     refuse_unless(!symmetric && criterion != "a2", !level_groups.empty(), "--levels",
                   "the criteria phip, entropy and cd2 without --symmetric");
     for (const double count : level_groups)
-        if (count != std::floor(count) || (count > 1 && (std::fmod(static_cast<double>(rows), count) != 0.0 ||
-                                                         count == static_cast<double>(rows))))
+        if (count != std::floor(count) ||
+            (count > 1 && (std::fmod(static_cast<double>(rows), count) != 0.0 || count == static_cast<double>(rows))))
             throw usage_error(fmt::format("--levels: {} groups do not divide {} rows; possible are {}", count, rows,
                                           fmt::join(group_counts(rows), ", ")));
 }
@@ -197,7 +202,8 @@ nlohmann::ordered_json settings::effective(std::int64_t rows, std::int64_t facto
     s["time"] = seconds.value_or(10000.0);
     std::int64_t active = 0;
     for (std::size_t j = 0; j < static_cast<std::size_t>(factors); ++j)
-        active += (shares.empty() || list_value(shares, j) > 1e-10) && (weights.empty() || list_value(weights, j) >= 1e-15);
+        active +=
+            (shares.empty() || list_value(shares, j) > 1e-10) && (weights.empty() || list_value(weights, j) >= 1e-15);
     s["iterations"] = iterations ? *iterations : std::clamp<std::int64_t>(2 * rows * active, 100, 100000000);
     if (method == "threshold") {
         s["moves"] = or_null(moves);

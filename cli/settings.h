@@ -17,15 +17,15 @@ namespace cli {
 
 /// Unset means the library's default.
 struct settings {
-    std::string criterion = "phip";      ///< phip, entropy, cd2, a2
-    std::string method = "threshold";    ///< threshold, greedy, annealing
-    std::string distance;                ///< euclidean, rectangular; empty: euclidean
-    std::string scaling;                 ///< none, range, centres; empty: centres for cd2, else range
-    std::optional<int> p;                ///< 0 .. 100
-    std::vector<double> theta;           ///< one value or one per factor
-    std::vector<double> weights;         ///< likewise
-    std::vector<double> shares;          ///< likewise
-    std::vector<double> level_groups;    ///< likewise, whole numbers
+    std::string criterion = "phip";   ///< phip, entropy, cd2, a2
+    std::string method = "threshold"; ///< threshold, greedy, annealing
+    std::string distance;             ///< euclidean, rectangular; empty: euclidean
+    std::string scaling;              ///< none, range, centres; empty: centres for cd2, else range
+    std::optional<int> p;             ///< 0 .. 100
+    std::vector<double> theta;        ///< one value or one per factor
+    std::vector<double> weights;      ///< likewise
+    std::vector<double> shares;       ///< likewise
+    std::vector<double> level_groups; ///< likewise, whole numbers
     std::optional<double> target;
     bool negate_target = false;
     bool symmetric = false;

@@ -23,11 +23,11 @@ void catch_signals()
 {
     std::signal(SIGPIPE, SIG_IGN);
     for (const int number : {SIGINT, SIGTERM}) {
-        struct sigaction before{};
+        struct sigaction before {};
         sigaction(number, nullptr, &before);
         if (before.sa_handler == SIG_IGN)
             continue;
-        struct sigaction action{};
+        struct sigaction action {};
         action.sa_handler = on_signal;
         action.sa_flags = SA_RESTART;
         sigemptyset(&action.sa_mask);

@@ -60,7 +60,8 @@ bool is_symmetric(const table& design)
     for (std::size_t j = 0; j < design.columns; ++j) {
         std::vector<std::size_t> order(design.rows);
         std::iota(order.begin(), order.end(), std::size_t{0});
-        std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return design.at(a, j) < design.at(b, j); });
+        std::sort(order.begin(), order.end(),
+                  [&](std::size_t a, std::size_t b) { return design.at(a, j) < design.at(b, j); });
         std::vector<std::size_t> own(design.rows);
         for (std::size_t r = 0; r < design.rows; ++r) {
             if (r > 0 && !(design.at(order[r - 1], j) < design.at(order[r], j)))

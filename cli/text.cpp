@@ -34,10 +34,10 @@ std::optional<double> parse_duration(std::string_view text)
     double unit = 1.0;
     if (!text.empty()) {
         switch (text.back()) {
-            case 'h': unit = 3600.0; break;
-            case 'm': unit = 60.0; break;
-            case 's': break;
-            default: unit = 0.0; break;
+        case 'h': unit = 3600.0; break;
+        case 'm': unit = 60.0; break;
+        case 's': break;
+        default: unit = 0.0; break;
         }
     }
     const auto number = parse_number(unit == 0.0 ? text : text.substr(0, text.size() - !text.empty()));
@@ -67,8 +67,7 @@ std::string short_text(double value) { return fmt::format("{:.6g}", value == 0.0
 
 std::string shell_quoted(std::string_view word)
 {
-    constexpr std::string_view plain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=:,./@%";
+    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=:,./@%";
     if (!word.empty() && word.find_first_not_of(plain) == std::string_view::npos)
         return std::string(word);
     std::string quoted = "'";
@@ -82,12 +81,12 @@ std::string html_escaped(std::string_view text)
     std::string out;
     for (const char c : text) {
         switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            case '\'': out += "&#39;"; break;
-            default: out += c; break;
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        case '"': out += "&quot;"; break;
+        case '\'': out += "&#39;"; break;
+        default: out += c; break;
         }
     }
     return out;
