@@ -60,6 +60,8 @@ void read_csv_design(design_file& file, const std::string& content)
                 file.factors[j].name = first[j].text;
         file.header_text = text.rows.front().source;
     }
+    if (text.rows.size() == 1 && header)
+        throw input_error(at_place(file.name, first[0].line, first[0].column, "holds no runs after the names"));
     file.values = table(text.rows.size() - header, columns);
     for (std::size_t i = 0; i < file.values.rows; ++i) {
         csv_row& row = text.rows[i + header];

@@ -56,10 +56,11 @@ std::string pair_matrix_svg(const table& values, const std::vector<factor>& fact
         return pad + (value - range.low) / (range.high - range.low) * (inner - 2.0 * pad);
     };
 
-    std::string svg = fmt::format(
-        "<svg class=\"pairs\" xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 {0:.0f} {1:.0f}\" width=\"{0:.0f}\" "
-        "role=\"img\" aria-label=\"Pair matrix of {2} factors\" font-family=\"sans-serif\">\n",
-        left + size, size + bottom, k);
+    std::string svg =
+        fmt::format("<svg class=\"pairs\" xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 -1 {0:.0f} {1:.0f}\" "
+                    "width=\"{0:.0f}\" "
+                    "role=\"img\" aria-label=\"Pair matrix of {2} factors\" font-family=\"sans-serif\">\n",
+                    left + size, size + bottom, k);
     for (std::size_t r = 0; r < k; ++r) {
         const bounds vertical = drawn_range(values, factors, r);
         for (std::size_t c = 0; c < k; ++c) {
@@ -116,13 +117,14 @@ std::string history_svg(const std::vector<history_point>& history)
     const double width = 860.0;
     const double height = 260.0;
     const double left = 84.0;
+    const double right = 30.0;
     const double bottom = 34.0;
     const double last = std::max(history.back().seconds, 1e-3);
     const auto [best, worst] = std::minmax_element(
         history.begin(), history.end(), [](const auto& a, const auto& b) { return a.objective < b.objective; });
     const double low = best->objective;
     const double span = worst->objective > low ? worst->objective - low : 1.0;
-    const auto x = [&](double seconds) { return left + seconds / last * (width - left - 12.0); };
+    const auto x = [&](double seconds) { return left + seconds / last * (width - left - right); };
     const auto y = [&](double value) { return 12.0 + (1.0 - (value - low) / span) * (height - bottom - 24.0); };
 
     std::string svg = fmt::format(
@@ -137,7 +139,7 @@ std::string history_svg(const std::vector<history_point>& history)
             fmt::format("<path d=\"M{0:.1f} 12V{1:.1f}M{2:.1f} {3:.1f}H{4:.1f}\" stroke=\"#dde3e8\"/>"
                         "<text x=\"{0:.1f}\" y=\"{5:.1f}\" text-anchor=\"middle\" fill=\"#54616d\">{6:.3g} s</text>"
                         "<text x=\"{7:.1f}\" y=\"{8:.1f}\" text-anchor=\"end\" fill=\"#54616d\">{9}</text>\n",
-                        x(seconds), height - bottom, left, y(value), width - 12.0, height - bottom + 16.0, seconds,
+                        x(seconds), height - bottom, left, y(value), width - right, height - bottom + 16.0, seconds,
                         left - 6.0, y(value) + 4.0, short_text(value));
     }
     svg += fmt::format("<path fill=\"none\" stroke=\"#1d6996\" stroke-width=\"1.6\" d=\"M{:.1f} {:.1f}", x(0.0),

@@ -46,19 +46,27 @@ struct help_formatter : CLI::Formatter {
     }
 };
 
+/// Checks whose ranges stand in the help texts, so that they add no notes of their own.
+CLI::Validator one_of(std::initializer_list<const char*> names)
+{
+    return CLI::IsMember(std::vector<std::string>(names.begin(), names.end())).description("");
+}
+
+CLI::Validator at_least(std::int64_t least) { return CLI::Range(least, std::int64_t{1} << 30).description(""); }
+
 void add_criterion_options(CLI::App& app, options& o, raw_options& raw, bool choose)
 {
     const std::string group = "Criterion";
     if (choose)
         app.add_option("--criterion", o.run.criterion, "what is minimised: phip (default), entropy, cd2 or a2")
-            ->check(CLI::IsMember({"phip", "entropy", "cd2", "a2"}))
+            ->check(one_of({"phip", "entropy", "cd2", "a2"}))
             ->type_name("NAME")
             ->group(group);
     app.add_option("--p", o.run.p, "exponent of phip, 0 .. 100; 0: maximin (default 20)")
         ->type_name("P")
         ->group(group);
     app.add_option("--distance", o.run.distance, "euclidean (default) or rectangular, for phip and entropy")
-        ->check(CLI::IsMember({"euclidean", "rectangular"}))
+        ->check(one_of({"euclidean", "rectangular"}))
         ->type_name("NAME")
         ->group(group);
     app.add_option("--theta", raw.theta,
@@ -74,7 +82,7 @@ void add_scaling(CLI::App& app, options& o)
 {
     app.add_option("--scaling", o.run.scaling,
                    "columns during the search: none, range or centres (default: centres for cd2, else range)")
-        ->check(CLI::IsMember({"none", "range", "centres"}))
+        ->check(one_of({"none", "range", "centres"}))
         ->type_name("NAME")
         ->group("Criterion");
 }
@@ -87,7 +95,7 @@ void add_search_options(CLI::App& app, options& o, raw_options& raw)
         ->group("Criterion");
     app.add_flag("--negate-target", o.run.negate_target, "use the target with the other sign")->group("Criterion");
     app.add_option("--method", o.run.method, "threshold (default), greedy or annealing")
-        ->check(CLI::IsMember({"threshold", "greedy", "annealing"}))
+        ->check(one_of({"threshold", "greedy", "annealing"}))
         ->type_name("NAME")
         ->group(group);
     app.add_option("--time", raw.time, "time limit, such as 30s, 2m, 1h; 0.0001s .. 1000000s (default 10000s)")
@@ -151,7 +159,7 @@ void add_factor_options(CLI::App& app, raw_options& raw)
 void add_coding(CLI::App& app, raw_options& raw, const std::string& text)
 {
     app.add_option("--coding", raw.coding, text)
-        ->check(CLI::IsMember({"levels", "unit", "physical"}))
+        ->check(one_of({"levels", "unit", "physical"}))
         ->type_name("NAME")
         ->group("Factors");
 }
@@ -163,7 +171,7 @@ void add_output_options(CLI::App& app, options& o, raw_options& raw)
         ->type_name("FILE")
         ->group(group);
     app.add_option("--format", raw.format, "csv or json (default: by the name of --output, else csv)")
-        ->check(CLI::IsMember({"csv", "json"}))
+        ->check(one_of({"csv", "json"}))
         ->type_name("NAME")
         ->group(group);
     app.add_option("--history", o.history, "write the objective of every round, with seconds, as CSV")
@@ -175,12 +183,8 @@ void add_output_options(CLI::App& app, options& o, raw_options& raw)
 
 void define_make(CLI::App& app, options& o, raw_options& raw)
 {
-    app.add_option("N", o.rows, "runs, at least 2")
-        ->check(CLI::Range(std::int64_t{2}, std::int64_t{1} << 30))
-        ->group("Design");
-    app.add_option("K", o.factor_count, "factors, at least 1")
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))
-        ->group("Design");
+    app.add_option("N", o.rows, "runs, at least 2")->check(at_least(2))->type_name("")->group("Design");
+    app.add_option("K", o.factor_count, "factors, at least 1")->check(at_least(1))->type_name("")->group("Design");
     app.add_option("--start", o.start, "improve this design instead of a random one")
         ->type_name("FILE")
         ->group("Design");
@@ -195,7 +199,7 @@ void define_make(CLI::App& app, options& o, raw_options& raw)
     add_factor_options(app, raw);
     add_coding(app, raw, "levels, unit or physical (default: physical with ranges, else levels)");
     app.add_option("--placement", raw.placement, "a level's place in the range: centres of cells (default) or ends")
-        ->check(CLI::IsMember({"centres", "ends"}))
+        ->check(one_of({"centres", "ends"}))
         ->type_name("NAME")
         ->group("Factors");
     app.add_flag("--entry-levels", o.entry_levels, "levels as the Java method returns them: truncated, not rounded")
@@ -214,7 +218,7 @@ void define_augment(CLI::App& app, options& o, raw_options& raw)
     app.add_option("OLD", o.files, "design whose runs stay as they are")->required()->expected(1)->group("Design");
     app.add_option("--add", o.added, "runs to add, at least 1")
         ->required()
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 30))
+        ->check(at_least(1))
         ->type_name("M")
         ->group("Design");
     add_criterion_options(app, o, raw, true);
@@ -237,7 +241,7 @@ void define_evaluate(CLI::App& app, options& o, raw_options& raw)
     add_factor_options(app, raw);
     add_coding(app, raw, "what the numbers mean, where the file does not tell");
     app.add_option("--random", o.random_designs, "random Latin hypercubes to compare with, 0 .. 100000 (default 200)")
-        ->check(CLI::Range(0, 100000))
+        ->check(CLI::Range(0, 100000).description(""))
         ->type_name("COUNT")
         ->group("Output");
     app.add_flag("--json", o.json, "JSON instead of a table")->group("Output");

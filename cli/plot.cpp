@@ -66,7 +66,7 @@ std::string plot_script(const design_file& design, const std::vector<history_poi
                         const std::string& terminal, const std::string& output)
 {
     const std::size_t k = design.values.columns;
-    const int pixels = static_cast<int>(std::clamp<std::size_t>(k * 150, 480, 1800));
+    const int pixels = static_cast<int>(std::clamp<std::size_t>(k * 150, 720, 1800));
     const double strip = history.empty() ? 0.0 : 0.25;
     const double height = pixels / (1.0 - strip);
     std::string script = "set encoding utf8\n$d << EOD\n";
@@ -121,7 +121,8 @@ std::string plot_script(const design_file& design, const std::vector<history_poi
                   "at screen 0.22\n"
                   "set xrange [*:*]\nset yrange [*:*]\nset xtics format '%g' autofreq norotate\nset ytics format "
                   "'%g' autofreq\n"
-                  "set xlabel 'seconds' offset 0,0.8\nset ylabel 'objective'\nplot $h using 1:2 with steps linewidth "
+                  "set xlabel 'seconds' offset 0,0.8\nset ylabel 'objective' offset 1\nplot $h using 1:2 with steps "
+                  "linewidth "
                   "1.5 linecolor rgb '#1d6996'\n";
     return script + "unset multiplot\nunset output\n";
 }
@@ -138,7 +139,7 @@ void plot(const design_file& design, const std::vector<history_point>& history, 
         throw usage_error(fmt::format("--output {}: the name must end in .svg, .png or .pdf", output));
     const std::string temporary = temporary_beside(output);
     const int status = run_gnuplot(plot_script(design, history, terminal, temporary));
-    if (status != 0) {
+    if (status != 0 || access(temporary.c_str(), R_OK) != 0) {
         unlink(temporary.c_str());
         const bool missing = status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == 127);
         throw input_error(missing ? "gnuplot is not installed; `optdoe plot` draws with it (package gnuplot-nox). "

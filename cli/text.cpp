@@ -11,7 +11,7 @@ namespace cli {
 
 std::optional<double> parse_number(std::string_view text)
 {
-    if (text.starts_with('+'))
+    if (text.starts_with('+') && !text.starts_with("+-"))
         text.remove_prefix(1);
     double value = 0.0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
