@@ -1,1 +1,1 @@
-@test "x" { true; }
+load support
