@@ -6,7 +6,7 @@ options_of_help() {
 
 # The options that the manual's section of a command explains.
 options_of_manual() {
-    sed -n "/^# OPTIONS OF ${1^^}/,/^# [A-NP-Z]/p" "$SOURCE_DIR/cli/optdoe.1.scd" | grep -oE -- '^\*(-[a-z]\*, \*)?--[^_]*' |
+    awk -v section="# OPTIONS OF ${1^^}" '/^# / { inside = $0 == section } inside' "$SOURCE_DIR/cli/optdoe.1.scd" | grep -oE -- '^\*(-[a-z]\*, \*)?--[^_]*' |
         grep -oE -- '--[a-z-]+' | sort -u
 }
 
