@@ -1,1 +1,58 @@
 load support
+
+setup_file() {
+    command -v dpkg-deb >/dev/null || skip "dpkg-deb is not installed"
+    cd "$BATS_FILE_TMPDIR" || return 1
+    cpack -G DEB -B "$PWD/packages" --config "$BUILD_DIR/CPackConfig.cmake" >log 2>&1 || { cat log; return 1; }
+    mkdir -p root/var/lib/dpkg/info root/var/lib/dpkg/updates root/var/lib/dpkg/triggers
+    touch root/var/lib/dpkg/status
+    # Dependencies are those of the machine, not of the scratch root.
+    dpkg --root="$PWD/root" --force-depends --force-not-root --force-bad-path -i packages/*.deb >log 2>&1 || { cat log; return 1; }
+}
+
+@test "the installed program runs, with manual and completion" {
+    root=$BATS_FILE_TMPDIR/root
+    [ "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Status}' optdoe)" = "install ok installed" ]
+    "$root/usr/bin/optdoe" 20 3 -q -o d.csv
+    is_latin d.csv
+    OPTDOE=$root/usr/bin/optdoe
+    agree "$(recorded d.csv)" "$(measure d.csv objective_phip)"
+    [ -s "$root/usr/share/bash-completion/completions/optdoe" ]
+    if command -v man >/dev/null && command -v scdoc >/dev/null; then
+        MANWIDTH=80 man -l "$root/usr/share/man/man1/optdoe.1.gz" | grep -q '^EXAMPLES'
+    fi
+}
+
+@test "the installed library exports its two functions" {
+    library=$(find "$BATS_FILE_TMPDIR/root/usr/lib" -name libZORBEXdoe_optimallatinhypercubeC.so)
+    [ "$(nm -D --defined-only "$library" | awk '$2 == "T"' | wc -l)" -eq 2 ]
+}
+
+@test "the installed Java host runs" {
+    jar=$BATS_FILE_TMPDIR/root/usr/share/java/optimal-latin-hypercube.jar
+    [ -e "$jar" ] || skip "the Java host was not built"
+    command -v java >/dev/null || skip "java is not installed"
+    java -jar "$jar" 10 3 | grep -E '^[0-9 ,]+$'
+}
+
+@test "packages name what they need" {
+    for package in "$BATS_FILE_TMPDIR"/packages/*.deb; do
+        [ -n "$(dpkg-deb -f "$package" Depends)" ]
+        [ -n "$(dpkg-deb -f "$package" Maintainer)" ]
+    done
+}
+
+@test "lintian finds nothing but named exceptions" {
+    command -v lintian >/dev/null || skip "lintian is not installed"
+    grep -v '^#' "$SOURCE_DIR/packaging/lintian-exceptions" >exceptions
+    run lintian --allow-root --no-cfg --fail-on error,warning --suppress-tags-from-file exceptions "$BATS_FILE_TMPDIR"/packages/*.deb
+    echo "$output"
+    [ "$status" -eq 0 ]
+}
+
+@test "cmake --install gives the same program elsewhere" {
+    cmake --install "$BUILD_DIR" --prefix "$PWD/prefix" >/dev/null
+    prefix/bin/optdoe 5 2 -q -o d.csv
+    is_latin d.csv
+    [ -e prefix/share/man/man1/optdoe.1.gz ] || ! command -v scdoc
+}
