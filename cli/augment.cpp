@@ -100,6 +100,7 @@ int run_augment(const options& o)
     used.check(std::max<std::int64_t>(o.added, 2), static_cast<std::int64_t>(unit.columns));
     refuse_beyond_memory(used.criterion, static_cast<std::int64_t>(rows), static_cast<std::int64_t>(unit.columns));
 
+    refuse_unwritable_results(o);
     const std::uint32_t seed = resolved_seed(o);
     std::mt19937_64 generator(seed);
     table whole = with_added(unit, added, old, o.quiet, generator);

@@ -191,6 +191,7 @@ int run_make(const options& o)
                    "optdoe: A2 is meant for balanced designs: see --balanced and --start\n",
                    stderr);
 
+    refuse_unwritable_results(o);
     progress watch(o.quiet, o.run.seconds);
     run_request request;
     request.rows = static_cast<std::int32_t>(b.rows);

@@ -16,9 +16,10 @@ namespace cli {
 
 double estimated_bytes(std::string_view criterion, std::int64_t rows, std::int64_t factors)
 {
-    // Square tables of doubles: distances with their terms, a correlation or discrepancy matrix; beside the table the
-    // two snapshots, packed where the criterion can. A2 holds ints.
-    const double tables = criterion == "phip" ? 2.2 : criterion == "a2" ? 1.5 : 4.0;
+    // Doubles for each pair of rows. phip: the distances with their terms and what undoes a trial. entropy: the
+    // correlations with their factor, two snapshots and the rows that a trial keeps. cd2: the terms and two packed
+    // snapshots of half the size. a2: ints, the coincidences, two snapshots and the rows that a re-arrangement keeps.
+    const double tables = criterion == "phip" ? 2.2 : criterion == "entropy" ? 4.0 : criterion == "cd2" ? 2.0 : 2.5;
     const double n = static_cast<double>(rows);
     // Working design, snapshots, ranks, level numbers and sizes, their copies, and the program's own copies.
     const double per_cell = 12.0;

@@ -81,6 +81,22 @@ void commit_temporary(const std::string& temporary, const std::string& file)
     }
 }
 
+void refuse_unwritable(const std::string& file)
+{
+    struct stat status {};
+    if (file == "-")
+        return;
+    if (stat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        if (S_ISDIR(status.st_mode) || access(file.c_str(), W_OK) != 0)
+            fail(file, S_ISDIR(status.st_mode) ? EISDIR : errno);
+        return;
+    }
+    const std::size_t slash = file.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
+    if (access(folder.c_str(), W_OK | X_OK) != 0)
+        fail(file, errno);
+}
+
 void write_output(const std::string& file, std::string_view content)
 {
     struct stat status {};

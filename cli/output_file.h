@@ -11,6 +11,9 @@ namespace cli {
 /// TERM wait until the file is complete. Throws input_error with the reason.
 void write_output(const std::string& file, std::string_view content);
 
+/// Throws what write_output would throw for want of a folder or of rights: better before a long run than after it.
+void refuse_unwritable(const std::string& file);
+
 /// A name in the file's folder for somebody else's output; the caller renames with commit_temporary.
 std::string temporary_beside(const std::string& file);
 void commit_temporary(const std::string& temporary, const std::string& file);

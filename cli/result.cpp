@@ -57,6 +57,13 @@ nlohmann::ordered_json run_provenance(const options& o, const settings& used, co
     return p;
 }
 
+void refuse_unwritable_results(const options& o)
+{
+    for (const std::string& file : {o.output, o.history, o.report})
+        if (!file.empty())
+            refuse_unwritable(file);
+}
+
 int deliver(const options& o, design_file& design, const settings& used, const run_outcome& outcome,
             const progress& watch, std::uint32_t seed, const std::function<std::string(const design_file&)>& text)
 {

@@ -7,6 +7,8 @@
 #include "progress.h"
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 namespace cli {
 
@@ -22,6 +24,9 @@ nlohmann::ordered_json run_provenance(const options& o, const settings& used, co
 
 /// The command as typed, with the seed that it used.
 std::string repeating_command(const options& o, std::uint32_t seed);
+
+/// Throws when one of the files that the run is to write cannot be written.
+void refuse_unwritable_results(const options& o);
 
 /// Records the objective of the numbers as written, writes the text, history and report, and prints the summary.
 ///   text   makes the file's content once the provenance is complete

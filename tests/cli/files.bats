@@ -29,6 +29,13 @@ END
     run "$OPTDOE" 5 2 -q -o none/d.csv
     [ "$status" -eq 1 ]
     [[ $output == *"none/d.csv: cannot be written: No such file or directory"* ]]
+    # The refusal comes before the work.
+    for option in --output --history --report; do
+        run timeout 5 "$OPTDOE" 60 6 --iterations 100000000 $option none/x
+        [ "$status" -eq 1 ]
+        run timeout 5 "$OPTDOE" 60 6 --iterations 100000000 $option .
+        [ "$status" -eq 1 ]
+    done
 }
 
 @test "a closed pipe is a message, not a crash" {
