@@ -29,8 +29,8 @@ load support
 
 @test "a changed number is noticed" {
     "$OPTDOE" 12 3 --seed 1 -q -o a.csv
-    lines=$(wc -l <a.csv)
-    { head -n $((lines - 2)) a.csv; tail -n 1 a.csv; tail -n 2 a.csv | head -1 | awk -F, '{ print $2 "," $1 "," $3 }'; } >b.csv
+    length=$(wc -l <a.csv)
+    { head -n $((length - 2)) a.csv; tail -n 1 a.csv; tail -n 2 a.csv | head -1 | awk -F, '{ print $2 "," $1 "," $3 }'; } >b.csv
     "$OPTDOE" evaluate b.csv --random 0 >/dev/null 2>log
     grep -q "records the objective" log
 }

@@ -15,7 +15,7 @@ setup_file() {
     [ "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Status}' optdoe)" = "install ok installed" ]
     "$root/usr/bin/optdoe" 20 3 -q -o d.csv
     is_latin d.csv
-    OPTDOE=$root/usr/bin/optdoe
+    export OPTDOE=$root/usr/bin/optdoe
     agree "$(recorded d.csv)" "$(measure d.csv objective_phip)"
     [ -s "$root/usr/share/bash-completion/completions/optdoe" ]
     if command -v man >/dev/null && command -v scdoc >/dev/null; then

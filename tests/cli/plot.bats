@@ -49,5 +49,6 @@ pictures() {
     for part in '<svg class="pairs"' '<svg class="history"' 'a&lt;b&gt;' 'optdoe 15 3' 'Mean of 200 random' '<th>15</th>'; do
         grep -qF "$part" r.html
     done
-    ! grep -qE '<script|src=|href=|url\(' r.html
+    run grep -E '<script|src=|href=|url\(' r.html
+    [ "$status" -eq 1 ]
 }

@@ -62,7 +62,8 @@ start_run() {
     redraws=$(tr '\r' '\n' <seen | grep -c 'of 1.2s')
     [ "$redraws" -ge 3 ] && [ "$redraws" -le 12 ]
     NO_COLOR=1 TERM=xterm script -qec "'$OPTDOE' 40 5 --iterations 100000000 --time 1s -o d.csv" /dev/null </dev/null >seen 3>&-
-    ! grep -q $'\033\[36m' seen
+    run grep -c $'\033\[36m' seen
+    [ "$output" = 0 ]
     grep -q 'of 1.0s' seen
 }
 
