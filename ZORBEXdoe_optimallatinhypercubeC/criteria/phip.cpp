@@ -128,7 +128,7 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
     const phip_exchange& e = s.exchange;
-    for (double* v : {e.distance_a, e.distance_b, e.term_a, e.term_b, s.candidates.least, s.candidates.lower,
+    for (double* v : {e.distance_a, e.distance_b, e.term_a, e.term_b, s.candidates.lower,
                       s.candidates.old_sum, s.candidates.old_error, s.column_snapshot.kept_lines})
         aligned_free_doubles(ctx, v);
     for (void* v : {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),

@@ -57,7 +57,6 @@ struct phip_design_snapshot {
 /// Scratch of the best of several exchanges.
 struct phip_candidates {
     std::int32_t capacity; ///< candidates, a whole number of vectors
-    double* least;         ///< [capacity] least new distance
     double* lower;         ///< [capacity] lower bound of the total
     double* old_sum;       ///< [capacity] approximate sum of the terms taken out
     double* old_error;     ///< [capacity] bound of its error

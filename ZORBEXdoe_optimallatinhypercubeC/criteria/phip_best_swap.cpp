@@ -39,12 +39,12 @@ static void reserve_candidates(run_context* ctx, phip_candidates& candidates, st
     if (count <= candidates.capacity)
         return;
     const std::int32_t capacity = (count + line_step - 1) / line_step * line_step;
-    for (double** v : {&candidates.least, &candidates.lower, &candidates.old_sum, &candidates.old_error}) {
+    for (double** v : {&candidates.lower, &candidates.old_sum, &candidates.old_error}) {
         aligned_free_doubles(ctx, *v);
         *v = nullptr;
     }
     candidates.capacity = 0;
-    for (double** v : {&candidates.least, &candidates.lower, &candidates.old_sum, &candidates.old_error})
+    for (double** v : {&candidates.lower, &candidates.old_sum, &candidates.old_error})
         *v = aligned_alloc_doubles(ctx, bits_u32(capacity));
     candidates.capacity = capacity;
 }
@@ -58,7 +58,7 @@ static void sharpen_row_sum(phip_tables& t, std::int32_t r, double present)
     t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
 }
 
-/// First pass: a lower bound of every total, from the largest new term alone.
+/// First pass: a lower bound of every total, from some of the new terms.
 ///   returns false when a candidate is beyond the argument above
 static bool bound_candidates(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                              const std::int32_t* rows_b, double slack_unit)
@@ -66,23 +66,19 @@ static bool bound_candidates(phip_state& s, std::int32_t column, std::int32_t co
     phip_tables& t = s.tables;
     const phip_candidates& k = s.candidates;
     const double present = s.term_sum;
+    t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, column_line(t, column), count,
+                               rows_a, rows_b, k.lower);
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t a = rows_a[c];
         const std::int32_t b = rows_b[c];
         if (entries_are_equal(s, column, a, b))
             return false;
-        k.least[c] = t.kernels->least_after_exchange(t.kind, t.stride, lines_of(t, column, a, b));
         sharpen_row_sum(t, a, present);
         sharpen_row_sum(t, b, present);
         k.old_sum[c] = t.row_sum[a] + t.row_sum[b] - 2.0 * term_line(t, a)[b];
         k.old_error[c] = t.row_error[a] + t.row_error[b];
-    }
-    std::fill(k.least + count, k.least + k.capacity, infinity);
-    t.kernels->terms(t.p, t.distance_floor, (count + line_step - 1) / line_step * line_step, k.least, k.lower);
-    for (std::int32_t c = 0; c < count; ++c) {
-        const double new_bound = k.lower[c];
-        const double slack = slack_unit * (new_bound + present + k.old_sum[c]) + k.old_error[c];
-        k.lower[c] = new_bound + present - k.old_sum[c] - slack;
+        const double slack = slack_unit * (k.lower[c] + present + k.old_sum[c]) + k.old_error[c];
+        k.lower[c] = k.lower[c] + present - k.old_sum[c] - slack;
         if (!(k.old_sum[c] + k.old_error[c] <= 2.0 * present))
             return false;
     }
@@ -96,9 +92,8 @@ static double bracket_total(phip_state& s, std::int32_t column, std::int32_t c, 
 {
     const phip_tables& t = s.tables;
     const phip_candidates& k = s.candidates;
-    t.kernels->exchange(t.kind, t.stride, lines_of(t, column, a, b), s.exchange.distance_a, s.exchange.distance_b);
     const double new_sum =
-        t.kernels->sum_of_terms(t.p, t.distance_floor, t.stride, s.exchange.distance_a, s.exchange.distance_b);
+        t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, column, a, b));
     const double total = new_sum + s.term_sum - k.old_sum[c];
     const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c];
     k.lower[c] = total - slack;
@@ -111,7 +106,6 @@ static double bracket_totals(phip_state& s, std::int32_t column, std::int32_t co
                              const std::int32_t* rows_b, double slack_unit)
 {
     double* lower = s.candidates.lower;
-    s.exchange.computed = false;
     std::int32_t first = 0;
     for (std::int32_t c = 1; c < count; ++c)
         first = lower[c] < lower[first] ? c : first;

@@ -29,14 +29,40 @@ void rng_seed_or_clock(run_context* ctx, std::uint32_t seed)
     rng_seed(ctx, seed == clock_seed ? static_cast<std::uint32_t>(std::time(nullptr)) : seed);
 }
 
-double rng_uniform(run_context* ctx)
+static std::uint64_t state_bits(const rng_state& state)
 {
-    rng_state& state = *ctx->rng;
-    std::uint64_t x = state.x0 | static_cast<std::uint64_t>(state.x1) << 16 | static_cast<std::uint64_t>(state.x2) << 32;
-    x = (multiplier * x + increment) & state_mask;
+    return state.x0 | static_cast<std::uint64_t>(state.x1) << 16 | static_cast<std::uint64_t>(state.x2) << 32;
+}
+
+static void set_state(rng_state& state, std::uint64_t x)
+{
     state = {static_cast<std::uint16_t>(x & 0xFFFFu), static_cast<std::uint16_t>(x >> 16 & 0xFFFFu),
              static_cast<std::uint16_t>(x >> 32)};
-    return static_cast<double>(x >> 16) * 2.3283064365386963e-10;
+}
+
+static std::uint64_t next_state(std::uint64_t x) { return (multiplier * x + increment) & state_mask; }
+
+/// Value of a state: its top 32 bits as a fraction.
+static double uniform_of(std::uint64_t x)
+{
+    return static_cast<double>(static_cast<std::int64_t>(x >> 16)) * 2.3283064365386963e-10;
+}
+
+double rng_uniform(run_context* ctx)
+{
+    const std::uint64_t x = next_state(state_bits(*ctx->rng));
+    set_state(*ctx->rng, x);
+    return uniform_of(x);
+}
+
+void rng_below(run_context* ctx, std::int32_t bound, std::int32_t count, std::int32_t* out)
+{
+    std::uint64_t x = state_bits(*ctx->rng);
+    for (std::int32_t i = 0; i < count; ++i) {
+        x = next_state(x);
+        out[i] = static_cast<std::int32_t>(uniform_of(x) * bound);
+    }
+    set_state(*ctx->rng, x);
 }
 
 std::int32_t rng_int31(run_context* ctx) { return trunc_i32(rng_uniform(ctx) * 2147483648.0); }

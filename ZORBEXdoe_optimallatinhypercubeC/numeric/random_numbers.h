@@ -32,6 +32,10 @@ double rng_uniform(run_context* ctx);
 /// One draw: an integer in [0, 2^31 - 1].
 std::int32_t rng_int31(run_context* ctx);
 
+/// count draws, each an integer in [0, bound): out[i] = trunc(u * bound), as from rng_uniform.
+///   bound   at least 1
+void rng_below(run_context* ctx, std::int32_t bound, std::int32_t count, std::int32_t* out);
+
 /// Fills the design with a random Latin hypercube: each column a random permutation of 1..n (Fisher and Yates).
 ///   design   out   [n x k] row pointers, whole levels held as doubles
 ///   seed     seeds the generator first (clock_seed: from the clock)

@@ -9,10 +9,13 @@
 
 constexpr std::int32_t insertion_span = 7; ///< of the index sort
 
-static std::int64_t place_of(std::int32_t key, std::int32_t index)
+/// A place holds a key, whether it has copies, and its index: comparing places' upper halves compares keys.
+static std::int64_t place_of(std::int32_t key, bool has_copies, std::int32_t index)
 {
-    return static_cast<std::int64_t>(key) * (std::int64_t{1} << 32) + index;
+    return static_cast<std::int64_t>(key) << 32 | static_cast<std::int64_t>(has_copies) << 31 | index;
 }
+
+static std::int32_t has_copies(std::int64_t place) { return static_cast<std::int32_t>(place >> 31 & 1); }
 
 static std::int32_t index_at(std::int64_t place) { return static_cast<std::int32_t>(place & 0x7FFFFFFF); }
 
@@ -136,7 +139,7 @@ static void follow_sort(const repeated_keys_scratch& s, std::int32_t lo, std::in
     while (hi - lo >= insertion_span) {
         std::int32_t copies = 0;
         for (std::int32_t i = lo; i <= hi; ++i)
-            copies += s.group[index_at(s.places[i])] != 0;
+            copies += has_copies(s.places[i]);
         if (copies < 2)
             return;
         const parts both = partition(s, lo, hi);
@@ -160,7 +163,7 @@ void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::i
     if (groups == 0)
         return;
     for (std::int32_t i = 0; i < count; ++i)
-        scratch.places[i] = place_of(keys[i], i);
+        scratch.places[i] = place_of(keys[i], scratch.group[i] != 0, i);
     follow_sort(scratch, 0, count - 1);
 
     std::int32_t* seen = scratch.from_left; // by group number

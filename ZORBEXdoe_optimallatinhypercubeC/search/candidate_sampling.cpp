@@ -53,12 +53,6 @@ static pair decode_pair(std::int32_t p, std::int32_t m)
 
 static bool is_pair(pair candidate, std::int32_t m) { return candidate.second > candidate.first && candidate.second < m; }
 
-/// Index of a uniform draw among count.
-static std::int32_t draw_below(run_context* ctx, std::int32_t count)
-{
-    return trunc_i32(std::floor(rng_uniform(ctx) * count));
-}
-
 /// Appends a candidate; false when the work vectors are full.
 static bool add_candidate(search_state& s, std::int32_t& taken, pair candidate)
 {
@@ -95,7 +89,7 @@ void release_draws(run_context* ctx)
 
 /// Draws `draw_count` numbers and offers each distinct one to `decode` in the order drawn, until `wanted` candidates
 /// are taken.
-///   draw     (ctx) -> number
+///   draw     (count, out) writes count numbers
 ///   decode   (number, pair&) -> whether the pair is a candidate
 template <class Draw, class Decode>
 static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t wanted, Draw draw,
@@ -105,8 +99,7 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
         return 0;
     search_state& s = *ctx->search;
     reserve_draws(ctx, s, draw_count);
-    for (std::int32_t i = 0; i < draw_count; ++i)
-        s.draws[i] = draw();
+    draw(draw_count, s.draws);
     mark_repeated_keys(ctx, s.repeated_keys, draw_count, s.draws, s.repeated);
 
     std::int32_t taken = 0;
@@ -135,7 +128,7 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
                     return taken;
         return taken;
     }
-    const auto draw = [=] { return draw_below(ctx, total); };
+    const auto draw = [=](std::int32_t draws, std::int32_t* out) { rng_below(ctx, total, draws, out); };
     const auto decode = [=](std::int32_t number, pair& candidate) {
         candidate = decode_pair(number, groups);
         return is_pair(candidate, groups);
@@ -174,7 +167,7 @@ static std::int32_t sample_balanced_pairs(run_context* ctx, std::int32_t factor,
     const std::int32_t pairs_of_levels = wrap_mul(repeats, repeats);
     if (pairs_of_group < 1 || pairs_of_levels < 1)
         return 0;
-    const auto draw = [=] { return draw_below(ctx, total); };
+    const auto draw = [=](std::int32_t draws, std::int32_t* out) { rng_below(ctx, total, draws, out); };
     const auto decode = [=](std::int32_t number, pair& candidate) {
         const std::int32_t base = number / pairs_of_group * rows;
         const std::int32_t within = number % pairs_of_group;
@@ -210,21 +203,27 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     if (balanced)
         return sample_balanced_pairs(ctx, factor, total, wanted);
 
-    const auto draw = [=] {
+    const auto draw = [=](std::int32_t draws, std::int32_t* out) {
         if (groups < 2)
-            return draw_below(ctx, pairs_of_group);
-        const std::int32_t group = draw_below(ctx, groups);
-        return wrap_add(draw_below(ctx, pairs_of_group), wrap_mul(group, pairs_of_group));
+            return rng_below(ctx, pairs_of_group, draws, out);
+        for (std::int32_t i = 0; i < draws; ++i) {
+            std::int32_t group = 0;
+            rng_below(ctx, groups, 1, &group);
+            rng_below(ctx, pairs_of_group, 1, &out[i]);
+            out[i] = wrap_add(out[i], wrap_mul(group, pairs_of_group));
+        }
     };
     const std::int32_t middle = symmetric && rows % 2 != 0 ? half : -1;
     std::int32_t** level = ctx->levels->level_index;
+    const bool levels_differ = levels == ctx->rows->n; // all of them: no need to look
     const auto decode = [=](std::int32_t number, pair& candidate) {
-        const pair positions = decode_pair(number % pairs_of_group, rows);
+        const std::int32_t group = groups < 2 ? 0 : number / pairs_of_group;
+        const pair positions = decode_pair(number - group * pairs_of_group, rows);
         if (number < 0 || !is_pair(positions, rows) || positions.second == middle)
             return false;
-        const std::int32_t base = number / pairs_of_group * rows;
+        const std::int32_t base = group * rows;
         candidate = {base + positions.first, base + positions.second};
-        return level[candidate.first][factor] != level[candidate.second][factor];
+        return levels_differ || level[candidate.first][factor] != level[candidate.second][factor];
     };
     return sample_pairs(ctx, trunc_i32(2.0 * ctx->rows->n / levels * wanted), wanted, draw, decode);
 }

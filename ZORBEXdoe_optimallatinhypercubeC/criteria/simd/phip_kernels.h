@@ -46,16 +46,21 @@ struct phip_kernels {
     void (*exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines, double* new_a,
                      double* new_b);
 
-    /// The least of these distances.
-    double (*least_after_exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines);
+    /// For each of `count` exchanges of one column a lower bound of the sum of the new terms of both rows: the sum of
+    /// some of them, as many as there are lanes for each row.
+    ///   distances   [rows x stride] the table
+    ///   bound       out   [count]
+    void (*bound_exchanges)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
+                            const double* distances, const double* column, std::int32_t count,
+                            const std::int32_t* rows_a, const std::int32_t* rows_b, double* bound);
+
+    /// Sum of the new terms of both rows, in any order.
+    double (*sum_after_exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
+                                 const exchange_lines& lines);
 
     /// Distances of one row after its entry of a column went from entry_old to entry_new, at least 0.
     void (*move)(distance_kind kind, std::int32_t stride, const double* column, double entry_old, double entry_new,
                  const double* distance, double* out);
-
-    /// Sum of the terms of two lines of distances, in any order.
-    double (*sum_of_terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance_a,
-                           const double* distance_b);
 
     /// Sum of a line, in any order.
     double (*sum)(std::int32_t stride, const double* line);

@@ -21,12 +21,10 @@ inline void store(double* to, lanes v) { std::memcpy(to, &v, sizeof v); }
 
 inline lanes all(double x) { return x - lanes{}; }
 
-inline lanes choose(mask m, lanes yes, lanes no) { return reinterpret_cast<lanes>((m & reinterpret_cast<mask>(yes)) | (~m & reinterpret_cast<mask>(no))); }
-
-inline lanes smaller(lanes x, lanes y) { return choose(x < y, x, y); }
+inline lanes smaller(lanes x, lanes y) { return x < y ? x : y; }
 
 /// max(0, x) of the library's definition: 0 unless x is greater.
-inline lanes at_least_zero(lanes x) { return choose(x > lanes{}, x, lanes{}); }
+inline lanes at_least_zero(lanes x) { return x > lanes{} ? x : lanes{}; }
 
 inline lanes magnitude(lanes x)
 {
@@ -59,7 +57,7 @@ inline lanes power(lanes x, std::uint32_t n)
 
 inline lanes term(lanes distance, std::uint32_t p, lanes floor)
 {
-    return choose(distance < floor, all(1e200), 1.0 / power(distance, p));
+    return distance < floor ? all(1e200) : 1.0 / power(distance, p);
 }
 
 inline mask row_numbers()
@@ -70,12 +68,15 @@ inline mask row_numbers()
     return m;
 }
 
-double horizontal_sum(lanes v)
+/// Sum of the lanes, half by half.
+inline double horizontal_sum(lanes v)
 {
-    double sum = 0.0;
-    for (int i = 0; i < LANES; ++i)
-        sum += v[i];
-    return sum;
+    double lane[LANES];
+    store(lane, v);
+    for (int half = LANES / 2; half > 0; half /= 2)
+        for (int i = 0; i < half; ++i)
+            lane[i] += lane[i + half];
+    return lane[0];
 }
 
 const double infinity = __builtin_inf();
@@ -110,16 +111,16 @@ void terms(std::int32_t p, double floor, std::int32_t stride, const double* dist
         store(out + r, term(load(distance + r), static_cast<std::uint32_t>(p), least));
 }
 
-/// New distances of one block of rows; +inf at a and b.
+/// Distances of rows a and b to one block of rows after an exchange, not yet held at 0 from below.
 template <distance_kind kind>
 inline void exchanged_block(const exchange_lines& l, std::int32_t r, mask row, lanes& new_a, lanes& new_b)
 {
     const lanes x = load(l.column + r);
     const lanes delta = part<kind>(x - l.entry_b) - part<kind>(x - l.entry_a);
-    new_a = at_least_zero(load(l.distance_a + r) + delta);
-    new_b = at_least_zero(load(l.distance_b + r) + -delta);
-    new_a = choose(row == l.b, all(infinity), new_a);
-    new_b = choose(row == l.a, all(infinity), new_b);
+    new_a = load(l.distance_a + r) + delta;
+    new_b = load(l.distance_b + r) - delta;
+    new_a = row == l.b ? all(infinity) : new_a;
+    new_b = row == l.a ? all(infinity) : new_b;
 }
 
 template <distance_kind kind>
@@ -130,8 +131,8 @@ void exchange_of(std::int32_t stride, const exchange_lines& l, double* out_a, do
         lanes new_a;
         lanes new_b;
         exchanged_block<kind>(l, r, row, new_a, new_b);
-        store(out_a + r, new_a);
-        store(out_b + r, new_b);
+        store(out_a + r, at_least_zero(new_a));
+        store(out_b + r, at_least_zero(new_b));
     }
 }
 
@@ -143,8 +144,9 @@ void exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l, 
         exchange_of<distance_kind::rectangular>(stride, l, new_a, new_b);
 }
 
+/// The least distances, lane by lane: as many different terms of the new sum, which cannot be less than these.
 template <distance_kind kind>
-double least_of(std::int32_t stride, const exchange_lines& l)
+double bound_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l)
 {
     lanes least_a = all(infinity);
     lanes least_b = all(infinity);
@@ -156,17 +158,51 @@ double least_of(std::int32_t stride, const exchange_lines& l)
         least_a = smaller(new_a, least_a);
         least_b = smaller(new_b, least_b);
     }
-    const lanes least = smaller(least_a, least_b);
-    double result = least[0];
-    for (int i = 1; i < LANES; ++i)
-        result = least[i] < result ? least[i] : result;
-    return result;
+    const auto n = static_cast<std::uint32_t>(p);
+    return horizontal_sum(term(at_least_zero(least_a), n, all(floor)) + term(at_least_zero(least_b), n, all(floor)));
 }
 
-double least_after_exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l)
+void bound_exchanges(distance_kind kind, std::int32_t p, double floor, std::int32_t stride, const double* distances,
+                     const double* column, std::int32_t count, const std::int32_t* rows_a,
+                     const std::int32_t* rows_b, double* bound)
 {
-    return kind == distance_kind::euclidean ? least_of<distance_kind::euclidean>(stride, l)
-                                            : least_of<distance_kind::rectangular>(stride, l);
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t a = rows_a[c];
+        const std::int32_t b = rows_b[c];
+        const exchange_lines lines{column,
+                                   column[a],
+                                   column[b],
+                                   distances + static_cast<std::int64_t>(a) * stride,
+                                   distances + static_cast<std::int64_t>(b) * stride,
+                                   a,
+                                   b};
+        bound[c] = kind == distance_kind::euclidean ? bound_of<distance_kind::euclidean>(p, floor, stride, lines)
+                                                    : bound_of<distance_kind::rectangular>(p, floor, stride, lines);
+    }
+}
+
+template <distance_kind kind>
+double sum_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l)
+{
+    const auto n = static_cast<std::uint32_t>(p);
+    lanes sum_a{};
+    lanes sum_b{};
+    mask row = row_numbers();
+    for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
+        lanes new_a;
+        lanes new_b;
+        exchanged_block<kind>(l, r, row, new_a, new_b);
+        sum_a += term(at_least_zero(new_a), n, all(floor));
+        sum_b += term(at_least_zero(new_b), n, all(floor));
+    }
+    return horizontal_sum(sum_a + sum_b);
+}
+
+double sum_after_exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
+                          const exchange_lines& l)
+{
+    return kind == distance_kind::euclidean ? sum_of<distance_kind::euclidean>(p, floor, stride, l)
+                                            : sum_of<distance_kind::rectangular>(p, floor, stride, l);
 }
 
 template <distance_kind kind>
@@ -189,20 +225,6 @@ void move(distance_kind kind, std::int32_t stride, const double* column, double 
         move_of<distance_kind::rectangular>(stride, column, entry_old, entry_new, distance, out);
 }
 
-double sum_of_terms(std::int32_t p, double floor, std::int32_t stride, const double* distance_a,
-                    const double* distance_b)
-{
-    const lanes least = all(floor);
-    const auto n = static_cast<std::uint32_t>(p);
-    lanes sum_a{};
-    lanes sum_b{};
-    for (std::int32_t r = 0; r < stride; r += LANES) {
-        sum_a += term(load(distance_a + r), n, least);
-        sum_b += term(load(distance_b + r), n, least);
-    }
-    return horizontal_sum(sum_a + sum_b);
-}
-
 double sum(std::int32_t stride, const double* line)
 {
     lanes total{};
@@ -221,7 +243,7 @@ inline lanes to_grid(lanes x, lanes limit)
 /// 1 where x lies half way between two grid points.
 inline lanes tie(lanes x, lanes rounded, lanes limit)
 {
-    return choose(magnitude(x - rounded) == limit * 0x1p-52, all(1.0), lanes{});
+    return magnitude(x - rounded) == limit * 0x1p-52 ? all(1.0) : lanes{};
 }
 
 void replace_terms(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
@@ -241,10 +263,10 @@ void replace_terms(std::int32_t stride, std::int32_t line, const double* old_ter
         const lanes grid_total = (load(grid.sum + r) - rounded_before) + rounded_after;
         lanes ties = load(grid.ties + r) - tie(before, rounded_before, limit) + tie(after, rounded_after, limit);
         // Beyond the binade neither the rounding nor the sum is exact any more.
-        ties = choose((after < limit) & (grid_total < 4.0 * limit), ties, all(infinity));
+        ties = (after < limit) & (grid_total < 4.0 * limit) ? ties : all(infinity);
         const mask behind = row > line;
-        store(grid.sum + r, choose(behind, grid_total, load(grid.sum + r)));
-        store(grid.ties + r, choose(behind, ties, load(grid.ties + r)));
+        store(grid.sum + r, behind ? grid_total : load(grid.sum + r));
+        store(grid.ties + r, behind ? ties : load(grid.ties + r));
     }
 }
 
@@ -260,7 +282,7 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
         const lanes rounded = to_grid(t, limits);
         total += rounded;
         tie_count += tie(t, rounded, limits);
-        largest = choose(t < largest, largest, t);
+        largest = t < largest ? largest : t;
     }
     if (i < count) {
         double rest[LANES] = {};
@@ -269,7 +291,7 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
         const lanes rounded = to_grid(t, limits);
         total += rounded;
         tie_count += tie(t, rounded, limits);
-        largest = choose(t < largest, largest, t);
+        largest = t < largest ? largest : t;
     }
     bool fits = true;
     for (int lane = 0; lane < LANES; ++lane)
@@ -280,5 +302,6 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
 
 } // namespace
 
-constexpr phip_kernels KERNELS{ISA_NAME,           distances, terms, exchange,      least_after_exchange, move,
-                               sum_of_terms, sum,       replace_terms, grid_sum};
+constexpr phip_kernels KERNELS{
+    ISA_NAME, distances, terms, exchange, bound_exchanges, sum_after_exchange, move, sum, replace_terms, grid_sum,
+};
