@@ -1,3 +1,4 @@
+#include "criteria/criterion.h"
 #include "criteria/criterion_ops.h"
 #include "criteria/phip_exchange.h"
 #include "numeric/wrap32.h"
@@ -15,8 +16,8 @@
 //     new_bound + T - old_bound - slack > best (1 + 1e-9)      with new_bound <= new and old_bound >= old.
 //
 // The sums that the exact trial takes have at most 2n positive terms and are off by at most 2n units in the last
-// place, as are the bounds, so a slack of 8n units of all that is added up, plus the known error of the row sums that
-// old_bound is made of, keeps the inequality true for the totals as computed. A total that is larger by the factor
+// place, as are the bounds, so a slack of 8n units of all that is added up, plus the known errors of the row sums that
+// old_bound is made of and of the estimates that new_bound is, keeps the inequality true for the totals as computed. A total that is larger by the factor
 // 1 + 1e-9 has a value that is larger by more than 1e-11 of itself, far more than the error of pow. So the value of a
 // dropped candidate is strictly greater than the least one. Those that are left are computed exactly: a unique least
 // value comes first in every sort. When two are equal, their order depends on the sort's path through all values, and
@@ -49,13 +50,16 @@ static void reserve_candidates(run_context* ctx, phip_candidates& candidates, st
     candidates.capacity = capacity;
 }
 
-/// Sums of a row anew once updates have left more doubt than the bounds can use.
-static void sharpen_row_sum(phip_tables& t, std::int32_t r, double present)
+/// Sums of the rows anew where updates have left more doubt than the bounds can use.
+static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int32_t* rows, double present)
 {
-    if (t.row_error[r] <= 1e-7 * present)
-        return;
-    t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
-    t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t r = rows[c];
+        if (t.row_error[r] <= 1e-7 * present)
+            continue;
+        t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
+        t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+    }
 }
 
 /// First pass: a lower bound of every total, from some of the new terms.
@@ -66,23 +70,25 @@ static bool bound_candidates(phip_state& s, std::int32_t column, std::int32_t co
     phip_tables& t = s.tables;
     const phip_candidates& k = s.candidates;
     const double present = s.term_sum;
-    t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, column_line(t, column), count,
-                               rows_a, rows_b, k.lower);
+    const double* x = column_line(t, column);
+    const double estimate_error = t.kernels->estimate_error;
+    sharpen_row_sums(t, count, rows_a, present);
+    sharpen_row_sums(t, count, rows_b, present);
+    t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, x, count, rows_a, rows_b, k.lower);
+    bool within = true;
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t a = rows_a[c];
         const std::int32_t b = rows_b[c];
-        if (entries_are_equal(s, column, a, b))
-            return false;
-        sharpen_row_sum(t, a, present);
-        sharpen_row_sum(t, b, present);
-        k.old_sum[c] = t.row_sum[a] + t.row_sum[b] - 2.0 * term_line(t, a)[b];
-        k.old_error[c] = t.row_error[a] + t.row_error[b];
-        const double slack = slack_unit * (k.lower[c] + present + k.old_sum[c]) + k.old_error[c];
-        k.lower[c] = k.lower[c] + present - k.old_sum[c] - slack;
-        if (!(k.old_sum[c] + k.old_error[c] <= 2.0 * present))
-            return false;
+        const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_line(t, a)[b];
+        const double old_error = t.row_error[a] + t.row_error[b];
+        const double slack =
+            slack_unit * (k.lower[c] + present + old_sum) + old_error + estimate_error * k.lower[c];
+        k.old_sum[c] = old_sum;
+        k.old_error[c] = old_error;
+        k.lower[c] = k.lower[c] + present - old_sum - slack;
+        within = within & (old_sum + old_error <= 2.0 * present) & !equal_entries(x[a], x[b]);
     }
-    return true;
+    return within;
 }
 
 /// The total of one candidate, within slack; k.lower becomes the lower bound that goes with it.
@@ -95,7 +101,8 @@ static double bracket_total(phip_state& s, std::int32_t column, std::int32_t c, 
     const double new_sum =
         t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, column, a, b));
     const double total = new_sum + s.term_sum - k.old_sum[c];
-    const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c];
+    const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c] +
+                         t.kernels->estimate_error * new_sum;
     k.lower[c] = total - slack;
     return total + slack;
 }

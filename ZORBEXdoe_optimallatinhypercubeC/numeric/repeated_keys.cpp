@@ -100,14 +100,16 @@ static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int
     const std::int64_t least_equal = pivot & ~std::int64_t{0xFFFFFFFF};
     const std::int64_t most_equal = least_equal + 0xFFFFFFFF;
 
+    std::int32_t* const from_left = s.from_left;
+    std::int32_t* const from_right = s.from_right;
     std::int32_t left = 0;
     std::int32_t right = 0;
     for (std::int32_t i = lo + 2; i <= hi; ++i) {
-        s.from_left[left] = i;
+        from_left[left] = i;
         left += p[i] >= least_equal;
     }
     for (std::int32_t j = hi - 1; j > lo; --j) {
-        s.from_right[right] = j;
+        from_right[right] = j;
         right += p[j] <= most_equal;
     }
     // Beyond the last exchanged pair both scans run into what was exchanged.
@@ -115,10 +117,10 @@ static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int
     std::int32_t i = 0;
     std::int32_t j = 0;
     for (;; ++t) {
-        const std::int32_t behind_left = t > 0 ? s.from_left[t - 1] : lo + 1;
-        const std::int32_t behind_right = t > 0 ? s.from_right[t - 1] : hi;
-        i = t < left ? std::min(s.from_left[t], behind_right) : behind_right;
-        j = t < right ? std::max(s.from_right[t], behind_left) : behind_left;
+        const std::int32_t behind_left = t > 0 ? from_left[t - 1] : lo + 1;
+        const std::int32_t behind_right = t > 0 ? from_right[t - 1] : hi;
+        i = t < left ? std::min(from_left[t], behind_right) : behind_right;
+        j = t < right ? std::max(from_right[t], behind_left) : behind_left;
         if (j < i)
             break;
         if (j == i) { // an exchange with itself; on both sides of it the scans stop at once

@@ -25,7 +25,7 @@ struct pair {
 static std::int32_t pair_offset(std::int32_t a, std::int32_t m) { return wrap_mul(a, wrap_mul(2, m) - a - 1) / 2; }
 
 /// Pair number p of m items. For counts that wrapped the pair may be none of m items: see is_pair.
-static pair decode_pair(std::int32_t p, std::int32_t m)
+static inline pair decode_pair(std::int32_t p, std::int32_t m)
 {
     constexpr std::int32_t most_items = 30000; // no number of a pair of so many items comes near the end of 32 bits
     std::int32_t a = 0;
@@ -102,10 +102,16 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
     draw(draw_count, s.draws);
     mark_repeated_keys(ctx, s.repeated_keys, draw_count, s.draws, s.repeated);
 
+    // The draws that are left, in the order drawn.
+    std::int32_t left = 0;
+    for (std::int32_t i = 0; i < draw_count; ++i) {
+        s.draws[left] = s.draws[i];
+        left += s.repeated[i] == 0;
+    }
     std::int32_t taken = 0;
-    for (std::int32_t i = 0; i < draw_count && taken < wanted; ++i) {
+    for (std::int32_t i = 0; i < left && taken < wanted; ++i) {
         pair candidate{};
-        if (s.repeated[i] == 0 && decode(s.draws[i], candidate) && !add_candidate(s, taken, candidate))
+        if (decode(s.draws[i], candidate) && !add_candidate(s, taken, candidate))
             break;
     }
     return taken;

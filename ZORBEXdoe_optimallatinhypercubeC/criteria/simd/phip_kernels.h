@@ -31,6 +31,7 @@ struct grid_cache {
 
 struct phip_kernels {
     const char* isa;
+    double estimate_error; ///< of a term in the two estimates below, relative
 
     /// Distances of a point to every row: sum over the factors in ascending order.
     ///   columns   [factors x stride]
@@ -46,15 +47,15 @@ struct phip_kernels {
     void (*exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines, double* new_a,
                      double* new_b);
 
-    /// For each of `count` exchanges of one column a lower bound of the sum of the new terms of both rows: the sum of
-    /// some of them, as many as there are lanes for each row.
+    /// For each of `count` exchanges of one column an estimate of the sum of some of the new terms of both rows, the
+    /// largest of several groups: with its error a lower bound of the sum of all.
     ///   distances   [rows x stride] the table
     ///   bound       out   [count]
     void (*bound_exchanges)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
                             const double* distances, const double* column, std::int32_t count,
                             const std::int32_t* rows_a, const std::int32_t* rows_b, double* bound);
 
-    /// Sum of the new terms of both rows, in any order.
+    /// Estimate of the sum of the new terms of both rows.
     double (*sum_after_exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
                                  const exchange_lines& lines);
 
