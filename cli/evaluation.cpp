@@ -71,10 +71,8 @@ std::string pair_of_runs(const closest_pair& pair)
     return fmt::format("runs {} and {}", pair.row_a + 1, pair.row_b + 1);
 }
 
-double score_or_none(const coordinates& c, settings options)
+double score_or_none(const coordinates& c, const settings& options)
 {
-    if (c.unit_as_is)
-        options.scaling = "none";
     return score(c.criterion, options).value_or(none);
 }
 
@@ -157,7 +155,11 @@ settings settings_for(const design_file& file, const std::string& criterion, con
 
 std::optional<double> objective_of(const design_file& file, const settings& options)
 {
-    const double value = score_or_none(coordinates_of(file), options);
+    const coordinates c = coordinates_of(file);
+    settings fitted = options;
+    if (c.unit_as_is)
+        fitted.scaling = "none";
+    const double value = score_or_none(c, fitted);
     return std::isnan(value) ? std::nullopt : std::optional(value);
 }
 
@@ -176,7 +178,10 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
 
     std::vector<settings> scored;
     for (const char* criterion : criteria) {
-        const settings& s = scored.emplace_back(settings_for(file, criterion, options));
+        settings s = settings_for(file, criterion, options);
+        if (c.unit_as_is && options.overrides.scaling.empty())
+            s.scaling = "none";
+        scored.push_back(s);
         e.measures.push_back(
             {fmt::format("objective_{}", criterion), criterion_label(s), score_or_none(c, s), none, ""});
     }

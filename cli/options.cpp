@@ -215,7 +215,11 @@ void define_make(CLI::App& app, options& o, raw_options& raw)
 
 void define_augment(CLI::App& app, options& o, raw_options& raw)
 {
-    app.add_option("OLD", o.files, "design whose runs stay as they are")->required()->expected(1)->group("Design");
+    app.add_option("OLD", o.files, "design whose runs stay as they are")
+        ->required()
+        ->expected(1)
+        ->type_name("")
+        ->group("Design");
     app.add_option("--add", o.added, "runs to add, at least 1")
         ->required()
         ->check(at_least(1))
@@ -235,6 +239,7 @@ void define_evaluate(CLI::App& app, options& o, raw_options& raw)
     app.add_option("FILE", o.files, "designs, CSV or JSON; - is standard input")
         ->required()
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("")
         ->group("Design");
     add_criterion_options(app, o, raw, false);
     add_scaling(app, o);
@@ -254,6 +259,7 @@ void define_plot(CLI::App& app, options& o, raw_options& raw)
     app.add_option("FILE", o.files, "design, CSV or JSON; - is standard input")
         ->required()
         ->expected(1)
+        ->type_name("")
         ->group("Design");
     add_factor_options(app, raw);
     add_coding(app, raw, "what the numbers mean, where the file does not tell");

@@ -75,6 +75,17 @@ load support
     agree "$(sed -n 's/.*"objective":\([^,}]*\).*/\1/p' all.json)" "$(measure all.json objective_phip)"
 }
 
+@test "one factor and a single old run" {
+    printf 'a\n0.3\n' >old.csv
+    "$OPTDOE" augment old.csv --add 3 --coding unit -q -o all.csv
+    [ "$(measure all.csv latin_columns)" = 1.0 ]
+    printf 'a,b\n0.3,0.4\n' >old.csv
+    "$OPTDOE" augment old.csv --add 3 --coding unit -q -o all.csv
+    agree "$(recorded all.csv)" "$(measure all.csv objective_phip)"
+    "$OPTDOE" make --start all.csv -q -o better.csv
+    agree "$(recorded better.csv)" "$(measure better.csv objective_phip)"
+}
+
 @test "values without a known range are refused" {
     printf 'a,b\n1.5,2\n2,7\n' >old.csv
     run "$OPTDOE" augment old.csv --add 2

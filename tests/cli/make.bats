@@ -172,6 +172,7 @@ END
     "$OPTDOE" 40 3 --seed 2 --entry-levels -q -o entry.csv
     "$OPTDOE" 40 3 --seed 2 -q -o exact.csv
     is_latin exact.csv
+    agree "$(recorded entry.csv)" "$(measure entry.csv objective_phip)"
     paste -d, <(numbers entry.csv) <(numbers exact.csv) |
         awk -F, '{ for (j = 1; j <= 3; ++j) { d = $(j + 3) - $j; if (d != 0 && d != 1) exit 1; n += d } } END { exit n == 0 }'
 }
