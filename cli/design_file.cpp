@@ -2,6 +2,7 @@
 
 #include "csv_reader.h"
 #include "errors.h"
+#include "json_text.h"
 #include "text.h"
 
 #include <fmt/format.h>
@@ -16,15 +17,6 @@ using nlohmann::ordered_json;
 namespace {
 
 constexpr std::string_view magic = " optdoe design";
-
-/// `file:line:column` of a byte of the content.
-std::string byte_place(std::string_view file, std::string_view content, std::size_t byte, std::string_view what)
-{
-    const std::string_view before = content.substr(0, std::min(byte, content.size()));
-    const std::size_t line = 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
-    const std::size_t line_start = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
-    return at_place(file, line, std::max<std::size_t>(before.size() - line_start, 1), what);
-}
 
 ordered_json provenance_of(const std::vector<std::string>& comments)
 {
@@ -85,12 +77,7 @@ void read_csv_design(design_file& file, const std::string& content)
 
 void read_json_design(design_file& file, const std::string& content)
 {
-    ordered_json document;
-    try {
-        document = ordered_json::parse(content);
-    } catch (const ordered_json::parse_error& error) {
-        throw input_error(byte_place(file.name, content, error.byte, "is not valid JSON"));
-    }
+    const ordered_json document = parse_json(file.name, content);
     const auto refuse = [&file](const std::string& what) { throw input_error(at_place(file.name, 1, 1, what)); };
     if (!document.is_object() || !document.contains("design") || !document["design"].is_array() ||
         document["design"].empty() || !document["design"].front().is_array() || document["design"].front().empty())

@@ -3,6 +3,7 @@
 
 #include "csv_reader.h"
 #include "errors.h"
+#include "json_text.h"
 #include "text.h"
 
 #include <CLI/CLI.hpp>
@@ -293,27 +294,15 @@ std::string option_text(const nlohmann::ordered_json& value)
 std::vector<std::string> config_arguments(const std::string& file, const CLI::App& app)
 {
     const std::string content = read_file(file);
-    nlohmann::ordered_json document;
-    const auto place_of = [&](std::size_t byte) {
-        const std::string before = content.substr(0, std::min(byte, content.size()));
-        const std::size_t line_start = before.rfind('\n') == std::string::npos ? 0 : before.rfind('\n') + 1;
-        return std::pair(1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
-                         before.size() - line_start + 1);
-    };
-    try {
-        document = nlohmann::ordered_json::parse(content);
-    } catch (const nlohmann::ordered_json::parse_error& error) {
-        const auto [line, column] = place_of(error.byte > 0 ? error.byte - 1 : 0);
-        throw input_error(at_place(file, line, column, "is not valid JSON"));
-    }
+    const nlohmann::ordered_json document = parse_json(file, content);
     if (!document.is_object())
         throw input_error(at_place(file, 1, 1, "expected an object of settings, as --print-config writes it"));
     std::vector<std::string> arguments;
     for (const auto& [key, value] : document.items()) {
         const std::string option = "--" + key;
         if (app.get_option_no_throw(option) == nullptr || key == "config" || key == "print-config") {
-            const auto [line, column] = place_of(content.find('"' + key + '"'));
-            throw input_error(at_place(file, line, column, fmt::format("unknown setting \"{}\"", key)));
+            throw input_error(
+                at_byte(file, content, content.find('"' + key + '"'), fmt::format("unknown setting \"{}\"", key)));
         }
         if (value.is_null() || (value.is_boolean() && !value.get<bool>()))
             continue;

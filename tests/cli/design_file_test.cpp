@@ -72,6 +72,8 @@ TEST(design_file, refusals_name_the_place)
     EXPECT_THAT(refusal("a,\"b\n1,2\n"), HasSubstr("the file ends inside a quoted field"));
     EXPECT_THAT(refusal("a,b\n1,2\"3\n"), HasSubstr(":2:4: a quotation mark inside a field"));
     EXPECT_THAT(refusal("{\"design\": [[1,2],\n[3,]]}"), HasSubstr(":2:4: is not valid JSON"));
+    EXPECT_THAT(refusal("{\"design\": [[1,2],\n[3, 1e999]]}"),
+                HasSubstr(":2:5: a number is beyond the range of a double"));
     EXPECT_THAT(refusal("{\"design\": [[1,2],[3]]}"), HasSubstr("run 2 is not an array of 2 numbers"));
     EXPECT_THAT(refusal("{\"design\": [[1,\"2\"]]}"), HasSubstr("run 1, number 2 is not a number"));
 }
