@@ -50,12 +50,14 @@ static void reserve_candidates(run_context* ctx, phip_candidates& candidates, st
     candidates.capacity = capacity;
 }
 
-/// Sums of the rows anew where updates have left more doubt than the bounds can use.
+constexpr double most_doubt = 1e-7; ///< of a row sum, as a share of the present sum
+
+/// Sums of the candidates' rows anew where updates have left more doubt than the bounds can use.
 static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int32_t* rows, double present)
 {
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t r = rows[c];
-        if (t.row_error[r] <= 1e-7 * present)
+        if (t.row_error[r] <= most_doubt * present)
             continue;
         t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
         t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
@@ -63,32 +65,35 @@ static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int3
 }
 
 /// First pass: a lower bound of every total, from some of the new terms.
-///   returns false when a candidate is beyond the argument above
-static bool bound_candidates(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
-                             const std::int32_t* rows_b, double slack_unit)
+///   returns the candidate with the least bound, -1 when one is beyond the argument above
+static std::int32_t bound_candidates(phip_state& s, std::int32_t column, std::int32_t count,
+                                     const std::int32_t* rows_a, const std::int32_t* rows_b, double slack_unit)
 {
     phip_tables& t = s.tables;
     const phip_candidates& k = s.candidates;
     const double present = s.term_sum;
     const double* x = column_line(t, column);
-    const double estimate_error = t.kernels->estimate_error;
-    sharpen_row_sums(t, count, rows_a, present);
-    sharpen_row_sums(t, count, rows_b, present);
+    const double new_slack = slack_unit + t.kernels->estimate_error;
     t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, x, count, rows_a, rows_b, k.lower);
     bool within = true;
+    double most_error = 0.0;
+    std::int32_t least = 0;
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t a = rows_a[c];
         const std::int32_t b = rows_b[c];
         const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_line(t, a)[b];
         const double old_error = t.row_error[a] + t.row_error[b];
-        const double slack =
-            slack_unit * (k.lower[c] + present + old_sum) + old_error + estimate_error * k.lower[c];
+        const double slack = slack_unit * (present + old_sum) + old_error + new_slack * k.lower[c];
         k.old_sum[c] = old_sum;
         k.old_error[c] = old_error;
         k.lower[c] = k.lower[c] + present - old_sum - slack;
+        least = k.lower[c] < k.lower[least] ? c : least;
+        most_error = old_error > most_error ? old_error : most_error;
         within = within & (old_sum + old_error <= 2.0 * present) & !equal_entries(x[a], x[b]);
     }
-    return within;
+    if (!within || !(most_error <= 2.0 * most_doubt * present))
+        return -1;
+    return least;
 }
 
 /// The total of one candidate, within slack; k.lower becomes the lower bound that goes with it.
@@ -110,15 +115,12 @@ static double bracket_total(phip_state& s, std::int32_t column, std::int32_t c, 
 /// Second pass: the totals of the candidates that can still win, the one with the least bound first.
 ///   returns the upper bound of the least total
 static double bracket_totals(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
-                             const std::int32_t* rows_b, double slack_unit)
+                             const std::int32_t* rows_b, std::int32_t first, double slack_unit)
 {
-    double* lower = s.candidates.lower;
-    std::int32_t first = 0;
-    for (std::int32_t c = 1; c < count; ++c)
-        first = lower[c] < lower[first] ? c : first;
+    const double* lower = s.candidates.lower;
     double best = bracket_total(s, column, first, rows_a[first], rows_b[first], slack_unit);
     for (std::int32_t c = 0; c < count; ++c)
-        if (c != first && !(lower[c] > best * surely_worse))
+        if (!(lower[c] > best * surely_worse) && c != first)
             best = std::min(best, bracket_total(s, column, c, rows_a[c], rows_b[c], slack_unit));
     return best;
 }
@@ -130,10 +132,15 @@ std::int32_t best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t
     settle(s);
     reserve_candidates(ctx, s.candidates, count);
     const double slack_unit = (8.0 * s.tables.rows + 32.0) * 0x1p-53;
-    if (!(s.term_sum > 1e-280 && s.term_sum < 1e190) ||
-        !bound_candidates(s, column, count, rows_a, rows_b, slack_unit))
+    std::int32_t first = -1;
+    if (s.term_sum > 1e-280 && s.term_sum < 1e190)
+        first = bound_candidates(s, column, count, rows_a, rows_b, slack_unit);
+    if (first < 0) {
+        sharpen_row_sums(s.tables, count, rows_a, s.term_sum); // for the next call
+        sharpen_row_sums(s.tables, count, rows_b, s.term_sum);
         return all_by_trial(ctx, column, count, rows_a, rows_b, best_value);
-    const double best = bracket_totals(s, column, count, rows_a, rows_b, slack_unit);
+    }
+    const double best = bracket_totals(s, column, count, rows_a, rows_b, first, slack_unit);
     if (!(best >= least_share * s.term_sum && best < 1e190))
         return all_by_trial(ctx, column, count, rows_a, rows_b, best_value);
 

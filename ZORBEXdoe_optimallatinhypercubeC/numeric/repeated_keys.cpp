@@ -9,19 +9,18 @@
 
 constexpr std::int32_t insertion_span = 7; ///< of the index sort
 
-/// A place holds a key, whether it has copies, and its index: comparing places' upper halves compares keys.
-static std::int64_t place_of(std::int32_t key, bool has_copies, std::int32_t index)
-{
-    return static_cast<std::int64_t>(key) << 32 | static_cast<std::int64_t>(has_copies) << 31 | index;
-}
+// A place holds a key, whether it has copies, and its index: comparing places compares keys first.
+constexpr std::int64_t copies_flag = std::int64_t{1} << 31;
+
+static std::int32_t key_of(std::int64_t place) { return static_cast<std::int32_t>(place >> 32); }
+
+static std::int32_t index_of(std::int64_t place) { return static_cast<std::int32_t>(place & 0x7FFFFFFF); }
 
 static std::int32_t has_copies(std::int64_t place) { return static_cast<std::int32_t>(place >> 31 & 1); }
 
-static std::int32_t index_at(std::int64_t place) { return static_cast<std::int32_t>(place & 0x7FFFFFFF); }
-
 static void release_scratch(run_context* ctx, repeated_keys_scratch& s)
 {
-    for (std::int32_t** v : {&s.from_left, &s.from_right, &s.group, &s.table}) {
+    for (std::int32_t** v : {&s.from_left, &s.from_right, &s.table}) {
         if (*v != nullptr)
             vector_free(ctx, *v);
         *v = nullptr;
@@ -40,37 +39,52 @@ static void reserve(run_context* ctx, repeated_keys_scratch& s, std::int32_t cou
     s.places = reinterpret_cast<std::int64_t*>(aligned_alloc_doubles(ctx, bits_u32(count)));
     s.from_left = int_vector_alloc(ctx, count);
     s.from_right = int_vector_alloc(ctx, count);
-    s.group = int_vector_alloc(ctx, count);
     s.table_size = 64;
     while (s.table_size / 4 < count && s.table_size < (1 << 30))
         s.table_size *= 2;
     s.table = int_vector_alloc(ctx, s.table_size);
+    s.base = 1;
     s.capacity = count;
 }
 
-/// Numbers the keys that occur more than once, from 1; their copies get that number as their group.
-///   returns how many such keys there are
-static std::int32_t number_repeats(const repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
+/// Slot of a key: where its first copy is noted in this call, or a free one.
+static std::int32_t& slot_of(const repeated_keys_scratch& s, std::int32_t key)
 {
-    // A slot holds the index of a key's first copy, plus one.
     const auto mask = bits_u32(s.table_size - 1);
-    std::memset(s.table, 0, bits_u32(s.table_size) * sizeof(std::int32_t));
-    std::int32_t groups = 0;
+    std::uint32_t slot = (bits_u32(key) * 0x9E3779B1u) >> 7 & mask;
+    while (s.table[slot] >= s.base && key_of(s.places[s.table[slot] - s.base]) != key)
+        slot = (slot + 1) & mask;
+    return s.table[slot];
+}
+
+/// Fills the places in the given order and flags the keys that occur more than once.
+///   returns whether there are any
+static bool place_keys(repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
+{
+    std::int64_t any_copy = 0;
     for (std::int32_t i = 0; i < count; ++i) {
-        s.group[i] = 0;
-        std::uint32_t slot = (bits_u32(keys[i]) * 0x9E3779B1u) >> 7 & mask;
-        while (s.table[slot] != 0 && keys[s.table[slot] - 1] != keys[i])
-            slot = (slot + 1) & mask;
-        if (s.table[slot] == 0) {
-            s.table[slot] = i + 1;
+        s.places[i] = static_cast<std::int64_t>(keys[i]) << 32 | i;
+        std::int32_t& first = slot_of(s, keys[i]);
+        if (first < s.base) {
+            first = s.base + i;
             continue;
         }
-        std::int32_t& first = s.group[s.table[slot] - 1];
-        if (first == 0)
-            first = ++groups;
-        s.group[i] = first;
+        s.places[first - s.base] |= copies_flag;
+        s.places[i] |= copies_flag;
+        any_copy = 1;
     }
-    return groups;
+    return any_copy != 0;
+}
+
+/// Numbers of the next call's keys lie above those of the present one.
+static void end_call(repeated_keys_scratch& s, std::int32_t count)
+{
+    if (s.base < INT32_MAX - 2 * s.capacity) {
+        s.base += count;
+        return;
+    }
+    std::memset(s.table, 0, bits_u32(s.table_size) * sizeof(std::int32_t));
+    s.base = 1;
 }
 
 namespace {
@@ -161,21 +175,19 @@ void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::i
 {
     reserve(ctx, scratch, count);
     std::memset(repeated, 0, bits_u32(count));
-    const std::int32_t groups = number_repeats(scratch, count, keys);
-    if (groups == 0)
-        return;
-    for (std::int32_t i = 0; i < count; ++i)
-        scratch.places[i] = place_of(keys[i], scratch.group[i] != 0, i);
-    follow_sort(scratch, 0, count - 1);
-
-    std::int32_t* seen = scratch.from_left; // by group number
-    std::memset(seen, 0, bits_u32(groups) * sizeof(std::int32_t));
-    for (std::int32_t i = 0; i < count; ++i) {
-        const std::int32_t index = index_at(scratch.places[i]);
-        const std::int32_t group = scratch.group[index];
-        if (group == 0)
-            continue;
-        repeated[index] = seen[group - 1] != 0;
-        seen[group - 1] = 1;
+    if (place_keys(scratch, count, keys)) {
+        follow_sort(scratch, 0, count - 1);
+        end_call(scratch, count); // the table notes first copies anew, now in the order of the places
+        for (std::int32_t i = 0; i < count; ++i) {
+            const std::int64_t place = scratch.places[i];
+            if (has_copies(place) == 0)
+                continue;
+            std::int32_t& first = slot_of(scratch, key_of(place));
+            if (first < scratch.base)
+                first = scratch.base + i;
+            else
+                repeated[index_of(place)] = 1;
+        }
     }
+    end_call(scratch, count);
 }

@@ -11,13 +11,13 @@
 
 /// Scratch, kept by the caller from call to call; all zero before the first.
 struct repeated_keys_scratch {
-    std::int32_t capacity;   ///< keys
-    std::int64_t* places;    ///< [capacity] key and index of each place
-    std::int32_t* from_left; ///< [capacity]
-    std::int32_t* from_right;///< [capacity]
-    std::int32_t* group;     ///< [capacity] 0: the only copy of its key, else the number of its key
-    std::int32_t* table;     ///< [table_size] hashed keys
-    std::int32_t table_size; ///< a power of two, at least twice the capacity
+    std::int32_t capacity;    ///< keys
+    std::int64_t* places;     ///< [capacity] key and index of each place
+    std::int32_t* from_left;  ///< [capacity]
+    std::int32_t* from_right; ///< [capacity]
+    std::int32_t* table;      ///< [table_size] first copies of keys, hashed; entries below `base` are of earlier calls
+    std::int32_t table_size;  ///< a power of two, at least four times the capacity
+    std::int32_t base;        ///< number of the present call's first key
 };
 
 /// Marks all copies of each key but the first in the order of indexx_int.

@@ -102,16 +102,10 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
     draw(draw_count, s.draws);
     mark_repeated_keys(ctx, s.repeated_keys, draw_count, s.draws, s.repeated);
 
-    // The draws that are left, in the order drawn.
-    std::int32_t left = 0;
-    for (std::int32_t i = 0; i < draw_count; ++i) {
-        s.draws[left] = s.draws[i];
-        left += s.repeated[i] == 0;
-    }
     std::int32_t taken = 0;
-    for (std::int32_t i = 0; i < left && taken < wanted; ++i) {
+    for (std::int32_t i = 0; i < draw_count && taken < wanted; ++i) {
         pair candidate{};
-        if (decode(s.draws[i], candidate) && !add_candidate(s, taken, candidate))
+        if (s.repeated[i] == 0 && decode(s.draws[i], candidate) && !add_candidate(s, taken, candidate))
             break;
     }
     return taken;

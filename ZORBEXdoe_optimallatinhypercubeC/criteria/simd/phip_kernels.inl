@@ -78,14 +78,6 @@ inline lanes term_estimate(lanes distance, std::uint32_t p, lanes floor)
     return distance < floor ? all(1e200) : reciprocal_estimate(power(distance, p));
 }
 
-inline mask row_numbers()
-{
-    mask m{};
-    for (int i = 0; i < LANES; ++i)
-        m[i] = i;
-    return m;
-}
-
 /// Sum of the lanes, half by half.
 inline double horizontal_sum(lanes v)
 {
@@ -95,6 +87,43 @@ inline double horizontal_sum(lanes v)
         for (int i = 0; i < half; ++i)
             lane[i] += lane[i + half];
     return lane[0];
+}
+
+/// The estimates of four blocks of distances, added up; the four powers go side by side.
+inline double sum_of_estimates(std::uint32_t p, double floor, lanes w, lanes x, lanes y, lanes z)
+{
+    w = at_least_zero(w);
+    x = at_least_zero(x);
+    y = at_least_zero(y);
+    z = at_least_zero(z);
+    lanes pw = w;
+    lanes px = x;
+    lanes py = y;
+    lanes pz = z;
+    for (std::uint32_t n = p; n > 1; n >>= 1) {
+        pw = pw * pw;
+        px = px * px;
+        py = py * py;
+        pz = pz * pz;
+        if ((n & 1u) != 0) {
+            pw = pw * w;
+            px = px * x;
+            py = py * y;
+            pz = pz * z;
+        }
+    }
+    const lanes least = all(floor);
+    const lanes capped = all(1e200);
+    return horizontal_sum(((w < least ? capped : reciprocal_estimate(pw)) + (x < least ? capped : reciprocal_estimate(px))) +
+                          ((y < least ? capped : reciprocal_estimate(py)) + (z < least ? capped : reciprocal_estimate(pz))));
+}
+
+inline mask row_numbers()
+{
+    mask m{};
+    for (int i = 0; i < LANES; ++i)
+        m[i] = i;
+    return m;
 }
 
 const double infinity = __builtin_inf();
@@ -167,29 +196,28 @@ void exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l, 
 template <distance_kind kind>
 double bound_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l)
 {
-    lanes least_a[2] = {all(infinity), all(infinity)};
-    lanes least_b[2] = {all(infinity), all(infinity)};
+    lanes least_a = all(infinity);
+    lanes least_b = all(infinity);
+    lanes other_least_a = all(infinity);
+    lanes other_least_b = all(infinity);
     mask row = row_numbers();
     std::int32_t r = 0;
-    const auto take_block = [&](int half) {
-        lanes new_a;
-        lanes new_b;
+    lanes new_a;
+    lanes new_b;
+    for (; r + LANES < stride; r += 2 * LANES, row += 2 * LANES) {
         exchanged_block<kind>(l, r, row, new_a, new_b);
-        least_a[half] = smaller(new_a, least_a[half]);
-        least_b[half] = smaller(new_b, least_b[half]);
-        r += LANES;
-        row += LANES;
-    };
-    while (r + LANES < stride) {
-        take_block(0);
-        take_block(1);
+        least_a = smaller(new_a, least_a);
+        least_b = smaller(new_b, least_b);
+        exchanged_block<kind>(l, r + LANES, row + LANES, new_a, new_b);
+        other_least_a = smaller(new_a, other_least_a);
+        other_least_b = smaller(new_b, other_least_b);
     }
-    if (r < stride)
-        take_block(0);
-    const auto n = static_cast<std::uint32_t>(p);
-    const auto terms_of = [&](lanes least) { return term_estimate(at_least_zero(least), n, all(floor)); };
-    return horizontal_sum((terms_of(least_a[0]) + terms_of(least_a[1])) +
-                          (terms_of(least_b[0]) + terms_of(least_b[1])));
+    if (r < stride) {
+        exchanged_block<kind>(l, r, row, new_a, new_b);
+        least_a = smaller(new_a, least_a);
+        least_b = smaller(new_b, least_b);
+    }
+    return sum_of_estimates(static_cast<std::uint32_t>(p), floor, least_a, least_b, other_least_a, other_least_b);
 }
 
 void bound_exchanges(distance_kind kind, std::int32_t p, double floor, std::int32_t stride, const double* distances,
