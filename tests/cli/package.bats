@@ -4,15 +4,21 @@ setup_file() {
     command -v dpkg-deb >/dev/null || skip "dpkg-deb is not installed"
     cd "$BATS_FILE_TMPDIR" || return 1
     cpack -G DEB -B "$PWD/packages" --config "$BUILD_DIR/CPackConfig.cmake" >log 2>&1 || { cat log; return 1; }
+    if [ "$(id -u)" -ne 0 ]; then
+        # Only root may install, if only into a folder: unpack instead.
+        for package in packages/*.deb; do dpkg-deb -x "$package" root || return 1; done
+        return
+    fi
     mkdir -p root/var/lib/dpkg/info root/var/lib/dpkg/updates root/var/lib/dpkg/triggers
     touch root/var/lib/dpkg/status
     # Dependencies are those of the machine, not of the scratch root.
-    dpkg --root="$PWD/root" --force-depends --force-not-root --force-bad-path -i packages/*.deb >log 2>&1 || { cat log; return 1; }
+    dpkg --root="$PWD/root" --force-depends --force-bad-path -i packages/*.deb >log 2>&1 || { cat log; return 1; }
 }
 
 @test "the installed program runs, with manual and completion" {
     root=$BATS_FILE_TMPDIR/root
-    [ "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Status}' optdoe)" = "install ok installed" ]
+    [ "$(id -u)" -ne 0 ] ||
+        [ "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Status}' optdoe)" = "install ok installed" ]
     "$root/usr/bin/optdoe" 20 3 -q -o d.csv
     is_latin d.csv
     export OPTDOE=$root/usr/bin/optdoe
