@@ -1,5 +1,7 @@
 #include "criteria/cd2.h"
 
+#include "criteria/aligned_tables.h"
+#include "criteria/best_swap.h"
 #include "criteria/criterion.h"
 #include "criteria/criterion_ops.h"
 #include "criteria/criterion_records.h"
@@ -8,13 +10,32 @@
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <utility>
 
+// Uses of the scratch lines; 0 and 1 hold new terms.
+constexpr std::int32_t scaled_line = 2;
+constexpr std::int32_t centred_line = 3;
+constexpr std::int32_t counted_line = 4; ///< always ones, and zeroes in the padding
+
 constexpr double mean_square_one_factor = 1.0833333333333333; ///< 13/12
 
-void cd2_open(run_context* ctx) { open_plain_record(ctx->cd2); }
+constexpr kernel_variants<cd2_kernels> cd2_kernel_variants{
+    &cd2_kernels_baseline,
+#if defined(__x86_64__)
+    &cd2_kernels_avx2,
+    &cd2_kernels_avx512,
+#endif
+};
+
+void cd2_open(run_context* ctx)
+{
+    open_plain_record(ctx->cd2);
+    if (ctx->cd2 != nullptr)
+        ctx->cd2->kernels = best_variant(cd2_kernel_variants);
+}
 
 void cd2_close(run_context* ctx) { close_plain_record(ctx->cd2); }
 
@@ -52,38 +73,62 @@ static double single_term(const cd2_state& s, const double* a)
     return -2.0 / s.rows * product;
 }
 
-static double pair_term(const cd2_state& s, const double* a_i, const double* z_i, const double* a_j,
-                        const double* z_j)
+/// Copies the cells behind the diagonal of rows begin .. end-1 to the other half: several a line, as rows are written.
+static void mirror_rows(double* const* terms, std::int32_t begin, std::int32_t end, std::int32_t n)
 {
-    double product = 1.0;
-    for (std::int32_t k = 0; k < s.factors; ++k)
-        product *= twice_pair_factor(a_i[k], z_i[k], a_j[k], z_j[k]) * 0.5;
-    const double n = s.rows;
-    return 2.0 / (n * n) * product;
+    for (std::int32_t j = begin + 1; j <= n; ++j)
+        for (std::int32_t i = begin; i < std::min(end, j); ++i)
+            terms[j][i] = terms[i][j];
 }
 
-/// All terms of a design and their sum with the constant.
+/// All terms of a design and their sum with the constant, which is one chain in the order of the rows.
 static double evaluate_into(const cd2_state& s, const double* const* scaled, const double* const* centred,
                             double** terms)
 {
     const std::int32_t n = s.rows;
-    terms[n][n] = 0.0;
+    double* const* z = s.columns;
+    double* const* a = s.columns + s.factors;
     for (std::int32_t i = 0; i < n; ++i) {
-        terms[i][i] = diagonal_term(s, centred[i]);
-        terms[i][n] = terms[n][i] = single_term(s, centred[i]);
-        for (std::int32_t j = i + 1; j < n; ++j)
-            terms[i][j] = terms[j][i] = pair_term(s, centred[i], scaled[i], centred[j], scaled[j]);
+        for (std::int32_t k = 0; k < s.factors; ++k) {
+            z[k][i] = scaled[i][k];
+            a[k][i] = centred[i][k];
+        }
     }
     double value = 1.0;
     for (std::int32_t k = 0; k < s.active_factors; ++k)
         value *= mean_square_one_factor;
-    for (std::int32_t i = 0; i <= n; ++i)
-        for (std::int32_t j = i; j <= n; ++j)
-            value += terms[i][j];
+    const double squared_rows = static_cast<double>(n) * n;
+    for (std::int32_t begin = 0; begin < n; begin += row_multiple) {
+        const std::int32_t end = std::min(n, begin + row_multiple);
+        for (std::int32_t i = begin; i < end; ++i) {
+            double* row = terms[i];
+            s.kernels->pair_terms(n, s.factors, i, z, a, 2.0 / squared_rows, row);
+            row[i] = diagonal_term(s, centred[i]);
+            row[n] = single_term(s, centred[i]);
+            for (std::int32_t j = i; j <= n; ++j)
+                value += row[j];
+        }
+        mirror_rows(terms, begin, end, n);
+    }
+    terms[n][n] = 0.0;
+    value += terms[n][n];
     return value;
 }
 
+static symmetric_table<double> table_of(const cd2_state& s) { return {s.terms, s.rows + 1, s.fixed_rows}; }
+
 static double cd2_value(run_context* ctx) { return ctx->cd2->value; }
+
+/// Not a number when an entry is not one.
+static double greatest_centred(const cd2_state& s)
+{
+    double greatest = 0.0;
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        for (std::int32_t k = 0; k < s.factors; ++k)
+            if (!(s.centred[r][k] <= greatest))
+                greatest = s.centred[r][k];
+    return greatest;
+}
 
 static double cd2_evaluate(run_context* ctx, const double* const* design)
 {
@@ -94,6 +139,9 @@ static double cd2_evaluate(run_context* ctx, const double* const* design)
             s.centred[r][k] = centred_entry(s, design[r][k], k);
         }
     }
+    if (design != nullptr)
+        s.most_centred = greatest_centred(s);
+    snapshot_keep_all(ctx, s.saved_column_terms, table_of(s));
     s.value = evaluate_into(s, s.scaled, s.centred, s.terms);
     return s.value;
 }
@@ -116,13 +164,12 @@ static void cd2_setup(run_context* ctx, const double* const* design, std::uint32
         if (std::fabs(s.weights[k] - 1.0) > 1e-10)
             s.weighted = 1;
     }
-    const std::int32_t packed = wrap_mul(s.rows + s.fixed_rows + 2, s.free_rows + 1) / 2;
     s.scaled = double_matrix_alloc(ctx, s.rows, factors);
     s.centred = double_matrix_alloc(ctx, s.rows, factors);
-    s.terms = double_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
-    s.saved_design = double_matrix_alloc(ctx, s.free_rows, factors);
-    s.saved_design_terms = double_vector_alloc(ctx, packed);
-    s.saved_column_terms = double_vector_alloc(ctx, packed);
+    s.terms = aligned_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
+    s.columns = aligned_matrix_alloc(ctx, 2 * factors, s.rows);
+    s.lines = aligned_matrix_alloc(ctx, 5, s.rows + 1);
+    std::fill_n(s.lines[counted_line], s.rows, 1.0);
     s.saved_column_scaled = double_vector_alloc(ctx, s.free_rows);
     s.saved_column_centred = double_vector_alloc(ctx, s.free_rows);
     cd2_evaluate(ctx, design);
@@ -131,13 +178,17 @@ static void cd2_setup(run_context* ctx, const double* const* design, std::uint32
 static void cd2_release(run_context* ctx)
 {
     cd2_state& s = *ctx->cd2;
-    for (double** m : {s.scaled, s.centred, s.terms, s.saved_design})
+    for (double** m : {s.terms, s.columns, s.lines})
+        aligned_matrix_free(ctx, m);
+    for (double** m : {s.scaled, s.centred, s.saved_design})
         matrix_free(ctx, m);
-    for (double* v :
-         {s.saved_design_terms, s.saved_column_terms, s.saved_column_scaled, s.saved_column_centred})
+    for (double* v : {s.saved_design_terms, s.saved_column_scaled, s.saved_column_centred})
         if (v != nullptr)
             vector_free(ctx, v);
+    snapshot_release(ctx, s.saved_column_terms);
+    const cd2_kernels* kernels = s.kernels;
     s = {};
+    s.kernels = kernels;
 }
 
 /// Sets a summand, in both halves, and returns its change.
@@ -149,15 +200,7 @@ static double set_term(const cd2_state& s, std::int32_t i, std::int32_t j, doubl
     return change;
 }
 
-namespace {
-
-/// Entry of a row in one column: scaled and centred.
-struct entry {
-    double z;
-    double a;
-};
-
-} // namespace
+using entry = cd2_entry;
 
 static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k) { return {s.scaled[r][k], s.centred[r][k]}; }
 
@@ -200,11 +243,39 @@ static void exchange_own_terms(const cd2_state& s, std::int32_t a, std::int32_t 
     delta += set(b, n, s.terms[b][n] / hg);
 }
 
+/// An exchange in the column that is in the scratch lines.
+static cd2_exchange describe_exchange(const cd2_state& s, std::int32_t a, std::int32_t b)
+{
+    return {s.rows, s.lines[scaled_line], s.lines[centred_line], s.terms[a], s.terms[b], a, b};
+}
+
+static void read_column(const cd2_state& s, std::int32_t k)
+{
+    for (std::int32_t r = 0; r < s.rows; ++r) {
+        s.lines[scaled_line][r] = s.scaled[r][k];
+        s.lines[centred_line][r] = s.centred[r][k];
+    }
+}
+
+/// Gives rows a and b their new pair terms, in both halves of the table; the pair of both keeps its term.
+static void put_pair_terms(const cd2_state& s, std::int32_t a, std::int32_t b, const double* new_a,
+                           const double* new_b)
+{
+    for (std::int32_t r = 0; r < s.rows; ++r) {
+        if (r == a || r == b)
+            continue;
+        s.terms[a][r] = s.terms[r][a] = new_a[r];
+        s.terms[b][r] = s.terms[r][b] = new_b[r];
+    }
+}
+
 static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                               const std::int32_t* rows_b)
 {
     cd2_state& s = *ctx->cd2;
     const auto set = [&s](std::int32_t i, std::int32_t j, double term) { return set_term(s, i, j, term); };
+    for (const std::int32_t* rows : {rows_a, rows_b})
+        snapshot_keep_rows(ctx, s.saved_column_terms, table_of(s), count, rows);
     double delta = 0.0;
     for (std::int32_t t = 0; t < count; ++t) {
         const std::int32_t a = rows_a[t];
@@ -213,13 +284,9 @@ static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t cou
         const entry eb = entry_at(s, b, k);
         if (!equal_entries(ea.z, eb.z)) {
             exchange_own_terms(s, a, b, ea, eb, set, delta);
-            for (std::int32_t r = 0; r < s.rows; ++r) {
-                if (r == a || r == b)
-                    continue;
-                const double q = pair_ratio(entry_at(s, r, k), ea, eb);
-                delta += set_term(s, r, a, s.terms[r][a] * q);
-                delta += set_term(s, r, b, s.terms[r][b] / q);
-            }
+            read_column(s, k);
+            delta = s.kernels->exchange(describe_exchange(s, a, b), s.lines[0], s.lines[1], delta);
+            put_pair_terms(s, a, b, s.lines[0], s.lines[1]);
         }
         exchange_entries(s, a, b, k);
     }
@@ -227,7 +294,8 @@ static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t cou
     return s.value;
 }
 
-static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
+/// The value after an exchange in the column that is in the scratch lines.
+static double try_in_column(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
     const cd2_state& s = *ctx->cd2;
     const entry ea = entry_at(s, a, k);
@@ -237,14 +305,80 @@ static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std
     const auto change = [&s](std::int32_t i, std::int32_t j, double term) { return term - s.terms[i][j]; };
     double delta = 0.0;
     exchange_own_terms(s, a, b, ea, eb, change, delta);
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        if (r == a || r == b)
-            continue;
-        const double q = pair_ratio(entry_at(s, r, k), ea, eb);
-        delta += s.terms[r][a] * q - s.terms[r][a];
-        delta += s.terms[r][b] / q - s.terms[r][b];
+    return s.value + s.kernels->exchange(describe_exchange(s, a, b), s.lines[0], s.lines[1], delta);
+}
+
+static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
+{
+    read_column(*ctx->cd2, k);
+    return try_in_column(ctx, k, a, b);
+}
+
+/// Bounds of the values of exchanges, for best_swap_within_bounds.
+///
+/// Let u = 2^-53, t and s the pair terms of the rows a and b, T their sum over the n - 2 other rows, F and G the
+/// computed factors of a row's pairs with a and b. With centred entries up to 1e6 every F and G lies between 1.9 and
+/// H = 2.1 + 2 max a (the definition gives at least 2), so that every ratio is at most Q = H / 1.9. The terms are
+/// positive.
+///  - The trial computes t (G/F - 1) and s (F/G - 1), each within 4 u (Q + 1) times its term, and adds the 2 n - 4
+///    changes, none above (Q + 1) times its term in size, to the four own changes, of which the estimate has the same
+///    bits: both errors together stay below u (4 n + 8) (Q + 1) T + 2 n u O, O the sizes of the own changes.
+///  - The estimate of a row, (G - F) (t G - s F) / (F G), is at most Q (t + s) in size and within 12 u Q (t + s)
+///    with the common denominators, and the sum of them within (n + 8) u Q T.
+/// The margin below, 32 u (n + 8) (Q T + O), is twice all of it with the rounding of T; results near the smallest
+/// numbers err by less than its last summand. The value is the working value V plus the change, rounded once; two sums
+/// that differ by more than 2 u times the larger one round to different numbers in the same order, which the summand
+/// with |V| takes care of. Sizes that could overflow give no bounds.
+struct cd2_bounds {
+    double low;
+    double high;
+};
+
+static cd2_bounds bounds_of_exchange(const cd2_state& s, std::int32_t k, std::int32_t a, std::int32_t b)
+{
+    constexpr double u = 0x1p-53;
+    const entry ea = entry_at(s, a, k);
+    const entry eb = entry_at(s, b, k);
+    double own_delta = 0.0;
+    double own_sizes = 0.0;
+    cd2_estimate pairs{};
+    if (!equal_entries(ea.z, eb.z)) {
+        const auto change = [&](std::int32_t i, std::int32_t j, double term) {
+            own_sizes += std::fabs(term - s.terms[i][j]);
+            return term - s.terms[i][j];
+        };
+        exchange_own_terms(s, a, b, ea, eb, change, own_delta);
+        double* counted = s.lines[counted_line];
+        counted[a] = counted[b] = 0.0;
+        pairs = s.kernels->estimate(describe_exchange(s, a, b), counted);
+        counted[a] = counted[b] = 1.0;
     }
-    return s.value + delta;
+    const double estimate = own_delta + pairs.change;
+    const double ratio = (2.1 + 2.0 * s.most_centred) / 1.9;
+    const double margin = 32.0 * u * (s.rows + 8.0) * (ratio * pairs.pair_sum + own_sizes) +
+                          16.0 * u * (std::fabs(s.value) + std::fabs(estimate)) + 1e-280;
+    if (!(ratio * pairs.pair_sum < 1e280) || !(s.most_centred <= 1e6))
+        return {NAN, NAN};
+    return {estimate - margin, estimate + margin};
+}
+
+static std::int32_t cd2_best_swap(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
+                                  const std::int32_t* rows_b, double* best_value)
+{
+    const cd2_state& s = *ctx->cd2;
+    read_column(s, k);
+    double* low = double_vector_alloc(ctx, count);
+    double* high = double_vector_alloc(ctx, count);
+    for (std::int32_t t = 0; t < count; ++t) {
+        const cd2_bounds bounds = bounds_of_exchange(s, k, rows_a[t], rows_b[t]);
+        low[t] = bounds.low;
+        high[t] = bounds.high;
+    }
+    const swap_candidates candidates{try_in_column, k, count, rows_a, rows_b};
+    const std::int32_t best = best_swap_within_bounds(ctx, candidates, low, high, best_value);
+    vector_free(ctx, high);
+    vector_free(ctx, low);
+    return best;
 }
 
 /// Sets a summand in the upper half only and returns its change; the lower half keeps the committed one.
@@ -329,6 +463,7 @@ static double cd2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t cou
     if (count < 1)
         return s.value;
     const auto set = [&s](std::int32_t i, std::int32_t j, double term) { return set_term(s, i, j, term); };
+    snapshot_keep_rows(ctx, s.saved_column_terms, table_of(s), count, rows_dst);
     entry* taken = take_entries(ctx, k, count, rows_src);
     double delta = 0.0;
     for (std::int32_t t = 0; t < count; ++t) {
@@ -378,21 +513,6 @@ static double cd2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count
     return s.value + delta;
 }
 
-static void pack_terms(const cd2_state& s, double* packed)
-{
-    for (std::int32_t i = s.fixed_rows; i <= s.rows; ++i) {
-        std::memcpy(packed, s.terms[i], bits_u32(i + 1) * sizeof(double));
-        packed += i + 1;
-    }
-}
-
-static void unpack_terms(const cd2_state& s, const double* packed)
-{
-    for (std::int32_t i = s.fixed_rows; i <= s.rows; ++i)
-        for (std::int32_t j = 0; j <= i; ++j)
-            s.terms[i][j] = s.terms[j][i] = *packed++;
-}
-
 static void cd2_save_column(run_context* ctx, std::int32_t k)
 {
     cd2_state& s = *ctx->cd2;
@@ -401,7 +521,7 @@ static void cd2_save_column(run_context* ctx, std::int32_t k)
         s.saved_column_scaled[f] = s.scaled[s.fixed_rows + f][k];
         s.saved_column_centred[f] = s.centred[s.fixed_rows + f][k];
     }
-    pack_terms(s, s.saved_column_terms);
+    snapshot_take(s.saved_column_terms);
 }
 
 static void cd2_restore_column(run_context* ctx, std::int32_t k)
@@ -410,21 +530,24 @@ static void cd2_restore_column(run_context* ctx, std::int32_t k)
     s.value = s.saved_column_value;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         put_entry(s, s.fixed_rows + f, k, {s.saved_column_scaled[f], s.saved_column_centred[f]});
-    unpack_terms(s, s.saved_column_terms);
+    snapshot_restore(s.saved_column_terms, table_of(s));
 }
 
 static void cd2_save_design(run_context* ctx)
 {
     cd2_state& s = *ctx->cd2;
+    if (s.saved_design == nullptr)
+        s.saved_design = double_matrix_alloc(ctx, s.free_rows, s.factors);
     s.saved_design_value = s.value;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         std::memcpy(s.saved_design[f], s.scaled[s.fixed_rows + f], bits_u32(s.factors) * sizeof(double));
-    pack_terms(s, s.saved_design_terms);
+    pack_table(ctx, table_of(s), s.saved_design_terms);
 }
 
 static void cd2_restore_design(run_context* ctx)
 {
     cd2_state& s = *ctx->cd2;
+    snapshot_keep_all(ctx, s.saved_column_terms, table_of(s));
     s.value = s.saved_design_value;
     for (std::int32_t f = 0; f < s.free_rows; ++f) {
         for (std::int32_t k = 0; k < s.factors; ++k) {
@@ -432,7 +555,7 @@ static void cd2_restore_design(run_context* ctx)
             put_entry(s, s.fixed_rows + f, k, {z, std::fabs(z - (s.weighted != 0 ? 0.5 * s.weights[k] : 0.5))});
         }
     }
-    unpack_terms(s, s.saved_design_terms);
+    unpack_table(table_of(s), s.saved_design_terms);
 }
 
 /// Scaled entry in the caller's units.
@@ -467,7 +590,7 @@ static double cd2_value_of(run_context* ctx, const double* const* design)
     const cd2_state& s = *ctx->cd2;
     double** scaled = double_matrix_alloc(ctx, s.rows, s.factors);
     double** centred = double_matrix_alloc(ctx, s.rows, s.factors);
-    double** terms = double_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
+    double** terms = aligned_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
     for (std::int32_t r = 0; r < s.rows; ++r) {
         for (std::int32_t k = 0; k < s.factors; ++k) {
             scaled[r][k] = design == nullptr ? s.scaled[r][k] : scaled_entry(s, design[r][k], k);
@@ -475,7 +598,7 @@ static double cd2_value_of(run_context* ctx, const double* const* design)
         }
     }
     const double value = evaluate_into(s, scaled, centred, terms);
-    matrix_free(ctx, terms);
+    aligned_matrix_free(ctx, terms);
     matrix_free(ctx, centred);
     matrix_free(ctx, scaled);
     return value;
@@ -499,4 +622,5 @@ constexpr criterion_ops cd2_ops{
     .restore_design = cd2_restore_design,
     .value_of = cd2_value_of,
     .copy_saved_design = cd2_copy_saved_design,
+    .best_swap = cd2_best_swap,
 };

@@ -5,22 +5,30 @@
 /// by ratios follows Jin, Chen and Sudjianto, 2005.
 #pragma once
 
+#include "criteria/simd/cd2_kernels.h"
+#include "criteria/symmetric_snapshot.h"
 #include "entry/run_context.h"
 
 #include <cstdint>
 
+/// Memory: one table of (n + 1)^2 doubles, and per snapshot half of one, allocated when it is first needed: for the
+/// column snapshot that is an evaluation or a change of many rows between crit_save_column and crit_restore_column.
 struct cd2_state {
     double** scaled;  ///< [rows x factors] z = w x, or x when no weight is in force
     double** centred; ///< [rows x factors] a = |w (x - 1/2)|
     double** terms;   ///< [(rows + 1) x (rows + 1)] summands of the value, symmetric; index rows: the single sum
     double value;
-    double** saved_design;      ///< [free rows x factors] scaled entries
-    double* saved_design_terms; ///< packed: terms[i][j], fixed_rows <= i <= rows, j <= i
+    double most_centred; ///< greatest centred entry of the design that was loaded last; exchanges keep it
+    double** columns; ///< [2 factors x rows] scaled, then centred entries as columns: scratch of an evaluation
+    double** lines;   ///< [5 x (rows + 1)] scratch: new terms of two rows, a column's entries, ones
+    double** saved_design;      ///< [free rows x factors] scaled entries; null before the first save
+    double* saved_design_terms; ///< packed: terms[i][j], fixed_rows <= i <= rows, j <= i; likewise
     double saved_design_value;
     double* saved_column_scaled;  ///< [free rows]
     double* saved_column_centred; ///< [free rows]
-    double* saved_column_terms;   ///< packed
     double saved_column_value;
+    table_snapshot<double> saved_column_terms;
+    const cd2_kernels* kernels; ///< the variant in force
     const double* weights; ///< [factors] not owned
     std::int32_t weighted;
     std::int32_t factors;
