@@ -8,31 +8,30 @@
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
-void a2_open(run_context* ctx) { open_plain_record(ctx->a2); }
+constexpr kernel_variants<a2_kernels> a2_kernel_variants{
+    &a2_kernels_baseline,
+#if defined(__x86_64__)
+    &a2_kernels_avx2,
+    &a2_kernels_avx512,
+#endif
+};
+
+void a2_open(run_context* ctx)
+{
+    open_plain_record(ctx->a2);
+    if (ctx->a2 != nullptr)
+        ctx->a2->kernels = best_variant(a2_kernel_variants);
+}
 
 void a2_close(run_context* ctx) { close_plain_record(ctx->a2); }
 
-static std::int32_t& count_cell(const a2_state& s, std::int32_t i, std::int32_t j)
-{
-    return i < j ? s.coincidence[i][j] : s.coincidence[j][i];
-}
+static symmetric_table<std::int32_t> counts_of(const a2_state& s) { return {s.coincidence, s.rows, s.fixed_rows}; }
 
-static std::int32_t& square_cell(const a2_state& s, std::int32_t i, std::int32_t j)
-{
-    return i < j ? s.coincidence[j][i] : s.coincidence[i][j];
-}
-
-static std::int32_t coincidences(const a2_state& s, const double* x, const double* y)
-{
-    std::int32_t count = 0;
-    for (std::int32_t k = 0; k < s.factors; ++k)
-        if (equal_entries(x[k], y[k]))
-            count = wrap_add(count, s.level_weight[k]);
-    return count;
-}
+static std::int32_t square_of(std::int32_t count) { return wrap_mul(count, count); }
 
 /// Half the constant K of the value: n (S^2 - n (m^2 - m + S)) / 2, the integer part in 32 bits.
 static double constant_part(const a2_state& s)
@@ -56,21 +55,37 @@ static double** a2_copy_design(run_context* ctx, double** out)
     return out;
 }
 
+/// Adds up the squared coincidences of a design, row by row: the value.
+///   counts   out  [rows x rows] the coincidences; null: not wanted
+static double value_from_scratch(const a2_state& s, const double* const* design, std::int32_t** counts)
+{
+    const std::size_t n = static_cast<std::size_t>(s.rows);
+    for (std::int32_t k = 0; k < s.factors; ++k)
+        for (std::size_t r = 0; r < n; ++r)
+            s.column[static_cast<std::size_t>(k) * n + r] = design[r][k];
+    double sum = constant_part(s);
+    for (std::int32_t i = 0; i < s.rows; ++i) {
+        const std::int32_t below = s.rows - i - 1;
+        std::int32_t* row = counts != nullptr ? counts[i] + i + 1 : s.change;
+        std::fill_n(row, below, 0);
+        for (std::int32_t k = 0; k < s.factors; ++k)
+            s.kernels->add_coincidences(below, s.column + static_cast<std::size_t>(k) * n + i + 1, design[i][k],
+                                        s.level_weight[k], row);
+        for (std::int32_t j = 0; j < below; ++j)
+            sum += square_of(row[j]);
+        for (std::int32_t j = i + 1; counts != nullptr && j < s.rows; ++j)
+            counts[j][i] = counts[i][j];
+    }
+    return sum / s.rows_squared;
+}
+
 static double a2_evaluate(run_context* ctx, const double* const* design)
 {
     a2_state& s = *ctx->a2;
     for (std::int32_t r = 0; r < s.rows && design != nullptr; ++r)
         std::memcpy(s.design[r], design[r], bits_u32(s.factors) * sizeof(double));
-    double sum = constant_part(s);
-    for (std::int32_t i = 0; i < s.rows; ++i) {
-        for (std::int32_t j = i + 1; j < s.rows; ++j) {
-            const std::int32_t c = coincidences(s, s.design[i], s.design[j]);
-            s.coincidence[i][j] = c;
-            s.coincidence[j][i] = wrap_mul(c, c);
-            sum += s.coincidence[j][i];
-        }
-    }
-    s.value = sum / s.rows_squared;
+    snapshot_keep_all(ctx, s.saved_column_counts, counts_of(s));
+    s.value = value_from_scratch(s, s.design, s.coincidence);
     return s.value;
 }
 
@@ -95,12 +110,10 @@ static void a2_setup(run_context* ctx, const double* const* design, std::uint32_
         s.level_sum = wrap_add(s.level_sum, level_counts[k]);
     }
     s.design = double_matrix_alloc(ctx, s.rows, factors);
-    s.saved_design = double_matrix_alloc(ctx, s.free_rows, factors);
     s.coincidence = int_matrix_alloc(ctx, s.rows, s.rows);
-    s.saved_column_rows = int_matrix_alloc(ctx, s.free_rows, s.rows);
-    s.saved_column_fixed = int_matrix_alloc(ctx, s.fixed_rows, s.free_rows);
-    s.saved_design_rows = int_matrix_alloc(ctx, s.free_rows, s.rows);
-    s.saved_design_fixed = int_matrix_alloc(ctx, s.fixed_rows, s.free_rows);
+    s.column = static_cast<double*>(
+        tracked_alloc(ctx, static_cast<std::size_t>(s.rows) * static_cast<std::size_t>(factors) * sizeof(double)));
+    s.change = int_vector_alloc(ctx, s.rows);
     s.saved_column = double_vector_alloc(ctx, s.free_rows);
     s.rows_squared = wrap_mul(s.rows, s.rows);
     a2_evaluate(ctx, design);
@@ -109,122 +122,117 @@ static void a2_setup(run_context* ctx, const double* const* design, std::uint32_
 static void a2_release(run_context* ctx)
 {
     a2_state& s = *ctx->a2;
-    if (s.level_weight != nullptr)
-        vector_free(ctx, s.level_weight);
-    if (s.saved_column != nullptr)
-        vector_free(ctx, s.saved_column);
+    const auto free_block = [ctx](void* block) {
+        if (block != nullptr)
+            tracked_free(ctx, block);
+    };
+    free_block(s.level_weight);
+    free_block(s.saved_column);
+    free_block(s.column);
+    free_block(s.change);
+    free_block(s.saved_design_counts);
     matrix_free(ctx, s.design);
     matrix_free(ctx, s.saved_design);
-    for (std::int32_t** m : {s.coincidence, s.saved_column_rows, s.saved_column_fixed, s.saved_design_rows,
-                             s.saved_design_fixed})
-        matrix_free(ctx, m);
+    matrix_free(ctx, s.coincidence);
+    snapshot_release(ctx, s.saved_column_counts);
+    const a2_kernels* kernels = s.kernels;
     s = {};
+    s.kernels = kernels;
 }
 
-/// Change of the coincidences of a row that holds y when another row's entry goes from x_old to x_new.
-static std::int32_t count_change(const a2_state& s, std::int32_t k, double y, double x_old, double x_new)
+/// Reads a column into the scratch column.
+static void read_column(const a2_state& s, std::int32_t k)
 {
-    const std::int32_t before = equal_entries(y, x_old) ? s.level_weight[k] : 0;
-    const std::int32_t after = equal_entries(y, x_new) ? s.level_weight[k] : 0;
-    return wrap_sub(after, before);
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        s.column[r] = s.design[r][k];
 }
 
-/// Gives the pair its new count and square; returns the change of the square.
+/// Fills s.change for an exchange of rows a and b of the scratch column; the pair of both keeps its coincidences.
+static void describe_exchange(const a2_state& s, std::int32_t k, std::int32_t a, std::int32_t b)
+{
+    s.kernels->count_changes(s.rows, s.column, s.column[a], s.column[b], s.level_weight[k], s.change);
+    s.change[a] = s.change[b] = 0;
+}
+
+/// Gives the pair its new count; returns the change of the square.
 static std::int32_t update_pair(const a2_state& s, std::int32_t r, std::int32_t d, std::int32_t change)
 {
-    std::int32_t& count = count_cell(s, r, d);
-    std::int32_t& square = square_cell(s, r, d);
-    count = wrap_add(count, change);
-    const std::int32_t before = square;
-    square = wrap_mul(count, count);
-    return wrap_sub(square, before);
+    const std::int32_t before = s.coincidence[d][r];
+    const std::int32_t count = wrap_add(before, change);
+    s.coincidence[d][r] = s.coincidence[r][d] = count;
+    return wrap_sub(square_of(count), square_of(before));
+}
+
+static void keep_rows(run_context* ctx, std::int32_t count, const std::int32_t* rows)
+{
+    a2_state& s = *ctx->a2;
+    snapshot_keep_rows(ctx, s.saved_column_counts, counts_of(s), count, rows);
+}
+
+/// The changes of single cells are 32-bit, and fewer than 2^21 of them have a sum below 2^53: their sum in doubles has
+/// no rounding, so that it may be made of integers.
+static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
+{
+    const a2_state& s = *ctx->a2;
+    if (equal_entries(s.design[a][k], s.design[b][k]))
+        return s.value;
+    read_column(s, k);
+    describe_exchange(s, k, a, b);
+    const std::int64_t change = s.kernels->square_changes(s.rows, s.coincidence[a], s.coincidence[b], s.change);
+    return s.value + static_cast<double>(change) / s.rows_squared;
+}
+
+/// The exchange without the value: the 32-bit change of the sum of squares; changed tells whether any entries differed.
+static std::int32_t exchange_entries(const a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
+                                     const std::int32_t* rows_b, bool& changed)
+{
+    std::int32_t change = 0;
+    for (std::int32_t t = 0; t < count; ++t) {
+        const std::int32_t a = rows_a[t];
+        const std::int32_t b = rows_b[t];
+        if (!equal_entries(s.design[a][k], s.design[b][k])) {
+            changed = true;
+            read_column(s, k);
+            describe_exchange(s, k, a, b);
+            for (std::int32_t r = 0; r < s.rows; ++r) {
+                if (s.change[r] == 0)
+                    continue;
+                change = wrap_add(change, update_pair(s, r, a, s.change[r]));
+                change = wrap_add(change, update_pair(s, r, b, wrap_sub(0, s.change[r])));
+            }
+        }
+        std::swap(s.design[a][k], s.design[b][k]);
+    }
+    return change;
+}
+
+static double value_after(const a2_state& s, std::int32_t change, bool changed)
+{
+    return changed ? s.value + static_cast<double>(change) / s.rows_squared : s.value;
 }
 
 static double a2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                              const std::int32_t* rows_b)
 {
     a2_state& s = *ctx->a2;
-    std::int32_t change = 0;
+    keep_rows(ctx, count, rows_a);
+    keep_rows(ctx, count, rows_b);
     bool changed = false;
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t a = rows_a[t];
-        const std::int32_t b = rows_b[t];
-        const double xa = s.design[a][k];
-        const double xb = s.design[b][k];
-        if (!equal_entries(xa, xb)) {
-            changed = true;
-            for (std::int32_t r = 0; r < s.rows; ++r) {
-                if (r == a || r == b)
-                    continue;
-                const std::int32_t delta = count_change(s, k, s.design[r][k], xa, xb);
-                change = wrap_add(change, update_pair(s, r, a, delta));
-                change = wrap_add(change, update_pair(s, r, b, wrap_sub(0, delta)));
-            }
-        }
-        std::swap(s.design[a][k], s.design[b][k]);
-    }
-    if (changed)
-        s.value += static_cast<double>(change) / s.rows_squared;
+    const std::int32_t change = exchange_entries(s, k, count, rows_a, rows_b, changed);
+    s.value = value_after(s, change, changed);
     return s.value;
 }
 
-static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
-{
-    const a2_state& s = *ctx->a2;
-    const double xa = s.design[a][k];
-    const double xb = s.design[b][k];
-    if (equal_entries(xa, xb))
-        return s.value;
-    const auto square_change = [&s](std::int32_t r, std::int32_t d, std::int32_t change) {
-        const std::int32_t count = wrap_add(count_cell(s, r, d), change);
-        return static_cast<double>(wrap_sub(wrap_mul(count, count), square_cell(s, r, d)));
-    };
-    double change = 0.0;
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        if (r == a || r == b)
-            continue;
-        const std::int32_t delta = count_change(s, k, s.design[r][k], xa, xb);
-        change += square_change(r, a, delta) + square_change(r, b, wrap_sub(0, delta));
-    }
-    return s.value + change / s.rows_squared;
-}
-
-/// Keeps column and row d of the coincidence matrix in two lines.
-static void keep_lines(const a2_state& s, std::int32_t d, std::int32_t* column, std::int32_t* row)
-{
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        column[r] = s.coincidence[r][d];
-    std::memcpy(row, s.coincidence[d], bits_u32(s.rows) * sizeof(std::int32_t));
-}
-
-static void put_lines_back(const a2_state& s, std::int32_t d, const std::int32_t* column, const std::int32_t* row)
-{
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        s.coincidence[r][d] = column[r];
-    std::memcpy(s.coincidence[d], row, bits_u32(s.rows) * sizeof(std::int32_t));
-}
-
+/// Undoing an exchange by itself is exact: integers, and the entries as they were.
 static double a2_try_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                            const std::int32_t* rows_b)
 {
-    a2_state& s = *ctx->a2;
-    if (count < 1)
-        return s.value;
-    std::int32_t** kept = int_matrix_alloc(ctx, wrap_mul(4, count), s.rows);
-    for (std::int32_t t = 0; t < count; ++t) {
-        keep_lines(s, rows_a[t], kept[4 * t], kept[4 * t + 1]);
-        keep_lines(s, rows_b[t], kept[4 * t + 2], kept[4 * t + 3]);
-    }
-    const double value = s.value;
-    const double result = a2_apply_swaps(ctx, k, count, rows_a, rows_b);
-    s.value = value;
-    for (std::int32_t t = 0; t < count; ++t) {
-        put_lines_back(s, rows_a[t], kept[4 * t], kept[4 * t + 1]);
-        put_lines_back(s, rows_b[t], kept[4 * t + 2], kept[4 * t + 3]);
-        std::swap(s.design[rows_a[t]][k], s.design[rows_b[t]][k]);
-    }
-    matrix_free(ctx, kept);
-    return result;
+    const a2_state& s = *ctx->a2;
+    bool changed = false;
+    const std::int32_t change = exchange_entries(s, k, count, rows_a, rows_b, changed);
+    for (std::int32_t t = count - 1; t >= 0; --t)
+        exchange_entries(s, k, 1, rows_a + t, rows_b + t, changed);
+    return value_after(s, change, changed);
 }
 
 /// The entries that the source rows hold.
@@ -236,74 +244,59 @@ static double* take_entries(run_context* ctx, std::int32_t k, std::int32_t count
     return taken;
 }
 
+/// Gives rows_dst the taken entries one after the other; returns and tells as exchange_entries.
+static std::int32_t move_entries(const a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
+                                 const double* taken, bool& changed)
+{
+    read_column(s, k);
+    std::int32_t change = 0;
+    for (std::int32_t t = 0; t < count; ++t) {
+        const std::int32_t d = rows_dst[t];
+        if (!equal_entries(s.column[d], taken[t])) {
+            changed = true;
+            s.kernels->count_changes(s.rows, s.column, s.column[d], taken[t], s.level_weight[k], s.change);
+            for (std::int32_t r = 0; r < s.rows; ++r)
+                if (r != d && s.change[r] != 0)
+                    change = wrap_add(change, update_pair(s, r, d, s.change[r]));
+        }
+        s.column[d] = s.design[d][k] = taken[t];
+    }
+    return change;
+}
+
 static double a2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                              const std::int32_t* rows_src)
 {
     a2_state& s = *ctx->a2;
     if (count < 1)
         return s.value;
+    keep_rows(ctx, count, rows_dst);
     double* taken = take_entries(ctx, k, count, rows_src);
-    std::int32_t change = 0;
     bool changed = false;
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t d = rows_dst[t];
-        const double xd = s.design[d][k];
-        if (!equal_entries(xd, taken[t])) {
-            changed = true;
-            for (std::int32_t r = 0; r < s.rows; ++r)
-                if (r != d)
-                    change =
-                        wrap_add(change, update_pair(s, r, d, count_change(s, k, s.design[r][k], xd, taken[t])));
-        }
-        s.design[d][k] = taken[t];
-    }
+    const std::int32_t change = move_entries(s, k, count, rows_dst, taken, changed);
     vector_free(ctx, taken);
-    if (changed)
-        s.value += static_cast<double>(change) / s.rows_squared;
+    s.value = value_after(s, change, changed);
     return s.value;
 }
 
+/// The destinations are a permutation of the sources, so that giving the destinations back what they held, the last
+/// first, undoes every step. Equality of entries is not transitive: what a step left alone, its undoing leaves alone.
 static double a2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                            const std::int32_t* rows_src)
 {
-    a2_state& s = *ctx->a2;
+    const a2_state& s = *ctx->a2;
     if (count < 1)
         return s.value;
     double* taken = take_entries(ctx, k, count, rows_src);
-    std::int32_t** kept = int_matrix_alloc(ctx, wrap_mul(2, count), s.rows);
-    for (std::int32_t t = 0; t < count; ++t)
-        keep_lines(s, rows_dst[t], kept[2 * t], kept[2 * t + 1]);
-    const double value = s.value;
-    const double result = a2_apply_moves(ctx, k, count, rows_dst, rows_src);
-    s.value = value;
-    for (std::int32_t t = 0; t < count; ++t) {
-        s.design[rows_src[t]][k] = taken[t];
-        put_lines_back(s, rows_dst[t], kept[2 * t], kept[2 * t + 1]);
-    }
-    matrix_free(ctx, kept);
+    double* held = take_entries(ctx, k, count, rows_dst);
+    bool changed = false;
+    const std::int32_t change = move_entries(s, k, count, rows_dst, taken, changed);
+    bool undone = false;
+    for (std::int32_t t = count - 1; t >= 0; --t)
+        move_entries(s, k, 1, rows_dst + t, held + t, undone);
+    vector_free(ctx, held);
     vector_free(ctx, taken);
-    return result;
-}
-
-/// Copies the matrix cells that belong to the free rows into a snapshot.
-static void save_coincidences(const a2_state& s, std::int32_t** lines, std::int32_t** fixed)
-{
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
-        const std::int32_t r = s.fixed_rows + f;
-        std::memcpy(lines[f], s.coincidence[r], bits_u32(s.rows) * sizeof(std::int32_t));
-        for (std::int32_t i = 0; i < s.fixed_rows; ++i)
-            fixed[i][f] = s.coincidence[i][r];
-    }
-}
-
-static void restore_coincidences(const a2_state& s, std::int32_t* const* lines, std::int32_t* const* fixed)
-{
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
-        const std::int32_t r = s.fixed_rows + f;
-        std::memcpy(s.coincidence[r], lines[f], bits_u32(s.rows) * sizeof(std::int32_t));
-        for (std::int32_t i = 0; i < s.fixed_rows; ++i)
-            s.coincidence[i][r] = fixed[i][f];
-    }
+    return value_after(s, change, changed);
 }
 
 static void a2_save_column(run_context* ctx, std::int32_t k)
@@ -312,7 +305,7 @@ static void a2_save_column(run_context* ctx, std::int32_t k)
     s.saved_column_value = s.value;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         s.saved_column[f] = s.design[s.fixed_rows + f][k];
-    save_coincidences(s, s.saved_column_rows, s.saved_column_fixed);
+    snapshot_take(s.saved_column_counts);
 }
 
 static void a2_restore_column(run_context* ctx, std::int32_t k)
@@ -321,39 +314,34 @@ static void a2_restore_column(run_context* ctx, std::int32_t k)
     s.value = s.saved_column_value;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         s.design[s.fixed_rows + f][k] = s.saved_column[f];
-    restore_coincidences(s, s.saved_column_rows, s.saved_column_fixed);
+    snapshot_restore(s.saved_column_counts, counts_of(s));
 }
 
 static void a2_save_design(run_context* ctx)
 {
     a2_state& s = *ctx->a2;
+    if (s.saved_design == nullptr)
+        s.saved_design = double_matrix_alloc(ctx, s.free_rows, s.factors);
     s.saved_design_value = s.value;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         std::memcpy(s.saved_design[f], s.design[s.fixed_rows + f], bits_u32(s.factors) * sizeof(double));
-    save_coincidences(s, s.saved_design_rows, s.saved_design_fixed);
+    pack_table(ctx, counts_of(s), s.saved_design_counts);
 }
 
 static void a2_restore_design(run_context* ctx)
 {
     a2_state& s = *ctx->a2;
+    snapshot_keep_all(ctx, s.saved_column_counts, counts_of(s));
     s.value = s.saved_design_value;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         std::memcpy(s.design[s.fixed_rows + f], s.saved_design[f], bits_u32(s.factors) * sizeof(double));
-    restore_coincidences(s, s.saved_design_rows, s.saved_design_fixed);
+    unpack_table(counts_of(s), s.saved_design_counts);
 }
 
 static double a2_value_of(run_context* ctx, const double* const* design)
 {
     const a2_state& s = *ctx->a2;
-    const double* const* rows = design != nullptr ? design : s.design;
-    double sum = constant_part(s);
-    for (std::int32_t i = 0; i < s.rows; ++i) {
-        for (std::int32_t j = i + 1; j < s.rows; ++j) {
-            const std::int32_t c = coincidences(s, rows[i], rows[j]);
-            sum += wrap_mul(c, c);
-        }
-    }
-    return sum / s.rows_squared;
+    return value_from_scratch(s, design != nullptr ? design : s.design, nullptr);
 }
 
 static void a2_copy_saved_design(run_context* ctx, double** out)

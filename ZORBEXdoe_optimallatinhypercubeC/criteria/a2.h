@@ -7,24 +7,28 @@
 /// Integers are 32-bit and wrap for very large designs; that is part of the behaviour.
 #pragma once
 
+#include "criteria/simd/a2_kernels.h"
+#include "criteria/symmetric_snapshot.h"
 #include "entry/run_context.h"
 
 #include <cstdint>
 
+/// Memory: one table of n^2 32-bit integers, and half of one for each snapshot that needs it.
 struct a2_state {
     double** design;       ///< [rows x factors] working design
-    double** saved_design; ///< [free rows x factors]
+    double** saved_design; ///< [free rows x factors]; null before the first save
     double value;
     const double* weights; ///< [factors] not owned: a weight above 1e-15 makes a factor active
     double* saved_column;  ///< [free rows]
     double saved_column_value;
     double saved_design_value;
-    std::int32_t** coincidence; ///< [rows x rows] i < j: [i][j] = c(i, j), [j][i] = c(i, j)^2
-    std::int32_t** saved_column_rows;  ///< [free rows x rows]
-    std::int32_t** saved_column_fixed; ///< [fixed rows x free rows], null without fixed rows
-    std::int32_t** saved_design_rows;  ///< [free rows x rows]
-    std::int32_t** saved_design_fixed; ///< [fixed rows x free rows], null without fixed rows
+    std::int32_t** coincidence; ///< [rows x rows] c(i, j), symmetric; the diagonal holds nothing
+    double* column;             ///< [factors x rows] scratch: columns of the design
+    std::int32_t* change;       ///< [rows] scratch: what an exchange adds to the coincidences of its first row
+    table_snapshot<std::int32_t> saved_column_counts;
+    std::int32_t* saved_design_counts; ///< packed; null before the first save
     std::int32_t* level_weight;        ///< [factors] level count of an active factor, else 0
+    const a2_kernels* kernels;         ///< the variant in force
     std::int32_t factors;
     std::int32_t fixed_rows;
     std::int32_t free_rows;
