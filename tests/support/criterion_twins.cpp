@@ -1,0 +1,59 @@
+#include "support/criterion_twins.h"
+
+#include "criteria/criterion.h"
+#include "numeric/index_sort.h"
+
+static const criterion_ops& fast_criterion(int id)
+{
+    const criterion_ops* all[] = {&entropy_ops, &phip_ops, &cd2_ops, &a2_ops};
+    return *all[id];
+}
+
+criterion_twins::criterion_twins(const table& design, const twin_case& how)
+    : design_(design), how_(how), weights_(how.weights), fast_ops_(&fast_criterion(how.criterion_id)),
+      plain_ops_(optdoe_plain_library()->criteria[how.criterion_id])
+{
+    if (weights_.empty())
+        weights_.assign(static_cast<std::size_t>(design.columns()), 1.0);
+    if (how_.levels.empty())
+        how_.levels.assign(static_cast<std::size_t>(design.columns()), design.rows());
+    optdoe_plain_library()->slots_open(&plain_, plain_host_.env(), plain_host_.self());
+}
+
+criterion_twins::~criterion_twins() { optdoe_plain_library()->slots_close(&plain_); }
+
+void criterion_twins::setup()
+{
+    criterion_options options{};
+    options.criterion_id = static_cast<std::int8_t>(how_.criterion_id);
+    options.factor_weights = weights_.data();
+    options.params.param_count_1 = static_cast<std::int32_t>(how_.params_1.size());
+    options.params.param_count_2 = static_cast<std::int32_t>(how_.params_2.size());
+    options.params.param_list_1 = how_.params_1.empty() ? nullptr : how_.params_1.data();
+    options.params.param_list_2 = how_.params_2.empty() ? nullptr : how_.params_2.data();
+    const auto fixed = static_cast<std::uint32_t>(how_.fixed_rows);
+    const std::uint32_t free = static_cast<std::uint32_t>(design_.rows()) - fixed;
+    fast()->criterion->criterion_id = options.criterion_id;
+    fast_ops_->setup(fast(), design_.data(), free, fixed, design_.columns(), options, how_.levels.data());
+    plain_ops_->setup(plain(), design_.data(), free, fixed, design_.columns(), options, how_.levels.data());
+}
+
+criterion_twins::best criterion_twins::fast_best_swap(int column, const std::vector<std::int32_t>& a,
+                                                      const std::vector<std::int32_t>& b)
+{
+    best found{};
+    found.position = crit_best_swap(fast(), column, static_cast<std::int32_t>(a.size()), a.data(), b.data(),
+                                    &found.value);
+    return found;
+}
+
+criterion_twins::best criterion_twins::plain_best_swap(int column, const std::vector<std::int32_t>& a,
+                                                       const std::vector<std::int32_t>& b)
+{
+    std::vector<double> values;
+    std::vector<std::int32_t> order(a.size());
+    for (std::size_t t = 0; t < a.size(); ++t)
+        values.push_back(plain_ops_->try_swap(plain(), column, a[t], b[t]));
+    indexx_double(fast(), static_cast<std::uint32_t>(a.size()), values.data(), order.data());
+    return {order[0], values[static_cast<std::size_t>(order[0])]};
+}
