@@ -1,0 +1,169 @@
+// Operations of the criteria, with the plain form measured in the same run: names are criterion/operation/form/n.
+#include "criteria/criterion.h"
+#include "entry/run_slots.h"
+#include "numeric/index_sort.h"
+#include "reference/plain/plain_library.h"
+#include "support/designs.h"
+
+#include "embedded_host.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int factors = 10;
+constexpr std::size_t candidates = 50;
+constexpr int refresh_interval = 41; // moves between two evaluations, as in the search
+
+const criterion_ops* const fast_criteria[] = {&entropy_ops, &phip_ops, &cd2_ops, &a2_ops};
+
+/// One criterion, set up on a random design of the kind that its runs start from.
+class subject {
+public:
+    subject(int id, bool plain, int n)
+        : plain_(plain), ops_(plain ? *optdoe_plain_library()->criteria[id] : *fast_criteria[id])
+    {
+        plain_ ? optdoe_plain_library()->slots_open(&ctx_, host_.env(), host_.self())
+               : run_slots_open(&ctx_, host_.env(), host_.self());
+        run_slots_open(&helper_, host_.env(), host_.self());
+        table design = id == 3 ? random_levels(n, factors, random_, n / 5) : random_levels(n, factors, random_);
+        for (int i = 0; i < n && id != 3; ++i)
+            for (int j = 0; j < factors; ++j)
+                design[i][j] = id == 2 ? (design[i][j] - 0.5) / n : (design[i][j] - 1.0) / (n - 1);
+        criterion_options options{};
+        options.criterion_id = static_cast<std::int8_t>(id);
+        options.factor_weights = weights_.data();
+        const std::vector<std::int32_t> levels(factors, id == 3 ? 5 : n);
+        ctx_.criterion->criterion_id = options.criterion_id;
+        ops_.setup(&ctx_, design.data(), static_cast<std::uint32_t>(n), 0, factors, options, levels.data());
+        draw_candidates(n);
+    }
+    ~subject()
+    {
+        plain_ ? optdoe_plain_library()->slots_close(&ctx_) : run_slots_close(&ctx_);
+        run_slots_close(&helper_);
+    }
+
+    /// The next column and its candidate pairs, which were drawn beforehand.
+    void next_candidates()
+    {
+        drawn_ = (drawn_ + 1) % draws;
+        column_ = static_cast<std::int32_t>(drawn_ % factors);
+        rows_a_ = first_.data() + drawn_ * candidates;
+        rows_b_ = second_.data() + drawn_ * candidates;
+    }
+    double single() { return ops_.try_swap(&ctx_, column_, rows_a_[0], rows_b_[0]); }
+    std::int32_t best()
+    {
+        constexpr auto count = static_cast<std::int32_t>(candidates);
+        double value = 0.0;
+        if (!plain_)
+            return crit_best_swap(&ctx_, column_, count, rows_a_, rows_b_, &value);
+        double values[candidates];
+        std::int32_t order[candidates];
+        for (std::size_t t = 0; t < candidates; ++t)
+            values[t] = ops_.try_swap(&ctx_, column_, rows_a_[t], rows_b_[t]);
+        indexx_double(&helper_, candidates, values, order);
+        return order[0];
+    }
+    void commit(std::int32_t t)
+    {
+        const auto at = static_cast<std::size_t>(t);
+        ops_.apply_swaps(&ctx_, column_, 1, &rows_a_[at], &rows_b_[at]);
+    }
+    void save() { ops_.save_column(&ctx_, column_); }
+    void restore() { ops_.restore_column(&ctx_, column_); }
+    void evaluate() { ops_.evaluate(&ctx_, nullptr); }
+
+    /// A column move as the search makes it; every other one is taken back.
+    void move()
+    {
+        next_candidates();
+        save();
+        commit(best());
+        if (++moves_ % 2 == 0)
+            restore();
+        if (moves_ % refresh_interval == 0)
+            evaluate();
+    }
+
+private:
+    static constexpr std::size_t draws = 97;
+
+    void draw_candidates(int n)
+    {
+        for (std::size_t t = 0; t < draws * candidates; ++t) {
+            first_.push_back(random_.below(n));
+            second_.push_back((first_.back() + 1 + random_.below(n - 1)) % n);
+        }
+    }
+
+    bool plain_;
+    const criterion_ops& ops_;
+    embedded_host host_;
+    run_context ctx_{};
+    run_context helper_{}; // for the index sort of the plain form's move
+    random_stream random_{11};
+    std::vector<double> weights_ = std::vector<double>(factors, 1.0);
+    std::int32_t column_ = 0;
+    std::vector<std::int32_t> first_;
+    std::vector<std::int32_t> second_;
+    std::size_t drawn_ = 0;
+    const std::int32_t* rows_a_ = nullptr;
+    const std::int32_t* rows_b_ = nullptr;
+    int moves_ = 0;
+};
+
+template <class Body>
+void add(int id, const char* operation, bool plain, int n, Body body)
+{
+    const std::string name = std::string(fast_criteria[id]->name) + '/' + operation + '/' + (plain ? "plain" : "fast") +
+                             '/' + std::to_string(n);
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        subject s(id, plain, n);
+        s.next_candidates();
+        for (auto _ : state)
+            body(s);
+    })->Unit(benchmark::kMicrosecond);
+}
+
+void add_operations(int id, bool plain, int n)
+{
+    add(id, "move", plain, n, [](subject& s) { s.move(); });
+    add(id, "single_trial", plain, n, [](subject& s) {
+        s.next_candidates();
+        benchmark::DoNotOptimize(s.single());
+    });
+    add(id, "best_of_50", plain, n, [](subject& s) {
+        s.next_candidates();
+        benchmark::DoNotOptimize(s.best());
+    });
+    add(id, "commit", plain, n, [](subject& s) { s.commit(0); });
+    add(id, "save_restore", plain, n, [](subject& s) {
+        s.save();
+        s.commit(0);
+        s.restore();
+    });
+    add(id, "evaluate", plain, n, [](subject& s) { s.evaluate(); });
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    for (int id = 0; id < 4; ++id)
+        for (const int n : {20, 50, 100, 200, 500, 1000, 2000})
+            for (const bool plain : {true, false})
+                if (id != 0 || !plain || n <= 500) // the plain entropy takes seconds a trial beyond
+                    add_operations(id, plain, n);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
