@@ -10,7 +10,7 @@ set -euo pipefail
 # shellcheck source=scripts/setup.sh
 source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/scripts/setup.sh"
 
-program=java # what runs without --jvm: `java`, or `native` for the program in cli/, which needs no JDK
+program=native # what runs without --jvm: `java`, or `native` for the program in cli/, which needs no JDK
 if [[ ${1-} == --jvm ]]; then
     program=java
     shift

@@ -15,11 +15,19 @@
 #include <cmath>
 #include <cstring>
 
+constexpr kernel_variants<phip_kernels> phip_kernel_variants{
+    &phip_kernels_baseline,
+#if defined(__x86_64__)
+    &phip_kernels_avx2,
+    &phip_kernels_avx512,
+#endif
+};
+
 void phip_open(run_context* ctx)
 {
     open_plain_record(ctx->phip);
     if (ctx->phip != nullptr)
-        ctx->phip->tables.kernels = &phip_kernels_of_machine();
+        ctx->phip->tables.kernels = best_variant(phip_kernel_variants);
 }
 
 void phip_close(run_context* ctx) { close_plain_record(ctx->phip); }

@@ -40,5 +40,5 @@ runtime=$(nm --undefined-only "$static" | grep -E '__gxx_personality|_Unwind_|__
 [ -z "$runtime" ] || fail "C++ run-time symbols: $runtime"
 [ "$(nm --undefined-only "$static" | grep -cE ' malloc$')" -gt 0 ] || fail "nm did not list the static library"
 
-[ $failed -eq 0 ] && echo "two exported symbols; needs $(echo $needed), GLIBC_$highest; no C++ run-time"
+[ $failed -eq 0 ] && echo "two exported symbols; needs $(printf %s "$needed" | tr "\n" " "), GLIBC_$highest; no C++ run-time"
 exit $failed

@@ -11,6 +11,12 @@
 enum class instruction_set { baseline, avx2, avx512 };
 inline constexpr std::size_t instruction_set_count = 3;
 
+/// Number of sets that may be chosen; a test of the narrower ones builds with fewer.
+#ifndef OPTDOE_INSTRUCTION_SETS
+#define OPTDOE_INSTRUCTION_SETS 3
+#endif
+static_assert(OPTDOE_INSTRUCTION_SETS >= 1 && OPTDOE_INSTRUCTION_SETS <= instruction_set_count);
+
 /// Kernel records of one criterion, indexed by instruction set; null where the build has no such variant.
 template <class Kernels>
 using kernel_variants = std::array<const Kernels*, instruction_set_count>;
@@ -27,11 +33,11 @@ inline bool machine_has(instruction_set set)
     }
 }
 
-/// The last variant that the build has and the machine runs.
+/// The last variant that the build has, allows and the machine runs.
 template <class Kernels>
 const Kernels* best_variant(const kernel_variants<Kernels>& variants)
 {
-    for (std::size_t set = instruction_set_count; set-- > 0;)
+    for (std::size_t set = OPTDOE_INSTRUCTION_SETS; set-- > 0;)
         if (variants[set] != nullptr && machine_has(static_cast<instruction_set>(set)))
             return variants[set];
     return nullptr;

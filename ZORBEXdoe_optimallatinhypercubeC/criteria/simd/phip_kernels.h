@@ -8,6 +8,7 @@
 #pragma once
 
 #include "criteria/distance.h"
+#include "criteria/simd/kernel_variants.h"
 
 #include <cstdint>
 
@@ -30,7 +31,7 @@ struct grid_cache {
 };
 
 struct phip_kernels {
-    const char* isa;
+    const char* name;
     double estimate_error; ///< of a term in the two estimates below, relative
 
     /// Distances of a point to every row: sum over the factors in ascending order.
@@ -79,5 +80,5 @@ struct phip_kernels {
 
 extern const phip_kernels phip_kernels_baseline, phip_kernels_avx2, phip_kernels_avx512;
 
-/// The widest variant that this machine runs.
-const phip_kernels& phip_kernels_of_machine();
+/// What this build has.
+extern const kernel_variants<phip_kernels> phip_kernel_variants;

@@ -1,6 +1,7 @@
-// The kernels in vector form. ISA_NAME, LANES and KERNELS are set by the file that includes this one. Vectors are the
+// The kernels in vector form. NAME, LANES and KERNELS are set by the file that includes this one. Vectors are the
 // compiler's own; each operation on them is one IEEE operation a lane, and nothing is fused (-ffp-contract=off).
 
+#include "criteria/simd/lanes.h"
 #include "criteria/simd/phip_kernels.h"
 
 #include <cstring>
@@ -11,17 +12,8 @@
 
 namespace {
 
-typedef double lanes __attribute__((vector_size(LANES * sizeof(double))));
-typedef long long mask __attribute__((vector_size(LANES * sizeof(double))));
-
-inline lanes load(const double* from)
-{
-    lanes v;
-    std::memcpy(&v, from, sizeof v);
-    return v;
-}
-
-inline void store(double* to, lanes v) { std::memcpy(to, &v, sizeof v); }
+using lanes = vec;
+using mask = vec_bits;
 
 inline lanes all(double x) { return x - lanes{}; }
 
@@ -29,11 +21,6 @@ inline lanes smaller(lanes x, lanes y) { return x < y ? x : y; }
 
 /// max(0, x) of the library's definition: 0 unless x is greater.
 inline lanes at_least_zero(lanes x) { return x > lanes{} ? x : lanes{}; }
-
-inline lanes magnitude(lanes x)
-{
-    return reinterpret_cast<lanes>(reinterpret_cast<mask>(x) & 0x7FFFFFFFFFFFFFFFLL);
-}
 
 template <distance_kind kind>
 inline lanes part(lanes u)
@@ -78,17 +65,6 @@ inline lanes term_estimate(lanes distance, std::uint32_t p, lanes floor)
     return distance < floor ? all(1e200) : reciprocal_estimate(power(distance, p));
 }
 
-/// Sum of the lanes, half by half.
-inline double horizontal_sum(lanes v)
-{
-    double lane[LANES];
-    store(lane, v);
-    for (int half = LANES / 2; half > 0; half /= 2)
-        for (int i = 0; i < half; ++i)
-            lane[i] += lane[i + half];
-    return lane[0];
-}
-
 /// The estimates of four blocks of distances, added up; the four powers go side by side.
 inline double sum_of_estimates(std::uint32_t p, double floor, lanes w, lanes x, lanes y, lanes z)
 {
@@ -114,7 +90,7 @@ inline double sum_of_estimates(std::uint32_t p, double floor, lanes w, lanes x, 
     }
     const lanes least = all(floor);
     const lanes capped = all(1e200);
-    return horizontal_sum(((w < least ? capped : reciprocal_estimate(pw)) + (x < least ? capped : reciprocal_estimate(px))) +
+    return sum_of_lanes(((w < least ? capped : reciprocal_estimate(pw)) + (x < least ? capped : reciprocal_estimate(px))) +
                           ((y < least ? capped : reciprocal_estimate(py)) + (z < least ? capped : reciprocal_estimate(pz))));
 }
 
@@ -253,7 +229,7 @@ double sum_of(std::int32_t p, double floor, std::int32_t stride, const exchange_
         sum_a += term_estimate(at_least_zero(new_a), n, all(floor));
         sum_b += term_estimate(at_least_zero(new_b), n, all(floor));
     }
-    return horizontal_sum(sum_a + sum_b);
+    return sum_of_lanes(sum_a + sum_b);
 }
 
 double sum_after_exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
@@ -288,7 +264,7 @@ double sum(std::int32_t stride, const double* line)
     lanes total{};
     for (std::int32_t r = 0; r < stride; r += LANES)
         total += load(line + r);
-    return horizontal_sum(total);
+    return sum_of_lanes(total);
 }
 
 /// x rounded to the grid, for 0 <= x < limit: adding 3 limit brings the last bit of the sum to the grid's step.
@@ -354,12 +330,12 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
     bool fits = true;
     for (int lane = 0; lane < LANES; ++lane)
         fits = fits && largest[lane] < limit;
-    *sum = horizontal_sum(total);
-    *ties = fits && *sum < 4.0 * limit ? horizontal_sum(tie_count) : infinity;
+    *sum = sum_of_lanes(total);
+    *ties = fits && *sum < 4.0 * limit ? sum_of_lanes(tie_count) : infinity;
 }
 
 } // namespace
 
 constexpr phip_kernels KERNELS{
-    ISA_NAME, estimate_error, distances, terms, exchange, bound_exchanges, sum_after_exchange, move, sum, replace_terms, grid_sum,
+    NAME, estimate_error, distances, terms, exchange, bound_exchanges, sum_after_exchange, move, sum, replace_terms, grid_sum,
 };

@@ -1,4 +1,4 @@
-#define ISA_NAME "baseline"
-#define LANES 2
+#define NAME "baseline"
 #define KERNELS phip_kernels_baseline
+#define LANES 2
 #include "criteria/simd/phip_kernels.inl"
