@@ -26,7 +26,6 @@
 
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation
-constexpr double infinity = __builtin_inf();
 
 static std::int32_t all_by_trial(run_context* ctx, std::int32_t column, std::int32_t count,
                                  const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)

@@ -9,82 +9,89 @@
 
 constexpr std::int32_t insertion_span = 7; ///< of the index sort
 
-// A place holds a key, whether it has copies, and its index: comparing places compares keys first.
-constexpr std::int64_t copies_flag = std::int64_t{1} << 31;
-
-static std::int32_t key_of(std::int64_t place) { return static_cast<std::int32_t>(place >> 32); }
-
-static std::int32_t index_of(std::int64_t place) { return static_cast<std::int32_t>(place & 0x7FFFFFFF); }
-
-static std::int32_t has_copies(std::int64_t place) { return static_cast<std::int32_t>(place >> 31 & 1); }
-
-static void release_scratch(run_context* ctx, repeated_keys_scratch& s)
+void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
 {
-    for (std::int32_t** v : {&s.from_left, &s.from_right, &s.table}) {
+    for (std::int32_t** v : {&s.keys, &s.indices, &s.from_left, &s.from_right}) {
         if (*v != nullptr)
             vector_free(ctx, *v);
         *v = nullptr;
     }
-    aligned_free_doubles(ctx, reinterpret_cast<double*>(s.places));
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(s.set));
     s = {};
 }
 
-void repeated_keys_release(run_context* ctx, repeated_keys_scratch& scratch) { release_scratch(ctx, scratch); }
-
-static void reserve(run_context* ctx, repeated_keys_scratch& s, std::int32_t count)
+static void reserve(run_context* ctx, repeated_keys_scratch& s, std::int32_t count, std::int32_t bound)
 {
-    if (count <= s.capacity)
+    if (count <= s.capacity && bound <= s.bound)
         return;
-    release_scratch(ctx, s);
-    s.places = reinterpret_cast<std::int64_t*>(aligned_alloc_doubles(ctx, bits_u32(count)));
-    s.from_left = int_vector_alloc(ctx, count);
-    s.from_right = int_vector_alloc(ctx, count);
-    s.table_size = 64;
-    while (s.table_size / 4 < count && s.table_size < (1 << 30))
-        s.table_size *= 2;
-    s.table = int_vector_alloc(ctx, s.table_size);
-    s.base = 1;
-    s.capacity = count;
+    const std::int32_t capacity = std::max(count, s.capacity);
+    const std::int32_t keys = std::max(bound, s.bound);
+    repeated_keys_release(ctx, s);
+    s.keys = int_vector_alloc(ctx, capacity);
+    s.indices = int_vector_alloc(ctx, capacity);
+    s.from_left = int_vector_alloc(ctx, capacity);
+    s.from_right = int_vector_alloc(ctx, capacity);
+    const std::size_t words = bits_u32(keys) / 64 + 1;
+    s.set = reinterpret_cast<std::uint64_t*>(aligned_alloc_doubles(ctx, words));
+    std::memset(s.set, 0, words * sizeof(std::uint64_t));
+    s.capacity = capacity;
+    s.bound = keys;
 }
 
-/// Slot of a key: where its first copy is noted in this call, or a free one.
-static std::int32_t& slot_of(const repeated_keys_scratch& s, std::int32_t key)
-{
-    const auto mask = bits_u32(s.table_size - 1);
-    std::uint32_t slot = (bits_u32(key) * 0x9E3779B1u) >> 7 & mask;
-    while (s.table[slot] >= s.base && key_of(s.places[s.table[slot] - s.base]) != key)
-        slot = (slot + 1) & mask;
-    return s.table[slot];
-}
+static std::uint64_t& word_of(const repeated_keys_scratch& s, std::int32_t key) { return s.set[bits_u32(key) / 64]; }
 
-/// Fills the places in the given order and flags the keys that occur more than once.
-///   returns whether there are any
-static bool place_keys(repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
+static std::uint64_t bit_of(std::int32_t key) { return std::uint64_t{1} << (bits_u32(key) % 64); }
+
+/// Fills the places in the given order, the set with the keys, and complements the indices of keys with copies.
+///   returns the number of places whose key has copies
+static std::int32_t place_keys(const repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
 {
-    std::int64_t any_copy = 0;
+    std::int32_t copies = 0;
     for (std::int32_t i = 0; i < count; ++i) {
-        s.places[i] = static_cast<std::int64_t>(keys[i]) << 32 | i;
-        std::int32_t& first = slot_of(s, keys[i]);
-        if (first < s.base) {
-            first = s.base + i;
+        const std::int32_t key = keys[i];
+        s.keys[i] = key;
+        s.indices[i] = i;
+        std::uint64_t& word = word_of(s, key);
+        const std::uint64_t before = word;
+        word |= bit_of(key);
+        if ((before & bit_of(key)) == 0)
             continue;
-        }
-        s.places[first - s.base] |= copies_flag;
-        s.places[i] |= copies_flag;
-        any_copy = 1;
+        const auto first = static_cast<std::int32_t>(std::find(keys, keys + i, key) - keys);
+        copies += 1 + (s.indices[first] >= 0);
+        s.indices[first] = ~first;
+        s.indices[i] = ~i;
     }
-    return any_copy != 0;
+    return copies;
 }
 
-/// Numbers of the next call's keys lie above those of the present one.
-static void end_call(repeated_keys_scratch& s, std::int32_t count)
+/// Lists the places from .. to, ascending, whose key is not below a; returns their number.
+static std::int32_t list_from_left(const std::int32_t* keys, std::int32_t from, std::int32_t to, std::int32_t a,
+                                   std::int32_t* list)
 {
-    if (s.base < INT32_MAX - 2 * s.capacity) {
-        s.base += count;
-        return;
+    std::int32_t listed = 0;
+    for (std::int32_t i = from; i <= to; ++i) {
+        list[listed] = i;
+        listed += keys[i] >= a;
     }
-    std::memset(s.table, 0, bits_u32(s.table_size) * sizeof(std::int32_t));
-    s.base = 1;
+    return listed;
+}
+
+/// Lists the places from .. to, descending, whose key is not above a; returns their number.
+static std::int32_t list_from_right(const std::int32_t* keys, std::int32_t from, std::int32_t to, std::int32_t a,
+                                    std::int32_t* list)
+{
+    std::int32_t listed = 0;
+    for (std::int32_t j = to; j >= from; --j) {
+        list[listed] = j;
+        listed += keys[j] <= a;
+    }
+    return listed;
+}
+
+static void swap_places(const repeated_keys_scratch& s, std::int32_t i, std::int32_t j)
+{
+    std::swap(s.keys[i], s.keys[j]);
+    std::swap(s.indices[i], s.indices[j]);
 }
 
 namespace {
@@ -97,97 +104,79 @@ struct parts {
 
 } // namespace
 
-/// The index sort's partition of places lo .. hi. Its two scans stop at the places listed in from_left and from_right,
-/// taken pair by pair until they meet; listing them first costs no branch per key.
+/// The index sort's partition of places lo .. hi. Its two scans stop at listed places, taken pair by pair until they
+/// meet; listing them first costs no branch per key.
 static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi)
 {
-    std::int64_t* p = s.places;
-    const auto key = [p](std::int32_t place) { return p[place] >> 32; };
-    std::swap(p[(lo + hi) >> 1], p[lo + 1]);
-    if (key(lo + 1) > key(hi))
-        std::swap(p[lo + 1], p[hi]);
-    if (key(lo) > key(hi))
-        std::swap(p[lo], p[hi]);
-    if (key(lo + 1) > key(lo))
-        std::swap(p[lo + 1], p[lo]);
-    const std::int64_t pivot = p[lo];
-    const std::int64_t least_equal = pivot & ~std::int64_t{0xFFFFFFFF};
-    const std::int64_t most_equal = least_equal + 0xFFFFFFFF;
+    const std::int32_t* keys = s.keys;
+    swap_places(s, (lo + hi) >> 1, lo + 1);
+    if (keys[lo + 1] > keys[hi])
+        swap_places(s, lo + 1, hi);
+    if (keys[lo] > keys[hi])
+        swap_places(s, lo, hi);
+    if (keys[lo + 1] > keys[lo])
+        swap_places(s, lo + 1, lo);
+    const std::int32_t a = keys[lo];
 
-    std::int32_t* const from_left = s.from_left;
-    std::int32_t* const from_right = s.from_right;
-    std::int32_t left = 0;
-    std::int32_t right = 0;
-    for (std::int32_t i = lo + 2; i <= hi; ++i) {
-        from_left[left] = i;
-        left += p[i] >= least_equal;
-    }
-    for (std::int32_t j = hi - 1; j > lo; --j) {
-        from_right[right] = j;
-        right += p[j] <= most_equal;
-    }
-    // Beyond the last exchanged pair both scans run into what was exchanged.
+    const std::int32_t left = list_from_left(keys, lo + 2, hi, a, s.from_left);
+    const std::int32_t right = list_from_right(keys, lo + 1, hi - 1, a, s.from_right);
     std::int32_t t = 0;
-    std::int32_t i = 0;
-    std::int32_t j = 0;
-    for (;; ++t) {
-        const std::int32_t behind_left = t > 0 ? from_left[t - 1] : lo + 1;
-        const std::int32_t behind_right = t > 0 ? from_right[t - 1] : hi;
-        i = t < left ? std::min(from_left[t], behind_right) : behind_right;
-        j = t < right ? std::max(from_right[t], behind_left) : behind_left;
-        if (j < i)
-            break;
-        if (j == i) { // an exchange with itself; on both sides of it the scans stop at once
-            ++i;
-            --j;
-            break;
-        }
-        std::swap(p[i], p[j]);
+    for (; t < left && t < right && s.from_left[t] < s.from_right[t]; ++t)
+        swap_places(s, s.from_left[t], s.from_right[t]);
+    // Where the scans stop at last: beyond the last exchanged pair both run into what was exchanged.
+    const std::int32_t behind_left = t > 0 ? s.from_left[t - 1] : lo + 1;
+    const std::int32_t behind_right = t > 0 ? s.from_right[t - 1] : hi;
+    std::int32_t i = t < left ? std::min(s.from_left[t], behind_right) : behind_right;
+    std::int32_t j = t < right ? std::max(s.from_right[t], behind_left) : behind_left;
+    if (i == j) { // an exchange with itself; on both sides of it the scans stop at once
+        ++i;
+        --j;
     }
-    p[lo] = p[j];
-    p[j] = pivot;
+    swap_places(s, lo, j);
     return {j - 1, i};
 }
 
-/// Follows the sort below places lo .. hi as long as copies of one key can lie apart.
-static void follow_sort(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi)
+/// Follows the sort of places lo .. hi as long as copies of one key can lie apart.
+///   copies   places among them whose key has copies
+static void follow_sort(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi, std::int32_t copies)
 {
-    while (hi - lo >= insertion_span) {
-        std::int32_t copies = 0;
-        for (std::int32_t i = lo; i <= hi; ++i)
-            copies += has_copies(s.places[i]);
-        if (copies < 2)
-            return;
+    while (hi - lo >= insertion_span && copies > 1) {
         const parts both = partition(s, lo, hi);
+        std::int32_t copies_left = 0;
+        for (std::int32_t i = lo; i <= both.left_end; ++i)
+            copies_left += s.indices[i] < 0;
+        // A part has at most as many copies as the whole; a key between the parts stays where it is.
+        const std::int32_t copies_right = copies - copies_left;
         // The shorter part by recursion, so that the depth stays logarithmic.
         if (both.left_end - lo < hi - both.right_begin) {
-            follow_sort(s, lo, both.left_end);
+            follow_sort(s, lo, both.left_end, copies_left);
             lo = both.right_begin;
+            copies = copies_right;
         } else {
-            follow_sort(s, both.right_begin, hi);
+            follow_sort(s, both.right_begin, hi, copies_right);
             hi = both.left_end;
+            copies = copies_left;
         }
     }
 }
 
-void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
+void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t bound,
                         const std::int32_t* keys, std::uint8_t* repeated)
 {
-    reserve(ctx, scratch, count);
+    reserve(ctx, scratch, count, bound);
     std::memset(repeated, 0, bits_u32(count));
-    if (place_keys(scratch, count, keys)) {
-        follow_sort(scratch, 0, count - 1);
-        end_call(scratch, count); // the table notes first copies anew, now in the order of the places
+    const std::int32_t copies = place_keys(scratch, count, keys);
+    if (copies > 0) {
+        follow_sort(scratch, 0, count - 1, copies);
+        // In the order of the places: the first copy takes its key out of the set, later ones miss it.
         for (std::int32_t i = 0; i < count; ++i) {
-            const std::int64_t place = scratch.places[i];
-            if (has_copies(place) == 0)
+            if (scratch.indices[i] >= 0)
                 continue;
-            std::int32_t& first = slot_of(scratch, key_of(place));
-            if (first < scratch.base)
-                first = scratch.base + i;
-            else
-                repeated[index_of(place)] = 1;
+            std::uint64_t& word = word_of(scratch, scratch.keys[i]);
+            repeated[~scratch.indices[i]] = (word & bit_of(scratch.keys[i])) == 0;
+            word &= ~bit_of(scratch.keys[i]);
         }
     }
-    end_call(scratch, count);
+    for (std::int32_t i = 0; i < count; ++i)
+        word_of(scratch, keys[i]) = 0;
 }

@@ -12,20 +12,21 @@
 /// Scratch, kept by the caller from call to call; all zero before the first.
 struct repeated_keys_scratch {
     std::int32_t capacity;    ///< keys
-    std::int64_t* places;     ///< [capacity] key and index of each place
-    std::int32_t* from_left;  ///< [capacity]
+    std::int32_t* keys;       ///< [capacity] key at each place
+    std::int32_t* indices;    ///< [capacity] its index; negative (complemented) when the key has copies
+    std::int32_t* from_left;  ///< [capacity] places where the scans of a partition stop
     std::int32_t* from_right; ///< [capacity]
-    std::int32_t* table;      ///< [table_size] first copies of keys, hashed; entries below `base` are of earlier calls
-    std::int32_t table_size;  ///< a power of two, at least four times the capacity
-    std::int32_t base;        ///< number of the present call's first key
+    std::int32_t bound;       ///< keys that the set has room for
+    std::uint64_t* set;       ///< a bit a key; all zero between calls
 };
 
 /// Marks all copies of each key but the first in the order of indexx_int.
 ///   count      at least 1
-///   keys       in    [count] not negative
+///   bound      at least 1
+///   keys       in    [count] in 0 .. bound-1
 ///   repeated   out   [count] 1 for a copy behind another one, else 0
-void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
+void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t bound,
                         const std::int32_t* keys, std::uint8_t* repeated);
 
-/// Frees the scratch; may be unused.
+/// Frees the scratch; it may be unused.
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& scratch);

@@ -87,20 +87,20 @@ void release_draws(run_context* ctx)
     s.draw_capacity = 0;
 }
 
-/// Draws `draw_count` numbers and offers each distinct one to `decode` in the order drawn, until `wanted` candidates
-/// are taken.
+/// Draws `draw_count` numbers below `bound` and offers each distinct one to `decode` in the order drawn, until
+/// `wanted` candidates are taken.
 ///   draw     (count, out) writes count numbers
 ///   decode   (number, pair&) -> whether the pair is a candidate
 template <class Draw, class Decode>
-static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t wanted, Draw draw,
-                                 Decode decode)
+static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t bound, std::int32_t wanted,
+                                 Draw draw, Decode decode)
 {
     if (draw_count < 1)
         return 0;
     search_state& s = *ctx->search;
     reserve_draws(ctx, s, draw_count);
     draw(draw_count, s.draws);
-    mark_repeated_keys(ctx, s.repeated_keys, draw_count, s.draws, s.repeated);
+    mark_repeated_keys(ctx, s.repeated_keys, draw_count, bound, s.draws, s.repeated);
 
     std::int32_t taken = 0;
     for (std::int32_t i = 0; i < draw_count && taken < wanted; ++i) {
@@ -133,7 +133,7 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
         candidate = decode_pair(number, groups);
         return is_pair(candidate, groups);
     };
-    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), wanted, draw, decode);
+    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode);
 }
 
 /// Every pair of ranks of one group with different levels, group by group in rank order.
@@ -177,7 +177,7 @@ static std::int32_t sample_balanced_pairs(run_context* ctx, std::int32_t factor,
                      base + level_pair.second * repeats + rows_pair % repeats};
         return is_pair(level_pair, levels);
     };
-    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), wanted, draw, decode);
+    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode);
 }
 
 std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
@@ -196,7 +196,8 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
                                                   : wrap_mul(rows, rows - repeats) / 2;
     const std::int32_t total = wrap_mul(groups, pairs_of_group);
     const std::int32_t wanted = std::min(total, count);
-    if (wanted < 1 || levels < 2 || pairs_of_group < 1)
+    const bool wrapped = std::int64_t{groups} * pairs_of_group != total; // numbers would be of no pair
+    if (wanted < 1 || levels < 2 || pairs_of_group < 1 || wrapped)
         return 0;
     if (count >= total)
         return list_element_pairs(ctx, factor);
@@ -213,9 +214,15 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
             out[i] = wrap_add(out[i], wrap_mul(group, pairs_of_group));
         }
     };
+    const std::int32_t draws = trunc_i32(2.0 * ctx->rows->n / levels * wanted);
     const std::int32_t middle = symmetric && rows % 2 != 0 ? half : -1;
     std::int32_t** level = ctx->levels->level_index;
     const bool levels_differ = levels == ctx->rows->n; // all of them: no need to look
+    if (levels_differ && groups < 2 && middle < 0)
+        return sample_pairs(ctx, draws, total, wanted, draw, [=](std::int32_t number, pair& candidate) {
+            candidate = decode_pair(number, rows);
+            return is_pair(candidate, rows);
+        });
     const auto decode = [=](std::int32_t number, pair& candidate) {
         const std::int32_t group = groups < 2 ? 0 : number / pairs_of_group;
         const pair positions = decode_pair(number - group * pairs_of_group, rows);
@@ -225,7 +232,7 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
         candidate = {base + positions.first, base + positions.second};
         return levels_differ || level[candidate.first][factor] != level[candidate.second][factor];
     };
-    return sample_pairs(ctx, trunc_i32(2.0 * ctx->rows->n / levels * wanted), wanted, draw, decode);
+    return sample_pairs(ctx, draws, total, wanted, draw, decode);
 }
 
 void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)

@@ -33,7 +33,7 @@ TEST(repeatedkeys, are_those_that_the_index_sort_puts_behind_an_equal_key)
         for (std::int32_t& key : keys)
             key = random.below(bound);
         std::vector<std::uint8_t> repeated(keys.size(), 9);
-        mark_repeated_keys(run.ctx(), scratch, count, keys.data(), repeated.data());
+        mark_repeated_keys(run.ctx(), scratch, count, bound, keys.data(), repeated.data());
         const std::vector<std::uint8_t> expected = repeats_by_sorting(run, keys);
         ASSERT_EQ(repeated, expected) << "round " << round << ", " << count << " keys below " << bound;
         for (const std::uint8_t is_repeat : expected)
@@ -58,11 +58,11 @@ TEST(repeatedkeys, of_sorted_reversed_and_equal_keys)
             lists[0][at] = 5;
             lists[1][at] = i / 2;
             lists[2][at] = (count - i) / 3;
-            lists[3][at] = INT32_MAX - i % 4;
+            lists[3][at] = (1 << 20) - 1 - i % 4;
         }
         for (const std::vector<std::int32_t>& keys : lists) {
             std::vector<std::uint8_t> repeated(keys.size());
-            mark_repeated_keys(run.ctx(), scratch, count, keys.data(), repeated.data());
+            mark_repeated_keys(run.ctx(), scratch, count, 1 << 20, keys.data(), repeated.data());
             ASSERT_EQ(repeated, repeats_by_sorting(run, keys));
         }
     }
