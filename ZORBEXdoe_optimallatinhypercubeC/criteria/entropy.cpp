@@ -322,7 +322,7 @@ static entropy_bounds bounds_of_exchange(const entropy_state& s, const exchange_
 
 constexpr std::int32_t unit_columns = 32; ///< rows of the identity that are solved for together
 constexpr std::int32_t unit_begin = 4 * candidate_width;
-constexpr std::int32_t estimate_columns = unit_begin + unit_columns;
+constexpr std::int32_t estimate_columns = unit_begin + unit_columns + 8; ///< rows not a power of two apart: caches
 
 /// New correlations of rows a and b after their exchange, to one column each; those of the two rows are zero.
 static void write_new_correlations(const entropy_state& s, std::int32_t c, std::int32_t a, std::int32_t b,

@@ -90,35 +90,51 @@ static double factorise(const factor_task& task)
     return 0.0;
 }
 
-/// One row of the solutions, `chains` vectors of it. The order of the sum is free here: the solutions are estimates.
+// Half of the chains each for two rows of the solutions, which share what they load.
+constexpr std::size_t most_solution_chains = LANES == 8 ? 8 : 5;
+
+/// Rows i and, unless `single`, i + 1 of the solutions, `chains` vectors of each. The order of the sums is free here:
+/// the solutions are estimates.
 template <std::size_t CHAINS>
-static void substitute_row(std::size_t chains, int i, int first, upper_rows factor, double pivot, double* const* y,
-                           int column)
+static void substitute_rows(std::size_t chains, bool single, int i, int first, upper_rows factor, const double* pivot,
+                            double* const* y, int column)
 {
     if constexpr (CHAINS > 1)
         if (chains < CHAINS)
-            return substitute_row<CHAINS - 1>(chains, i, first, factor, pivot, y, column);
+            return substitute_rows<CHAINS - 1>(chains, single, i, first, factor, pivot, y, column);
+    const int next = single ? i : i + 1;
     vec sum[CHAINS];
-    for (std::size_t c = 0; c < CHAINS; ++c)
+    vec next_sum[CHAINS];
+    for (std::size_t c = 0; c < CHAINS; ++c) {
         sum[c] = load(y[i] + column + c * LANES);
+        next_sum[c] = load(y[next] + column + c * LANES);
+    }
     for (int m = first; m < i; ++m) {
         const double cell = factor[m][i];
-        for (std::size_t c = 0; c < CHAINS; ++c)
-            sum[c] -= load(y[m] + column + c * LANES) * cell;
+        const double next_cell = factor[m][next];
+        for (std::size_t c = 0; c < CHAINS; ++c) {
+            const vec known = load(y[m] + column + c * LANES);
+            sum[c] -= known * cell;
+            next_sum[c] -= known * next_cell;
+        }
     }
-    for (std::size_t c = 0; c < CHAINS; ++c)
-        store(y[i] + column + c * LANES, sum[c] / pivot);
+    for (std::size_t c = 0; c < CHAINS; ++c) {
+        const vec solution = sum[c] / pivot[i];
+        store(y[i] + column + c * LANES, solution);
+        if (!single)
+            store(y[next] + column + c * LANES, (next_sum[c] - solution * factor[i][next]) / pivot[next]);
+    }
 }
 
 static void substitute(int n, int first, upper_rows factor, const double* pivot, double* const* y, int column,
                        int eights)
 {
     const std::size_t vectors = static_cast<std::size_t>(eights) * (8 / LANES);
-    const std::size_t passes = (vectors + most_chains - 1) / most_chains;
+    const std::size_t passes = (vectors + most_solution_chains - 1) / most_solution_chains;
     for (std::size_t pass = 0; pass < passes; ++pass) {
         const std::size_t chains = vectors * (pass + 1) / passes - vectors * pass / passes;
-        for (int i = first; i < n; ++i)
-            substitute_row<most_chains>(chains, i, first, factor, pivot[i], y, column);
+        for (int i = first; i < n; i += 2)
+            substitute_rows<most_solution_chains>(chains, i + 1 == n, i, first, factor, pivot, y, column);
         column += static_cast<int>(chains) * LANES;
     }
 }
