@@ -121,8 +121,8 @@ private:
 template <class Body>
 void add(int id, const char* operation, bool plain, int n, Body body)
 {
-    const std::string name = std::string(fast_criteria[id]->name) + '/' + operation + '/' + (plain ? "plain" : "fast") +
-                             '/' + std::to_string(n);
+    const std::string name = std::string(fast_criteria[id]->name) + '/' + operation + '/' +
+                             (plain ? "plain" : "fast") + '/' + std::to_string(n);
     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
         subject s(id, plain, n);
         s.next_candidates();

@@ -12,11 +12,11 @@
 #include <cstring>
 #include <utility>
 
-constexpr kernel_variants<a2_kernels> a2_kernel_variants{
+constexpr kernel_variants<a2_kernels> a2_kernel_variants
+{
     &a2_kernels_baseline,
 #if defined(__x86_64__)
-    &a2_kernels_avx2,
-    &a2_kernels_avx512,
+        &a2_kernels_avx2, &a2_kernels_avx512,
 #endif
 };
 
@@ -89,9 +89,8 @@ static double a2_evaluate(run_context* ctx, const double* const* design)
     return s.value;
 }
 
-static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
-                     std::uint32_t fixed_rows, std::int32_t factors, const criterion_options& options,
-                     const std::int32_t* level_counts)
+static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
+                     std::int32_t factors, const criterion_options& options, const std::int32_t* level_counts)
 {
     a2_state& s = *ctx->a2;
     s.factors = factors;
@@ -169,8 +168,8 @@ static void keep_rows(run_context* ctx, std::int32_t count, const std::int32_t* 
     snapshot_keep_rows(ctx, s.saved_column_counts, counts_of(s), count, rows);
 }
 
-/// The changes of single cells are 32-bit, and fewer than 2^21 of them have a sum below 2^53: their sum in doubles has
-/// no rounding, so that it may be made of integers.
+/// The changes of single cells are 32-bit, and fewer than 2^21 of them have a sum below 2^53: their sum in doubles
+/// has no rounding, so that it may be made of integers.
 static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
     const a2_state& s = *ctx->a2;
@@ -182,9 +181,10 @@ static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std:
     return s.value + static_cast<double>(change) / s.rows_squared;
 }
 
-/// The exchange without the value: the 32-bit change of the sum of squares; changed tells whether any entries differed.
-static std::int32_t exchange_entries(const a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
-                                     const std::int32_t* rows_b, bool& changed)
+/// The exchange without the value: the 32-bit change of the sum of squares; changed tells whether any entries
+/// differed.
+static std::int32_t exchange_entries(const a2_state& s, std::int32_t k, std::int32_t count,
+                                     const std::int32_t* rows_a, const std::int32_t* rows_b, bool& changed)
 {
     std::int32_t change = 0;
     for (std::int32_t t = 0; t < count; ++t) {

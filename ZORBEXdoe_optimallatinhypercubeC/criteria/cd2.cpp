@@ -22,11 +22,11 @@ constexpr std::int32_t counted_line = 4; ///< always ones, and zeroes in the pad
 
 constexpr double mean_square_one_factor = 1.0833333333333333; ///< 13/12
 
-constexpr kernel_variants<cd2_kernels> cd2_kernel_variants{
+constexpr kernel_variants<cd2_kernels> cd2_kernel_variants
+{
     &cd2_kernels_baseline,
 #if defined(__x86_64__)
-    &cd2_kernels_avx2,
-    &cd2_kernels_avx512,
+        &cd2_kernels_avx2, &cd2_kernels_avx512,
 #endif
 };
 
@@ -73,7 +73,8 @@ static double single_term(const cd2_state& s, const double* a)
     return -2.0 / s.rows * product;
 }
 
-/// Copies the cells behind the diagonal of rows begin .. end-1 to the other half: several a line, as rows are written.
+/// Copies the cells behind the diagonal of rows begin .. end-1 to the other half: several a line, as rows are
+/// written.
 static void mirror_rows(double* const* terms, std::int32_t begin, std::int32_t end, std::int32_t n)
 {
     for (std::int32_t j = begin + 1; j <= n; ++j)
@@ -202,7 +203,10 @@ static double set_term(const cd2_state& s, std::int32_t i, std::int32_t j, doubl
 
 using entry = cd2_entry;
 
-static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k) { return {s.scaled[r][k], s.centred[r][k]}; }
+static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k)
+{
+    return {s.scaled[r][k], s.centred[r][k]};
+}
 
 static void put_entry(const cd2_state& s, std::int32_t r, std::int32_t k, entry e)
 {
@@ -326,9 +330,9 @@ static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std
 ///  - The estimate of a row, (G - F) (t G - s F) / (F G), is at most Q (t + s) in size and within 12 u Q (t + s)
 ///    with the common denominators, and the sum of them within (n + 8) u Q T.
 /// The margin below, 32 u (n + 8) (Q T + O), is twice all of it with the rounding of T; results near the smallest
-/// numbers err by less than its last summand. The value is the working value V plus the change, rounded once; two sums
-/// that differ by more than 2 u times the larger one round to different numbers in the same order, which the summand
-/// with |V| takes care of. Sizes that could overflow give no bounds.
+/// numbers err by less than its last summand. The value is the working value V plus the change, rounded once; two
+/// sums that differ by more than 2 u times the larger one round to different numbers in the same order, which the
+/// summand with |V| takes care of. Sizes that could overflow give no bounds.
 struct cd2_bounds {
     double low;
     double high;

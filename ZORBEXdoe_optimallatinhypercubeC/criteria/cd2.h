@@ -18,10 +18,10 @@ struct cd2_state {
     double** centred; ///< [rows x factors] a = |w (x - 1/2)|
     double** terms;   ///< [(rows + 1) x (rows + 1)] summands of the value, symmetric; index rows: the single sum
     double value;
-    double most_centred; ///< greatest centred entry of the design that was loaded last; exchanges keep it
-    double** columns; ///< [2 factors x rows] scaled, then centred entries as columns: scratch of an evaluation
-    double** lines;   ///< [5 x (rows + 1)] scratch: new terms of two rows, a column's entries, ones
-    double** saved_design;      ///< [free rows x factors] scaled entries; null before the first save
+    double most_centred;   ///< greatest centred entry of the design that was loaded last; exchanges keep it
+    double** columns;      ///< [2 factors x rows] scaled, then centred entries as columns: scratch of an evaluation
+    double** lines;        ///< [5 x (rows + 1)] scratch: new terms of two rows, a column's entries, ones
+    double** saved_design; ///< [free rows x factors] scaled entries; null before the first save
     double* saved_design_terms; ///< packed: terms[i][j], fixed_rows <= i <= rows, j <= i; likewise
     double saved_design_value;
     double* saved_column_scaled;  ///< [free rows]
@@ -29,7 +29,7 @@ struct cd2_state {
     double saved_column_value;
     table_snapshot<double> saved_column_terms;
     const cd2_kernels* kernels; ///< the variant in force
-    const double* weights; ///< [factors] not owned
+    const double* weights;      ///< [factors] not owned
     std::int32_t weighted;
     std::int32_t factors;
     std::int32_t active_factors; ///< weights above 1e-15

@@ -17,11 +17,11 @@
 
 constexpr double singular_value = 1e20; ///< objective of a correlation matrix that is not positive definite
 
-constexpr kernel_variants<entropy_kernels> entropy_kernel_variants{
+constexpr kernel_variants<entropy_kernels> entropy_kernel_variants
+{
     &entropy_kernels_baseline,
 #if defined(__x86_64__)
-    &entropy_kernels_avx2,
-    &entropy_kernels_avx512,
+        &entropy_kernels_avx2, &entropy_kernels_avx512,
 #endif
 };
 
@@ -48,19 +48,17 @@ static void fill_correlations(const entropy_state& s, const double* const* point
 }
 
 /// -ln det R from the product of the diagonal of its factor.
-static double value_of_product(double product)
-{
-    return product > 0.0 ? -2.0 * std::log(product) : singular_value;
-}
+static double value_of_product(double product) { return product > 0.0 ? -2.0 * std::log(product) : singular_value; }
 
 /// Factorises the working correlations from row k0 on; the new value.
 static double refactor(const entropy_state& s, std::int32_t k0)
 {
-    return value_of_product(s.kernels->factorise(
-        {s.rows, k0, s.correlation.row, s.factor.row, s.pivot, s.factor.row, s.pivot}));
+    return value_of_product(
+        s.kernels->factorise({s.rows, k0, s.correlation.row, s.factor.row, s.pivot, s.factor.row, s.pivot}));
 }
 
-/// The value of the correlations as they stand, whose rows above k0 are those of the factor; the factor is left alone.
+/// The value of the correlations as they stand, whose rows above k0 are those of the factor; the factor is left
+/// alone.
 static double trial_value(const entropy_state& s, std::int32_t k0)
 {
     return value_of_product(s.kernels->factorise(
@@ -124,8 +122,8 @@ static void entropy_setup(run_context* ctx, const double* const* design, std::ui
     read_theta(s, options);
 
     s.points = double_matrix_alloc(ctx, s.rows, factors);
-    for (upper_table* table : {&s.correlation, &s.factor, &s.trial_factor, &s.saved_column_correlation,
-                               &s.saved_column_factor})
+    for (upper_table* table :
+         {&s.correlation, &s.factor, &s.trial_factor, &s.saved_column_correlation, &s.saved_column_factor})
         *table = upper_table_alloc(ctx, s.rows);
     for (double** v : {&s.pivot, &s.trial_pivot, &s.saved_column_pivot})
         *v = double_vector_alloc(ctx, s.rows);
@@ -249,8 +247,8 @@ static double entropy_try_swap(run_context* ctx, std::int32_t c, std::int32_t a,
 /// Estimates of the values of exchanges, with a margin for best_swap_within_bounds.
 ///
 /// An exchange of the entries of rows a and b changes R in these rows only. Let M be R without them, V = [v_a v_b]
-/// their new correlations with the other rows, rho the correlation of the two, and C the 2 x 2 block of the inverse of
-/// R at a and b. Then, by Schur complements (Horn and Johnson, "Matrix analysis", 2nd ed., 0.8.5),
+/// their new correlations with the other rows, rho the correlation of the two, and C the 2 x 2 block of the inverse
+/// of R at a and b. Then, by Schur complements (Horn and Johnson, "Matrix analysis", 2nd ed., 0.8.5),
 ///
 ///     det R' = det R det C det S,   S = (1 rho; rho 1) - V^T M^-1 V,   V^T M^-1 V = A - B^T C^-1 B
 ///
@@ -258,8 +256,8 @@ static double entropy_try_swap(run_context* ctx, std::int32_t c, std::int32_t a,
 /// and L z = e all of them are dot products of solutions: A = (y y), B = (z y), C = (z z). The estimate of the value
 /// is -ln(det C det S) above the working value; the correlations v are those of the trial, bit for bit.
 ///
-/// The margin. Let u = 2^-53, and tau the trace of R^-1, the sum of all z z. The computed factor L is the exact one of
-/// a matrix whose entries differ from R by at most (n + 2) u 1.01, and so is that of the trial for R' (Higham,
+/// The margin. Let u = 2^-53, and tau the trace of R^-1, the sum of all z z. The computed factor L is the exact one
+/// of a matrix whose entries differ from R by at most (n + 2) u 1.01, and so is that of the trial for R' (Higham,
 /// "Accuracy and stability of numerical algorithms", 2nd ed., theorem 10.3; the rows of L have length 1). Estimate
 /// and trial therefore belong to matrices that differ by E with entries below e = 2.1 (n + 2) u.
 ///  1. With X the inverse of R', |ln det (R' + E) - ln det R'| <= 2 n e tr X as long as n e tr X <= 1/4: the first
@@ -274,6 +272,7 @@ static double entropy_try_swap(run_context* ctx, std::int32_t c, std::int32_t a,
 ///     4 g c^2 / det C (3 eta' + d), so that the entries of S are off by s = eta' g + 4 g c^2 / det C (3 eta' + d),
 ///     and ln det C + ln det S by 2 d + 8 s / det S as long as d and 4 s / det S are below 1/4.
 ///  3. Product, logarithm and its multiple round n + 2 times: 4 (n + 8) u (1 + |value|).
+/// The products that these bounds are made of are computed ones, tau among them, and off by the fraction eta' at most.
 /// The margin is twice the sum of the three. Where a condition fails there are no bounds, and the trial decides.
 struct entropy_bounds {
     double low;
@@ -315,8 +314,7 @@ static entropy_bounds bounds_of_exchange(const entropy_state& s, const exchange_
     const double size = 1.0 + std::fabs(s.value) + std::fabs(estimate);
     if (!(backward < 0.1) || !(d < 0.1) || !(of_s / det_s < 0.01) || !(size < 1000.0))
         return none;
-    const double margin =
-        2.0 * (2.0 * backward + 2.0 * d + 8.0 * of_s / det_s + 4.0 * (n + 8.0) * u * size);
+    const double margin = 2.0 * (2.0 * backward + 2.0 * d + 8.0 * of_s / det_s + 4.0 * (n + 8.0) * u * size);
     return {estimate - margin, estimate + margin};
 }
 
@@ -388,7 +386,8 @@ static void estimate_exchanges(const entropy_state& s, std::int32_t c, std::int3
         const auto dot = [&dots, t](std::int32_t which) { return dots[which * candidate_width + t]; };
         const exchange_products p{dot(0), dot(1), dot(2), dot(3), dot(4), dot(5), dot(6), dot(7), dot(8), dot(9)};
         entropy_bounds bounds = bounds_of_exchange(s, p, pair_cell(s.correlation, a, b), tau);
-        if (equal_entries(s.points[a][c], s.points[b][c])) // the working value, whose logarithm rounded as the others'
+        if (equal_entries(s.points[a][c],
+                          s.points[b][c])) // the working value, whose logarithm rounded as the others'
             bounds.high = -(bounds.low = -8.0 * (s.rows + 8.0) * 0x1p-53 * (1.0 + std::fabs(s.value)));
         low[t] = bounds.low;
         high[t] = bounds.high;
@@ -547,8 +546,8 @@ static double entropy_value_of(run_context* ctx, const double* const* design)
             points[r][k] = design == nullptr ? s.points[r][k] : design[r][k] * s.theta[k];
     upper_table correlation = upper_table_alloc(ctx, s.rows);
     fill_correlations(s, points, correlation);
-    const double product = s.kernels->factorise(
-        {s.rows, 0, correlation.row, s.factor.row, s.pivot, s.trial_factor.row, s.trial_pivot});
+    const double product =
+        s.kernels->factorise({s.rows, 0, correlation.row, s.factor.row, s.pivot, s.trial_factor.row, s.trial_pivot});
     upper_table_free(ctx, correlation);
     matrix_free(ctx, points);
     return value_of_product(product);

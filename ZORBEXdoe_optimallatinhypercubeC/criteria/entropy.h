@@ -6,15 +6,15 @@
 /// prediction of deterministic functions", 1991.
 #pragma once
 
+#include "criteria/aligned_tables.h"
 #include "criteria/distance.h"
 #include "criteria/simd/entropy_kernels.h"
-#include "criteria/aligned_tables.h"
 #include "entry/run_context.h"
 
 #include <cstdint>
 
-/// The correlations R and their Cholesky factor, R = L L^T, are kept as two upper triangles: R itself, and L^T, whose row
-/// j is column j of L, so that a step of the factorisation reads and writes along rows.
+/// The correlations R and their Cholesky factor, R = L L^T, are kept as two upper triangles: R itself, and L^T, whose
+/// row j is column j of L, so that a step of the factorisation reads and writes along rows.
 ///
 /// L is a function of R alone, cell by cell: its cell (i, j) is made of R's cells (m, j) and (m, i), m <= j, and of
 /// nothing else. So rows of L above the least changed row of R keep their bits, a trial may factorise into a triangle
@@ -23,8 +23,8 @@
 /// Memory: two triangles (n^2 / 2 doubles each), a third one that trials write to, two for the column snapshot and,
 /// from the first crit_save_design on, one for the design snapshot; crit_best_swap takes 2 kB a row.
 struct entropy_state {
-    double* theta;    ///< [factors] multiplier of the entries: (square root of) theta times the weight
-    double** points;  ///< [rows x factors] working design times theta
+    double* theta;            ///< [factors] multiplier of the entries: (square root of) theta times the weight
+    double** points;          ///< [rows x factors] working design times theta
     upper_table correlation;  ///< R, the unit diagonal implied
     upper_table factor;       ///< L^T above the diagonal
     double* pivot;            ///< [rows] the diagonal of L: positive, then zeroes from a failed pivot on

@@ -65,8 +65,8 @@ TEST(kernel_variants, entropy_factors_have_the_same_bits)
                 if (k0 > 0 && product == 0.0)
                     continue;
                 const upper_table found = upper_table_alloc(run.ctx(), n);
-                const double result = kernels.factorise(
-                    {n, k0, r.row, expected.row, pivots.row[0], found.row, pivots.row[1]});
+                const double result =
+                    kernels.factorise({n, k0, r.row, expected.row, pivots.row[0], found.row, pivots.row[1]});
                 ASSERT_TRUE(same_bits(&result, &product, 1)) << kernels.name << ", " << n << " rows from " << k0;
                 ASSERT_TRUE(same_bits(pivots.row[0], pivots.row[1], n)) << kernels.name << ", " << n;
                 for (int i = 0; i < n && pivots.row[0][i] != 0.0; ++i) {
@@ -98,8 +98,13 @@ TEST(kernel_variants, discrepancy_loops_have_the_same_bits)
         aligned_rows expected(run, 3, n + 1);
         aligned_rows found(run, 3, n + 1);
         const int a = random.below(n);
-        const cd2_exchange x{n, columns.row[0], columns.row[factors], terms.row[0], terms.row[1],
-                             a, (a + 1 + random.below(n - 1)) % n};
+        const cd2_exchange x{n,
+                             columns.row[0],
+                             columns.row[factors],
+                             terms.row[0],
+                             terms.row[1],
+                             a,
+                             (a + 1 + random.below(n - 1)) % n};
         const int i = random.below(n);
         const auto fill = [&](const cd2_kernels& kernels, double* const* out) {
             out[2][n] = 0.0;

@@ -78,7 +78,8 @@ private:
         table plain(n_, k_);
         twins.fast_ops().copy_design(twins.fast(), fast.data());
         twins.plain_ops().copy_design(twins.plain(), plain.data());
-        ASSERT_TRUE(n_ * k_ == 0 || std::memcmp(fast.values().data(), plain.values().data(), fast.values().size() * sizeof(double)) == 0)
+        ASSERT_TRUE(n_ * k_ == 0 || std::memcmp(fast.values().data(), plain.values().data(),
+                                                fast.values().size() * sizeof(double)) == 0)
             << "design after " << what << " at step " << step;
     }
 
@@ -122,35 +123,37 @@ private:
                 b = a + 1 < n_ ? a + 1 : a - 1;
             if (b < fixed_)
                 return;
-            return same(twins.both([=](const criterion_ops& ops, run_context* ctx) { return ops.try_swap(ctx, c, a, b); }), "try_swap", step);
+            return same(
+                twins.both([=](const criterion_ops& ops, run_context* ctx) { return ops.try_swap(ctx, c, a, b); }),
+                "try_swap", step);
         }
         case 2:
         case 3:
             pairs(random_.below(4));
             return same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
-                            return ops.try_swaps(ctx, c, count(), rows_a_.data(), rows_b_.data());
-                        }),
+                return ops.try_swaps(ctx, c, count(), rows_a_.data(), rows_b_.data());
+            }),
                         "try_swaps", step);
         case 4:
         case 5:
         case 6:
             pairs(random_.below(3) == 0 ? random_.below(4) : 1);
             same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
-                     return ops.apply_swaps(ctx, c, count(), rows_a_.data(), rows_b_.data());
-                 }),
+                return ops.apply_swaps(ctx, c, count(), rows_a_.data(), rows_b_.data());
+            }),
                  "apply_swaps", step);
             return same_value("apply_swaps", step);
         case 7:
             moves();
             return same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
-                            return ops.try_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
-                        }),
+                return ops.try_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
+            }),
                         "try_moves", step);
         case 8:
             moves();
             same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
-                     return ops.apply_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
-                 }),
+                return ops.apply_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
+            }),
                  "apply_moves", step);
             return same_value("apply_moves", step);
         case 9:
@@ -178,13 +181,18 @@ private:
             }
             return same_value("design snapshot", step);
         case 11:
-            same(twins.both([](const criterion_ops& ops, run_context* ctx) { return ops.evaluate(ctx, nullptr); }), "evaluate", step);
+            same(twins.both([](const criterion_ops& ops, run_context* ctx) { return ops.evaluate(ctx, nullptr); }),
+                 "evaluate", step);
             return same_value("evaluate", step);
         case 12: {
             const double* const* given = random_.below(2) == 0 ? nullptr : loaded_.data();
-            same(twins.both([=](const criterion_ops& ops, run_context* ctx) { return ops.value_of(ctx, given); }), "value_of", step);
+            same(twins.both([=](const criterion_ops& ops, run_context* ctx) { return ops.value_of(ctx, given); }),
+                 "value_of", step);
             if (random_.below(4) == 0 && armed_column_ < 0)
-                same(twins.both([this](const criterion_ops& ops, run_context* ctx) { return ops.evaluate(ctx, loaded_.data()); }), "load", step);
+                same(twins.both([this](const criterion_ops& ops, run_context* ctx) {
+                    return ops.evaluate(ctx, loaded_.data());
+                }),
+                     "load", step);
             return;
         }
         default: {
@@ -278,17 +286,21 @@ std::string variant_name(const ::testing::TestParamInfo<instruction_set>& which)
 
 TEST_P(twin, entropy_has_the_bits_of_the_plain_form)
 {
-    random_scripts(0, GetParam(), {entries::levels, entries::unit, entries::repeated, entries::near, entries::twins}, 300);
+    random_scripts(0, GetParam(), {entries::levels, entries::unit, entries::repeated, entries::near, entries::twins},
+                   300);
 }
 
 TEST_P(twin, discrepancy_has_the_bits_of_the_plain_form)
 {
-    random_scripts(2, GetParam(), {entries::levels, entries::unit, entries::cells, entries::repeated, entries::near, entries::twins}, 300);
+    random_scripts(2, GetParam(),
+                   {entries::levels, entries::unit, entries::cells, entries::repeated, entries::near, entries::twins},
+                   300);
 }
 
 TEST_P(twin, a2_has_the_bits_of_the_plain_form)
 {
-    random_scripts(3, GetParam(), {entries::levels, entries::unit, entries::repeated, entries::near, entries::twins}, 300);
+    random_scripts(3, GetParam(), {entries::levels, entries::unit, entries::repeated, entries::near, entries::twins},
+                   300);
 }
 
 INSTANTIATE_TEST_SUITE_P(variants, twin,

@@ -42,8 +42,8 @@ criterion_twins::best criterion_twins::fast_best_swap(int column, const std::vec
                                                       const std::vector<std::int32_t>& b)
 {
     best found{};
-    found.position = crit_best_swap(fast(), column, static_cast<std::int32_t>(a.size()), a.data(), b.data(),
-                                    &found.value);
+    found.position =
+        crit_best_swap(fast(), column, static_cast<std::int32_t>(a.size()), a.data(), b.data(), &found.value);
     return found;
 }
 

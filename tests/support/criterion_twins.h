@@ -11,10 +11,10 @@
 struct twin_case {
     int criterion_id = 0; ///< 0 entropy, 1 phi-p, 2 centered L2 discrepancy, 3 A2
     int fixed_rows = 0;
-    std::vector<double> weights;        ///< empty: all 1
-    std::vector<double> params_1;       ///< first and second parameter list
+    std::vector<double> weights;  ///< empty: all 1
+    std::vector<double> params_1; ///< first and second parameter list
     std::vector<double> params_2;
-    std::vector<std::int32_t> levels;   ///< level counts; empty: the number of rows
+    std::vector<std::int32_t> levels; ///< level counts; empty: the number of rows
 };
 
 class criterion_twins {

@@ -94,7 +94,8 @@ static void pair_terms(int n, int factors, int i, const double* const* z, const 
             p = vec{} + 1.0;
         for (int k = 0; k < factors; ++k)
             for (int c = 0; c < chains; ++c)
-                product[c] *= twice_factors({z[k][i], a[k][i]}, load(z[k] + j + c * LANES), load(a[k] + j + c * LANES)) * 0.5;
+                product[c] *=
+                    twice_factors({z[k][i], a[k][i]}, load(z[k] + j + c * LANES), load(a[k] + j + c * LANES)) * 0.5;
         for (int c = 0; c < chains; ++c)
             store(terms + j + c * LANES, scale * product[c]);
     }

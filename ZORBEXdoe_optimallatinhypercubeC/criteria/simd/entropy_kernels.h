@@ -3,9 +3,9 @@
 
 #include "criteria/simd/kernel_variants.h"
 
-/// Rows of an upper triangle: row[j][i] is cell (j, i), j <= i < n. A row's storage begins at column j rounded down to
-/// a multiple of 8, on an address that is a multiple of 64, and ends at n rounded up; what lies outside the triangle
-/// is scratch.
+/// Rows of an upper triangle: row[j][i] is cell (j, i), j <= i < n. A row's storage begins at column j rounded down
+/// to a multiple of 8, on an address that is a multiple of 64, and ends at n rounded up; what lies outside the
+/// triangle is scratch.
 using upper_rows = double* const*;
 
 /// One factorisation R = L L^T that keeps the leading rows of a known one.
