@@ -327,7 +327,7 @@ static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std
 ///  - The trial computes t (G/F - 1) and s (F/G - 1), each within 4 u (Q + 1) times its term, and adds the 2 n - 4
 ///    changes, none above (Q + 1) times its term in size, to the four own changes, of which the estimate has the same
 ///    bits: both errors together stay below u (4 n + 8) (Q + 1) T + 2 n u O, O the sizes of the own changes.
-///  - The estimate of a row, (G - F) (t G - s F) / (F G), is at most Q (t + s) in size and within 12 u Q (t + s)
+///  - The estimate of a row, (G - F) (t G - s F) / (F G), is at most Q (t + s) in size and within 20 u Q (t + s)
 ///    with the common denominators, and the sum of them within (n + 8) u Q T.
 /// The margin below, 32 u (n + 8) (Q T + O), is twice all of it with the rounding of T; results near the smallest
 /// numbers err by less than its last summand. The value is the working value V plus the change, rounded once; two

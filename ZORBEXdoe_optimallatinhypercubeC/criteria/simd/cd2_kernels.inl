@@ -62,22 +62,29 @@ static inline fractions row_changes(const cd2_exchange& x, cd2_entry ea, cd2_ent
     return {(g - f) * (t * g - s * f), f * g};
 }
 
-/// Two rows share a division, which costs more than the three operations that bring them to one denominator.
+static inline fractions operator+(const fractions& x, const fractions& y)
+{
+    return {x.above * y.below + y.above * x.below, x.below * y.below};
+}
+
+/// Four rows share a division, which costs more than to bring them to one denominator.
 static cd2_estimate estimate(const cd2_exchange& x, const double* counted)
 {
     const cd2_entry ea{x.z[x.row_a], x.a[x.row_a]};
     const cd2_entry eb{x.z[x.row_b], x.a[x.row_b]};
     vec change{};
     vec pair_sum{};
+    const auto rows = [&](int r) { return row_changes(x, ea, eb, counted, r, pair_sum); };
     int r = 0;
-    for (; r + LANES < x.n; r += 2 * LANES) {
-        const fractions p = row_changes(x, ea, eb, counted, r, pair_sum);
-        const fractions q = row_changes(x, ea, eb, counted, r + LANES, pair_sum);
-        change += (p.above * q.below + q.above * p.below) / (p.below * q.below);
+    for (; r + 3 * LANES < x.n; r += 4 * LANES) {
+        const fractions sum = (rows(r) + rows(r + LANES)) + (rows(r + 2 * LANES) + rows(r + 3 * LANES));
+        change += sum.above / sum.below;
     }
     if (r < x.n) {
-        const fractions p = row_changes(x, ea, eb, counted, r, pair_sum);
-        change += p.above / p.below;
+        fractions sum = rows(r);
+        for (r += LANES; r < x.n; r += LANES)
+            sum = sum + rows(r);
+        change += sum.above / sum.below;
     }
     return {sum_of_lanes(change), sum_of_lanes(pair_sum)};
 }

@@ -16,8 +16,8 @@ static inline double sum_of_lanes(vec x)
 {
     double lane[LANES];
     __builtin_memcpy(lane, &x, sizeof lane);
-    double sum = 0.0;
-    for (double part : lane)
-        sum += part;
-    return sum;
+    for (int half = LANES / 2; half > 0; half /= 2)
+        for (int i = 0; i < half; ++i)
+            lane[i] += lane[i + half];
+    return lane[0];
 }
