@@ -5,6 +5,9 @@
 
 #include "criteria/criterion.h"
 #include "embedded_host.h"
+#include "numeric/random_numbers.h"
+#include "search/column_moves.h"
+#include "search/level_structure.h"
 #include "search/search_state.h"
 
 #include <gtest/gtest.h>
@@ -260,6 +263,69 @@ TEST(searchdriver, annealing_spends_moves_and_stops_without_acceptance)
         s.iteration_budget = 100000000;
     });
     EXPECT_NE(frozen.outcome.reason, end_reason::iteration_limit);
+}
+
+TEST(searchdriver, a_round_of_annealing_lasts_until_no_new_best_came_for_as_many_moves)
+{
+    // The same moves made by hand, with the rules of the method spelled out: how many rounds and moves it takes, and
+    // what it finds, is the same.
+    random_stream random{4};
+    for (const int moves_a_round : {1, 2, 5, 20}) {
+        const table start = random_unit_design(9, 3, random);
+        const auto open = [&](run_settings& s) {
+            s.search_mode = 2;
+            s.pre_improvement = 0;
+            s.iteration_budget = 400;
+        };
+        search_run run(start, open);
+        run->search->inner_moves = moves_a_round;
+        table out(9, 3);
+        ASSERT_TRUE(run.completes([&] { run_search(run.ctx(), out.data()); }));
+
+        search_run twin(start, open);
+        run_context* ctx = twin.ctx();
+        const search_state& s = *twin->search;
+        double current = crit_value(ctx);
+        double best = current;
+        double temperature = run->search->threshold;
+        int rounds = 0;
+        int moves = 0;
+        int late_bests = 0; // after a move of the same round that brought none
+        for (bool accepted = true; accepted && moves < 400; temperature *= run->search->threshold_factor) {
+            ++rounds;
+            accepted = false;
+            for (int stale = 0; stale < moves_a_round && moves < 400; ++moves) {
+                const double u = rng_uniform(ctx);
+                int position = 0;
+                while (!(s.factor_cumulative_weight[position] > u))
+                    ++position;
+                const int factor = s.active_factors[position];
+                crit_save_column(ctx, factor);
+                save_rank_order_column(ctx, factor);
+                const double value = column_move(ctx, factor, current);
+                if (value - current > rng_uniform(ctx) * temperature) {
+                    crit_restore_column(ctx, factor);
+                    restore_rank_order_column(ctx, factor);
+                } else {
+                    current = value;
+                    accepted = true;
+                }
+                if (current < best) {
+                    best = current;
+                    late_bests += stale > 0;
+                    stale = 0;
+                } else {
+                    ++stale;
+                }
+            }
+        }
+        EXPECT_EQ(run->search->iteration, rounds) << moves_a_round;
+        EXPECT_EQ(run->search->move_count, moves) << moves_a_round;
+        EXPECT_EQ(run->search->best_value, best) << moves_a_round;
+        if (moves_a_round == 20) {
+            EXPECT_GT(late_bests, 0) << "nothing tells a new best from any other move";
+        }
+    }
 }
 
 TEST(searchdriver, a_single_move_of_annealing_falls_back_to_the_fastest_cooling)
