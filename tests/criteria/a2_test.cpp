@@ -46,14 +46,15 @@ table two_level_8()
     return design;
 }
 
-const table l9(4, {1, 1, 1, 1, 1, 2, 2, 2, 1, 3, 3, 3, 2, 1, 2, 3, 2, 2, 3, 1, 2, 3, 1, 2, 3, 1, 3, 2, 3, 2, 1, 3, 3, 3, 2, 1});
+const table l9(4, {1, 1, 1, 1, 1, 2, 2, 2, 1, 3, 3, 3, 2, 1, 2, 3, 2, 2,
+                   3, 1, 2, 3, 1, 2, 3, 1, 3, 2, 3, 2, 1, 3, 3, 3, 2, 1});
 
 /// Taguchi, "System of experimental design", 1987: one factor of 2 levels and seven of 3.
-const table l18(8, {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 1, 1, 3, 3, 3, 3, 3, 3, 1, 2, 1, 1, 2, 2, 3, 3,
-                    1, 2, 2, 2, 3, 3, 1, 1, 1, 2, 3, 3, 1, 1, 2, 2, 1, 3, 1, 2, 1, 3, 2, 3, 1, 3, 2, 3, 2, 1, 3, 1,
-                    1, 3, 3, 1, 3, 2, 1, 2, 2, 1, 1, 3, 3, 2, 2, 1, 2, 1, 2, 1, 1, 3, 3, 2, 2, 1, 3, 2, 2, 1, 1, 3,
-                    2, 2, 1, 2, 3, 1, 3, 2, 2, 2, 2, 3, 1, 2, 1, 3, 2, 2, 3, 1, 2, 3, 2, 1, 2, 3, 1, 3, 2, 3, 1, 2,
-                    2, 3, 2, 1, 3, 1, 2, 3, 2, 3, 3, 2, 1, 2, 3, 1});
+const table l18(8, {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 1, 1, 3, 3, 3, 3, 3, 3, 1, 2, 1, 1, 2,
+                    2, 3, 3, 1, 2, 2, 2, 3, 3, 1, 1, 1, 2, 3, 3, 1, 1, 2, 2, 1, 3, 1, 2, 1, 3, 2, 3, 1, 3,
+                    2, 3, 2, 1, 3, 1, 1, 3, 3, 1, 3, 2, 1, 2, 2, 1, 1, 3, 3, 2, 2, 1, 2, 1, 2, 1, 1, 3, 3,
+                    2, 2, 1, 3, 2, 2, 1, 1, 3, 2, 2, 1, 2, 3, 1, 3, 2, 2, 2, 2, 3, 1, 2, 1, 3, 2, 2, 3, 1,
+                    2, 3, 2, 1, 2, 3, 1, 3, 2, 3, 1, 2, 2, 3, 2, 1, 3, 1, 2, 3, 2, 3, 3, 2, 1, 2, 3, 1});
 
 /// The columns, beside each other, of designs of as many rows.
 table beside(const table& left, const table& right)
@@ -125,8 +126,8 @@ TEST(a2, a_column_beside_itself_is_fully_aliased)
 
 TEST(a2, a_half_fraction_of_plackett_and_burman_reaches_the_bound_of_supersaturated_designs)
 {
-    // Lin, "A new class of supersaturated designs", 1993: 6 runs and 10 factors with E(s^2) = 4, which is the bound of
-    // Nguyen, "An algorithmic approach to constructing supersaturated designs", 1996. A2 is the sum of (s/n)^2.
+    // Lin, "A new class of supersaturated designs", 1993: 6 runs and 10 factors with E(s^2) = 4, which is the bound
+    // of Nguyen, "An algorithmic approach to constructing supersaturated designs", 1996. A2 is the sum of (s/n)^2.
     const table whole = plackett_burman_12();
     table half(6, 10);
     int row = 0;
@@ -142,8 +143,15 @@ TEST(a2, a_half_fraction_of_plackett_and_burman_reaches_the_bound_of_supersatura
 TEST(a2, balanced_designs_have_the_value_of_the_word_length_pattern)
 {
     random_stream random{3};
-    for (const auto& [n, k, repeats] : {std::tuple{12, 3, 4}, {12, 4, 6}, {16, 3, 4}, {10, 2, 5}, {8, 3, 1},
-                                       {12, 11, 6}, {18, 7, 6}, {9, 4, 3}, {20, 6, 4}}) {
+    for (const auto& [n, k, repeats] : {std::tuple{12, 3, 4},
+                                        {12, 4, 6},
+                                        {16, 3, 4},
+                                        {10, 2, 5},
+                                        {8, 3, 1},
+                                        {12, 11, 6},
+                                        {18, 7, 6},
+                                        {9, 4, 3},
+                                        {20, 6, 4}}) {
         const table start = random_levels(n, k, random, repeats);
         EXPECT_NEAR(a2_of(start), reference::a2_by_contrasts(start), 1e-12) << n << ' ' << repeats;
     }
@@ -257,7 +265,8 @@ TEST(a2, squares_of_coincidences_wrap_around)
                     c += design[r][k] == design[d][k] ? 30000 : 0;
                 return c;
             };
-            changes += low(static_cast<std::int64_t>(low(count(moved) * count(moved))) - low(count(start) * count(start)));
+            changes +=
+                low(static_cast<std::int64_t>(low(count(moved) * count(moved))) - low(count(start) * count(start)));
         }
     const double value = crit_value(run.ctx());
     EXPECT_EQ(crit_try_swap(run.ctx(), 1, 0, 2), value + static_cast<double>(changes) / 16);
@@ -292,8 +301,8 @@ TEST(a2, a_run_ends_at_the_target_of_zero)
 
 TEST(a2, eleven_two_level_factors_of_twelve_runs)
 {
-    // All of the seeds 1..100 were seen to reach an orthogonal array within 30 rounds, most within 3. The running value
-    // may miss zero by the rounding of its changes: seed 70 ends at 2.2e-16, and so goes on to the last round.
+    // All of the seeds 1..100 were seen to reach an orthogonal array within 30 rounds, most within 3. The running
+    // value may miss zero by the rounding of its changes: seed 70 ends at 2.2e-16, and so goes on to the last round.
     for (const std::uint32_t seed : {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 22u, 70u}) {
         const two_level_run run(11, seed, 400);
         EXPECT_TRUE(is_balanced(run.levels, 12, 11)) << seed;

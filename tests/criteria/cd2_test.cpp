@@ -63,7 +63,8 @@ TEST(cd2, full_factorials_have_a_closed_form)
             const double u = (i + 0.5) / q - 0.5;
             single += (1.0 + std::fabs(u) / 2.0 - u * u / 2.0) / q;
             for (int j = 0; j < q; ++j)
-                pair += (1.0 + (std::fabs(u) + std::fabs((j + 0.5) / q - 0.5) - std::fabs(i - j) / q) / 2.0) / (q * q);
+                pair +=
+                    (1.0 + (std::fabs(u) + std::fabs((j + 0.5) / q - 0.5) - std::fabs(i - j) / q) / 2.0) / (q * q);
         }
         for (const int k : {2, 3})
             EXPECT_NEAR(cd2_of(at_cell_centres(full_factorial(q, k), q)),
@@ -76,7 +77,8 @@ TEST(cd2, the_definition_gives_the_value_of_any_design)
     random_stream random{3};
     for (const auto& [n, k, repeats] : {std::tuple{3, 1, 1}, {7, 2, 1}, {12, 5, 1}, {12, 4, 3}, {30, 10, 1}}) {
         table start = at_cell_centres(random_levels(n, k, random, repeats), n / repeats);
-        EXPECT_NEAR(cd2_of(start), reference::cd2(start, std::vector<double>(static_cast<std::size_t>(k), 1.0)), 1e-12);
+        EXPECT_NEAR(cd2_of(start), reference::cd2(start, std::vector<double>(static_cast<std::size_t>(k), 1.0)),
+                    1e-12);
     }
 }
 

@@ -108,7 +108,8 @@ TEST(entropy, the_factorisation_agrees_with_an_independent_one)
         const table start = random_unit_design(n, k, random);
         const std::vector<double> ones(static_cast<std::size_t>(k), 1.0);
         const std::vector<double> thetas(static_cast<std::size_t>(k), 7.0);
-        EXPECT_NEAR(entropy_of(start, {7}, {1}), reference::entropy(start, distance::rectangular, thetas, ones), 1e-10);
+        EXPECT_NEAR(entropy_of(start, {7}, {1}), reference::entropy(start, distance::rectangular, thetas, ones),
+                    1e-10);
         EXPECT_NEAR(entropy_of(start, {7}, {2}), reference::entropy(start, distance::euclidean, thetas, ones), 1e-10);
     }
 }

@@ -60,7 +60,10 @@ struct world {
 
 void PrintTo(const world& w, std::ostream* out) { *out << w.name; }
 
-std::vector<double> ones(const table& design) { return std::vector<double>(static_cast<std::size_t>(design.columns()), 1.0); }
+std::vector<double> ones(const table& design)
+{
+    return std::vector<double>(static_cast<std::size_t>(design.columns()), 1.0);
+}
 
 /// Distinct entries of the first column, as of every other.
 int level_count(const table& design)
@@ -76,11 +79,19 @@ std::vector<world> worlds()
 {
     using reference::distance;
     return {
-        {"entropy", 0, {}, [](const table& d) { return reference::entropy(d, distance::euclidean, {5, 5, 5}, ones(d)); }},
+        {"entropy",
+         0,
+         {},
+         [](const table& d) {
+             return reference::entropy(d, distance::euclidean, {5, 5, 5}, ones(d));
+         }},
         {"phip", 1, {}, [](const table& d) { return reference::phip(d, 20, distance::euclidean, ones(d)); }},
         {"maximin", 1, {0}, [](const table& d) { return reference::maximin(d, distance::euclidean, ones(d)); }},
         {"cd2", 2, {}, [](const table& d) { return reference::cd2(d, ones(d)); }},
-        {"a2", 3, {}, [](const table& d) {
+        {"a2",
+         3,
+         {},
+         [](const table& d) {
              return reference::a2_by_coincidences(d, {level_count(d), level_count(d), level_count(d)}, ones(d));
          }},
     };
@@ -192,7 +203,8 @@ TEST_P(smallworld, all_latin_hypercubes_of_4_points_at_cell_centres)
     explore(GetParam(), {0.125, 0.375, 0.625, 0.875}, 2);
 }
 
-/// Rows that are equal in every factor have no correlation matrix and no distance, but a discrepancy and coincidences.
+/// Rows that are equal in every factor have no correlation matrix and no distance, but a discrepancy and
+/// coincidences.
 class balancedworld : public smallworld {};
 
 TEST_P(balancedworld, all_designs_of_4_points_and_3_two_level_factors)

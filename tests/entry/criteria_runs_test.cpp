@@ -23,7 +23,8 @@ namespace {
 
 enum class kind { standard, level_groups, balanced, matched, symmetric, inactive_factor };
 
-constexpr const char* kind_names[] = {"standard", "level_groups", "balanced", "matched", "symmetric", "inactive_factor"};
+constexpr const char* kind_names[] = {"standard", "level_groups", "balanced",
+                                      "matched",  "symmetric",    "inactive_factor"};
 constexpr const char* criterion_names[] = {"entropy", "phip", "cd2", "a2", "maximin"};
 constexpr const char* method_names[] = {"threshold", "greedy", "annealing"};
 constexpr int maximin = 4;
@@ -105,7 +106,8 @@ double defined_value(const plan& p, const table& design)
     const int levels = p.rows() / p.repeats();
     switch (p.criterion) {
     case 0: {
-        const double value = reference::entropy(design, distance::euclidean, std::vector<double>(factors, 5.0), p.weights());
+        const double value =
+            reference::entropy(design, distance::euclidean, std::vector<double>(factors, 5.0), p.weights());
         return std::isfinite(value) ? value : 1e20;
     }
     case 1: return reference::phip(design, 20, distance::euclidean, p.weights());

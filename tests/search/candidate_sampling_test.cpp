@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <numeric>
 #include <set>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -267,6 +268,50 @@ TEST(candidatesampling, balanced_factors_give_distinct_pairs_of_different_levels
             if (asked >= total) {
                 EXPECT_EQ(found, total);
             }
+        }
+}
+
+TEST(candidatesampling, balanced_pairs_are_drawn_by_group_pair_of_levels_and_rows)
+{
+    random_stream random{1};
+    for (const auto& [n, repeats, groups] :
+         {std::tuple{24, 4, 1}, {24, 4, 3}, {24, 2, 3}, {12, 6, 1}, {30, 3, 2}, {60, 5, 4}})
+        for (const int asked : {1, 5, 24, 25, 26, 60}) {
+            search_run run(random_levels(n, 1, random, repeats), no_criterion, [&, wanted = groups](run_settings& s) {
+                all_candidates(s);
+                s.factor_counts[0] = wanted;
+            });
+            // Every pair, in the order of its number.
+            pair_list pairs;
+            const int levels = n / groups / repeats;
+            for (int group = 0; group < groups; ++group)
+                for (const auto& [low, high] : all_pairs(levels))
+                    for (int a = 0; a < repeats; ++a)
+                        for (int b = 0; b < repeats; ++b)
+                            pairs.emplace_back((group * levels + low) * repeats + a,
+                                               (group * levels + high) * repeats + b);
+            const int total = static_cast<int>(pairs.size());
+            const rng_state before = *run->rng;
+            if (asked >= total) {
+                std::sort(pairs.begin(), pairs.end());
+                const int found = sample_element_pairs(run.ctx(), 0, asked);
+                EXPECT_EQ(candidates(run.ctx(), found), pairs) << n << ' ' << groups;
+                EXPECT_EQ(draws_since(run.ctx(), before), 0);
+                continue;
+            }
+            test_run twin;
+            *twin->rng = before;
+            std::vector<std::int32_t> draws;
+            for (int t = 0; t < std::max(2 * asked, 50); ++t)
+                draws.push_back(static_cast<std::int32_t>(rng_uniform(twin.ctx()) * total));
+            pair_list expected;
+            for (const int number : distinct_draws(twin.ctx(), draws))
+                if (static_cast<int>(expected.size()) < asked)
+                    expected.push_back(pairs[static_cast<std::size_t>(number)]);
+            const int found = sample_element_pairs(run.ctx(), 0, asked);
+            EXPECT_EQ(candidates(run.ctx(), found), expected) << n << ' ' << groups << ' ' << asked;
+            EXPECT_EQ(draws_since(run.ctx(), before), std::max(2 * asked, 50));
+            EXPECT_EQ(run->search->pairs_per_candidate, 1);
         }
 }
 

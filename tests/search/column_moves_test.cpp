@@ -11,6 +11,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <numeric>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -39,6 +42,58 @@ bool rows_mirror_each_other(const double* const* design, int n, int k)
             return false;
     }
     return true;
+}
+
+/// Positions 0..m-1 in the order of m random keys, drawn as the library's own shuffle does.
+std::vector<int> shuffled(run_context* ctx, int m)
+{
+    std::vector<std::pair<double, int>> keys;
+    for (int i = 0; i < m; ++i)
+        keys.emplace_back(rng_uniform(ctx), i);
+    std::sort(keys.begin(), keys.end());
+    std::vector<int> order;
+    for (const auto& [key, i] : keys)
+        order.push_back(i);
+    return order;
+}
+
+/// Entries of one column by row, and the rows by rank.
+struct column_state {
+    column_state(run_context* ctx, int j)
+    {
+        const std::int32_t n = ctx->rows->n;
+        table design(n, ctx->rows->k);
+        crit_copy_design(ctx, design.data());
+        for (int i = 0; i < n; ++i) {
+            entries.push_back(design[i][j]);
+            rank_order.push_back(ctx->levels->rank_order[i][j]);
+        }
+    }
+
+    /// What the column becomes when the row at rank to[t] takes the entry of the row at rank t.
+    column_state moved(const std::vector<int>& to) const
+    {
+        column_state after = *this;
+        for (std::size_t t = 0; t < to.size(); ++t) {
+            const std::int32_t taker = rank_order[static_cast<std::size_t>(to[t])];
+            after.entries[static_cast<std::size_t>(taker)] = entries[static_cast<std::size_t>(rank_order[t])];
+            after.rank_order[t] = taker;
+        }
+        return after;
+    }
+
+    bool operator==(const column_state&) const = default;
+
+    std::vector<double> entries;
+    std::vector<std::int32_t> rank_order;
+};
+
+std::function<void(run_settings&)> grouped(int groups)
+{
+    return [groups](run_settings& s) {
+        s.criterion.criterion_id = 2;
+        s.factor_counts[0] = groups;
+    };
 }
 
 struct kind_of_run {
@@ -107,14 +162,15 @@ TEST_P(columnmoveskinds, thousands_of_moves_keep_ranks_and_multisets)
 
 INSTANTIATE_TEST_SUITE_P(
     columnmoves, columnmoveskinds,
-    testing::Values(kind_of_run{"plain", 14, 3, 1, 0, 1, false}, kind_of_run{"groups", 12, 3, 1, 0, 4, false},
-                    kind_of_run{"matched", 12, 3, 3, 0, 4, false}, kind_of_run{"balanced", 12, 3, 2, 0, 1, false},
-                    kind_of_run{"balanced_groups", 24, 2, 2, 0, 3, false},
-                    kind_of_run{"fixed_rows", 10, 3, 1, 4, 1, false},
-                    kind_of_run{"fixed_rows_groups", 12, 3, 1, 4, 3, false},
-                    kind_of_run{"symmetric_even", 12, 3, 1, 0, 1, true},
-                    kind_of_run{"symmetric_odd", 13, 3, 1, 0, 1, true}, kind_of_run{"two_rows", 2, 2, 1, 0, 1, false},
-                    kind_of_run{"three_rows", 3, 2, 1, 0, 1, false}),
+    testing::Values(
+        kind_of_run{"plain", 14, 3, 1, 0, 1, false}, kind_of_run{"groups", 12, 3, 1, 0, 4, false},
+        kind_of_run{"matched", 12, 3, 3, 0, 4, false}, kind_of_run{"balanced", 12, 3, 2, 0, 1, false},
+        kind_of_run{"balanced_groups", 24, 2, 2, 0, 3, false}, kind_of_run{"fixed_rows", 10, 3, 1, 4, 1, false},
+        kind_of_run{"fixed_rows_groups", 12, 3, 1, 4, 3, false}, kind_of_run{"balanced_pairs", 12, 3, 6, 0, 1, false},
+        kind_of_run{"matched_two_levels", 12, 3, 6, 0, 2, false},
+        kind_of_run{"balanced_fixed_rows", 12, 3, 4, 4, 1, false}, kind_of_run{"symmetric_four", 4, 3, 1, 0, 1, true},
+        kind_of_run{"symmetric_even", 12, 3, 1, 0, 1, true}, kind_of_run{"symmetric_odd", 13, 3, 1, 0, 1, true},
+        kind_of_run{"two_rows", 2, 2, 1, 0, 1, false}, kind_of_run{"three_rows", 3, 2, 1, 0, 1, false}),
     [](const auto& tested) { return tested.param.name; });
 
 TEST(columnmoves, every_41st_move_evaluates_from_scratch)
@@ -280,5 +336,224 @@ TEST(columnmoves, randomizing_follows_the_reordering_of_ranks)
         const std::int32_t giver = old_rank[static_cast<std::size_t>(t)];
         EXPECT_EQ(end[taker][0], start[giver][0]);
         EXPECT_EQ(ctx->levels->rank_order[t][0], taker);
+    }
+}
+
+TEST(columnmoves, groups_are_rearranged_in_a_random_order_of_all)
+{
+    random_stream random{5};
+    for (const int groups : {3, 4, 6}) {
+        // Matched: the groups are the levels, and nothing else is re-arranged.
+        search_run run(random_unit_design(12, 2, random, 12 / groups), grouped(groups));
+        ASSERT_EQ(run->groups->matched[0], 1);
+        run_context* ctx = run.ctx();
+        for (int trial = 0; trial < 20; ++trial) {
+            const column_state before(ctx, 0);
+            test_run twin;
+            const rng_state at = *twin->rng = *ctx->rng;
+            const std::vector<int> order = shuffled(twin.ctx(), groups);
+            std::vector<int> to;
+            for (int t = 0; t < 12; ++t)
+                to.push_back(order[static_cast<std::size_t>(t / (12 / groups))] * (12 / groups) + t % (12 / groups));
+            const double value = randomize_column(ctx, 0, groups, 12 / groups, 1);
+            EXPECT_EQ(draws_since(ctx, at), groups);
+            EXPECT_EQ(column_state(ctx, 0), before.moved(to)) << "better or not";
+            EXPECT_EQ(value, crit_value_of(ctx, nullptr));
+            EXPECT_TRUE(rank_order_is_in_step(ctx));
+        }
+    }
+}
+
+TEST(columnmoves, two_groups_are_not_rearranged)
+{
+    random_stream random{5};
+    search_run run(random_unit_design(12, 2, random, 6), grouped(2));
+    const column_state before(run.ctx(), 0);
+    const rng_state at = *run->rng;
+    randomize_column(run.ctx(), 0, 2, 6, 1);
+    EXPECT_EQ(draws_since(run.ctx(), at), 0);
+    EXPECT_EQ(column_state(run.ctx(), 0), before);
+}
+
+TEST(columnmoves, the_best_of_several_rearrangements_of_groups_is_applied)
+{
+    random_stream random{5};
+    search_run run(random_unit_design(12, 2, random, 3), grouped(4));
+    run_context* ctx = run.ctx();
+    for (const int tries : {5, 24, 100}) {
+        const int candidates = std::min(tries, 2 * 3 * 4); // (G-2)(G-1)G
+        const column_state before(ctx, 0);
+        test_run twin;
+        const rng_state at = *twin->rng = *ctx->rng;
+        double best = 1e200;
+        for (int c = 0; c < candidates; ++c) {
+            const std::vector<int> order = shuffled(twin.ctx(), 4);
+            std::vector<std::int32_t> takers, givers;
+            for (int t = 0; t < 12; ++t) {
+                takers.push_back(
+                    before.rank_order[static_cast<std::size_t>(order[static_cast<std::size_t>(t / 3)] * 3 + t % 3)]);
+                givers.push_back(before.rank_order[static_cast<std::size_t>(t)]);
+            }
+            best = std::min(best, crit_try_moves(ctx, 0, 12, takers.data(), givers.data()));
+        }
+        EXPECT_NEAR(randomize_column(ctx, 0, 4, 3, tries), best, 1e-14);
+        EXPECT_EQ(draws_since(ctx, at), 4 * candidates);
+        EXPECT_TRUE(rank_order_is_in_step(ctx));
+    }
+}
+
+TEST(columnmoves, elements_of_a_group_are_rearranged_only_for_the_better)
+{
+    random_stream random{5};
+    search_run run(random_unit_design(12, 2, random), grouped(2)); // two groups: none is re-arranged as a whole
+    run_context* ctx = run.ctx();
+    int kept = 0;
+    int changed = 0;
+    for (int trial = 0; trial < 60; ++trial) {
+        crit_evaluate(ctx, nullptr);
+        const double value = crit_value(ctx);
+        const column_state before(ctx, 0);
+        test_run twin;
+        const rng_state at = *twin->rng = *ctx->rng;
+        const int group = static_cast<int>(rng_uniform(twin.ctx()) * 2);
+        const std::vector<int> order = shuffled(twin.ctx(), 6);
+        std::vector<int> to(12);
+        std::iota(to.begin(), to.end(), 0);
+        for (int t = 0; t < 6; ++t)
+            to[static_cast<std::size_t>(group * 6 + t)] = group * 6 + order[static_cast<std::size_t>(t)];
+        const double result = randomize_column(ctx, 0, 2, 6, 1);
+        EXPECT_EQ(draws_since(ctx, at), 1 + 6);
+        const column_state after(ctx, 0);
+        if (after == before) {
+            ++kept;
+        } else {
+            ++changed;
+            EXPECT_LT(result, value);
+            EXPECT_EQ(after, before.moved(to));
+        }
+        EXPECT_TRUE(rank_order_is_in_step(ctx));
+        if (trial % 5 == 4) // somewhere else, so that there is something to improve
+            randomize_column(ctx, 0, 1, 12, 1);
+    }
+    EXPECT_GT(kept, 5);
+    EXPECT_GT(changed, 5);
+}
+
+TEST(columnmoves, a_rearrangement_without_a_change_of_level_is_drawn_again)
+{
+    // Two levels of two rows: a sixth of the orders changes nothing.
+    random_stream random{5};
+    search_run run(random_unit_design(4, 2, random, 2), grouped(1));
+    run_context* ctx = run.ctx();
+    int redrawn = 0;
+    for (int trial = 0; trial < 100; ++trial) {
+        const column_state before(ctx, 0);
+        test_run twin;
+        const rng_state at = *twin->rng = *ctx->rng;
+        std::vector<int> order;
+        int draws = 0;
+        for (bool changes = false; !changes;) {
+            rng_uniform(twin.ctx()); // the group
+            order = shuffled(twin.ctx(), 4);
+            draws += 1 + 4;
+            for (int t = 0; t < 4; ++t)
+                changes = changes || t / 2 != order[static_cast<std::size_t>(t)] / 2;
+        }
+        randomize_column(ctx, 0, 1, 4, 1);
+        EXPECT_EQ(draws_since(ctx, at), draws) << trial;
+        EXPECT_EQ(column_state(ctx, 0), before.moved(order)) << trial;
+        EXPECT_TRUE(rank_order_is_in_step(ctx));
+        redrawn += draws > 5;
+    }
+    EXPECT_GT(redrawn, 5);
+}
+
+TEST(columnmoves, a_rearrangement_is_drawn_again_twenty_times_at_most)
+{
+    // With groups of three rows no group holds two levels; the grouping need not be the factor's own.
+    search_run run(table(1, {0, 0, 0, 0, 0, 0, 0.5, 0.5, 0.5, 1, 1, 1}), grouped(1));
+    run_context* ctx = run.ctx();
+    const rng_state at = *ctx->rng;
+    const std::vector<double> before = multiset_of(crit_copy_design(ctx, nullptr), 12, 0);
+    randomize_column(ctx, 0, 4, 3, 1);
+    EXPECT_EQ(draws_since(ctx, at), 4 + 21 * (1 + 3));
+    EXPECT_EQ(multiset_of(crit_copy_design(ctx, nullptr), 12, 0), before);
+}
+
+TEST(columnmoves, mirrored_ranks_are_rearranged_as_pairs)
+{
+    random_stream random{5};
+    for (const int n : {3, 4, 9, 12}) {
+        table start = random_symmetric_levels(n, 2, random);
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; j < 2; ++j)
+                start[i][j] = (start[i][j] - 0.5) / n;
+        search_run run(start, [](run_settings& s) {
+            s.criterion.criterion_id = 2;
+            s.symmetric_design = 1;
+        });
+        ASSERT_EQ(run->search->symmetric_design, 1);
+        run_context* ctx = run.ctx();
+        int reversals = 0;
+        for (int trial = 0; trial < 20; ++trial) {
+            const column_state before(ctx, 1);
+            test_run twin;
+            const rng_state at = *twin->rng = *ctx->rng;
+            const std::vector<int> order = shuffled(twin.ctx(), n / 2);
+            std::vector<int> to(static_cast<std::size_t>(n));
+            std::iota(to.begin(), to.end(), 0); // a middle rank stays
+            for (int t = 0; t < n / 2; ++t) {
+                const bool reversed = rng_uniform(twin.ctx()) > 0.5;
+                reversals += reversed;
+                const int target = order[static_cast<std::size_t>(t)];
+                to[static_cast<std::size_t>(t)] = reversed ? n - 1 - target : target;
+                to[static_cast<std::size_t>(n - 1 - t)] = n - 1 - to[static_cast<std::size_t>(t)];
+            }
+            randomize_column(ctx, 1, 1, n, 1);
+            EXPECT_EQ(draws_since(ctx, at), n / 2 * 2) << n;
+            EXPECT_EQ(column_state(ctx, 1), before.moved(to)) << n;
+            EXPECT_TRUE(rank_order_is_in_step(ctx));
+            EXPECT_TRUE(rows_mirror_each_other(crit_copy_design(ctx, nullptr), n, 2));
+        }
+        EXPECT_GT(reversals, 0);
+    }
+}
+
+TEST(columnmoves, a_mirrored_exchange_applies_the_best_of_all_exchanges_with_their_mirror)
+{
+    random_stream random{6};
+    for (const int n : {6, 7}) {
+        table start = random_symmetric_levels(n, 3, random);
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; j < 3; ++j)
+                start[i][j] = (start[i][j] - 0.5) / n;
+        search_run run(start, [](run_settings& s) {
+            s.criterion.criterion_id = 2;
+            s.symmetric_design = 1;
+            s.reduced_neighbourhoods = 0;
+        });
+        run_context* ctx = run.ctx();
+        for (int move = 0; move < 12; ++move) {
+            const int j = move % 3;
+            crit_evaluate(ctx, nullptr);
+            const double value = crit_value(ctx);
+            double best = 1e300;
+            for (int a = 0; a < n; ++a)
+                for (int b = a + 1; b < n; ++b) {
+                    if (n % 2 == 1 && (a == n / 2 || b == n / 2))
+                        continue;
+                    table moved(n, 3);
+                    crit_copy_design(ctx, moved.data());
+                    const auto row = [&](int rank) { return ctx->levels->rank_order[rank][j]; };
+                    std::swap(moved[row(a)][j], moved[row(b)][j]);
+                    if (a != n - 1 - b)
+                        std::swap(moved[row(n - 1 - a)][j], moved[row(n - 1 - b)][j]);
+                    best = std::min(best, crit_value_of(ctx, moved.data()));
+                }
+            const bool only_if_better = move % 2 == 0;
+            const double result = element_exchange_search(ctx, j, 1000, only_if_better);
+            EXPECT_NEAR(result, only_if_better && best >= value ? value : best, 1e-14) << n << ' ' << move;
+            EXPECT_TRUE(rank_order_is_in_step(ctx));
+        }
     }
 }
