@@ -265,6 +265,22 @@ TEST(searchdriver, annealing_spends_moves_and_stops_without_acceptance)
     EXPECT_NE(frozen.outcome.reason, end_reason::iteration_limit);
 }
 
+TEST(searchdriver, pre_improvement_takes_the_grouping_of_the_position_among_the_active_factors)
+{
+    // Factors 1 and 2 are active: they are re-arranged with the three groups of factor 0 and the one of factor 1.
+    random_stream random{4};
+    search_run run(random_unit_design(12, 3, random), [](run_settings& s) {
+        s.factor_counts[0] = 3;
+        s.factor_shares[0] = 0.0;
+        s.criterion.criterion_threshold = 1e19; // reached by whatever comes of it
+    });
+    const rng_state before = *run->rng;
+    table out(12, 3);
+    ASSERT_TRUE(run.completes([&] { run_search(run.ctx(), out.data()); }));
+    EXPECT_EQ(run.outcome.reason, end_reason::target_reached);
+    EXPECT_EQ(draws_since(run.ctx(), before), 20 * ((3 + 1 + 4) + (1 + 12)));
+}
+
 TEST(searchdriver, a_round_of_annealing_lasts_until_no_new_best_came_for_as_many_moves)
 {
     // The same moves made by hand, with the rules of the method spelled out: how many rounds and moves it takes, and
