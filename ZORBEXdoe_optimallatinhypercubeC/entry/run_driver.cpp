@@ -1,6 +1,7 @@
 #include "entry/run_driver.h"
 
 #include "criteria/criterion.h"
+#include "entry/memory_need.h"
 #include "entry/messages.h"
 #include "entry/optdoe.h"
 #include "entry/run_globals.h"
@@ -57,6 +58,7 @@ static void make_starting_design(run_context* ctx, run_sizes sizes, std::uint32_
         (static_cast<std::int64_t>(sizes.free_rows) + sizes.fixed_rows) * std::int64_t{sizes.factors};
     if (elements > INT32_MAX)
         raise_out_of_memory(ctx);
+    refuse_beyond_memory(ctx, least_bytes_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, nullptr));
 
     double** design = double_matrix_alloc(ctx, sizes.rows(), sizes.factors);
     ctx->globals->design = design;
@@ -100,6 +102,8 @@ static bool prepare_settings(run_context* ctx, run_sizes sizes, double max_time_
 static void search_design(run_context* ctx, run_sizes sizes, std::uint32_t seed, run_outcome& outcome)
 {
     const run_settings& settings = ctx->globals->settings;
+    refuse_beyond_memory(
+        ctx, least_bytes_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, &settings.criterion));
     double** design = ctx->globals->design;
     double** ranges = nullptr;
     if (settings.scaling_mode != 0)

@@ -1,18 +1,29 @@
 #include "support/failing_storage.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+
+#include <malloc.h>
 
 namespace {
 
 bool watching = false;
 long request_count = 0;
 long live_count = 0;
+long live_bytes = 0;
+long most_bytes = 0;
 long failing_request = -1;
+failing_storage::failing which_fail = failing_storage::failing::once;
 
 bool request_fails()
 {
-    const bool fails = watching && request_count++ == failing_request;
+    if (!watching)
+        return false;
+    const long position = request_count++;
+    const bool fails = position == failing_request ||
+                       (which_fail == failing_storage::failing::from_then_on && failing_request >= 0 &&
+                        position > failing_request);
     if (fails)
         errno = ENOMEM;
     return fails;
@@ -20,8 +31,11 @@ bool request_fails()
 
 void* obtained(void* block)
 {
-    if (watching && block != nullptr)
+    if (watching && block != nullptr) {
         ++live_count;
+        live_bytes += static_cast<long>(malloc_usable_size(block));
+        most_bytes = std::max(most_bytes, live_bytes);
+    }
     return block;
 }
 
@@ -56,17 +70,20 @@ void* __wrap_realloc(void* block, std::size_t size)
 
 void __wrap_free(void* block)
 {
-    if (watching && block != nullptr)
+    if (watching && block != nullptr) {
         --live_count;
+        live_bytes -= static_cast<long>(malloc_usable_size(block));
+    }
     __real_free(block);
 }
 
 } // extern "C"
 
-void failing_storage::watch(long fail_at)
+void failing_storage::watch(long fail_at, failing which)
 {
-    request_count = live_count = 0;
+    request_count = live_count = live_bytes = most_bytes = 0;
     failing_request = fail_at;
+    which_fail = which;
     watching = true;
 }
 
@@ -74,3 +91,4 @@ void failing_storage::stop() { watching = false; }
 
 long failing_storage::requests() { return request_count; }
 long failing_storage::live_blocks() { return live_count; }
+long failing_storage::peak_bytes() { return most_bytes; }

@@ -1,0 +1,58 @@
+#include "entry/memory_need.h"
+
+#include "entry/tracked_storage.h"
+
+#include <algorithm>
+
+#include <unistd.h>
+
+namespace {
+
+/// Bytes for each pair of rows, and for each pair of a free row with any: tables, and what is kept to undo moves.
+struct pair_bytes {
+    double all;
+    double free;
+};
+
+} // namespace
+
+static pair_bytes pair_bytes_of(const criterion_options* criterion)
+{
+    if (criterion == nullptr)
+        return {4.0, 0.0};
+    switch (criterion->criterion_id) {
+    case 0: return {8.0, 16.0};
+    // A given exponent may be 0 (maximin), which keeps the distances only; else there are their terms too.
+    case 1: return {criterion->params.param_count_1 > 0 ? 8.0 : 16.0, 0.0};
+    case 3: return {4.0, 8.0};
+    default: return {8.0, 8.0};
+    }
+}
+
+/// A matrix has its pointers, and a block with an entry of the list of storage for each row.
+static double matrix_bytes(double rows, double factors, double element_size)
+{
+    constexpr double smallest_block = 16.0;
+    return rows * (std::max(factors * element_size, smallest_block) + 2.0 * sizeof(void*));
+}
+
+double least_bytes_of_run(std::int32_t free_rows, std::int32_t fixed_rows, std::int32_t factors,
+                          const criterion_options* criterion)
+{
+    const double free = free_rows;
+    const double rows = free + fixed_rows;
+    const double design = matrix_bytes(rows, factors, sizeof(double));
+    if (factors < 2)
+        return design;
+    const double level_structure = 4.0 * matrix_bytes(free, factors, sizeof(std::int32_t));
+    const pair_bytes pairs = pair_bytes_of(criterion);
+    return 2.0 * design + level_structure + pairs.all * rows * rows + pairs.free * free * rows;
+}
+
+void refuse_beyond_memory(run_context* ctx, double bytes)
+{
+    const double pages = static_cast<double>(sysconf(_SC_PHYS_PAGES));
+    const double page_bytes = static_cast<double>(sysconf(_SC_PAGESIZE));
+    if (pages > 0.0 && page_bytes > 0.0 && bytes > pages * page_bytes)
+        raise_out_of_memory(ctx);
+}
