@@ -3,6 +3,7 @@
 #include "entry/run_globals.h"
 #include "numeric/wrap32.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -22,11 +23,23 @@ struct block_place {
 /// Newest chunk first, newest entry first.
 static block_place find_block(const run_globals* globals, const void* block)
 {
-    for (allocation_chunk* chunk = globals->chunks; chunk != nullptr; chunk = chunk->next)
+    const auto address = reinterpret_cast<std::uintptr_t>(block);
+    for (allocation_chunk* chunk = globals->chunks; chunk != nullptr; chunk = chunk->next) {
+        if (address < chunk->lowest || address > chunk->highest)
+            continue;
         for (std::int32_t i = chunk->count - 1; i >= 0; --i)
             if (chunk->blocks[i] == block)
                 return {chunk, i};
+    }
     return {nullptr, 0};
+}
+
+static void list_at(allocation_chunk& chunk, std::int32_t position, void* block)
+{
+    const auto address = reinterpret_cast<std::uintptr_t>(block);
+    chunk.lowest = std::min(chunk.lowest, address);
+    chunk.highest = std::max(chunk.highest, address);
+    chunk.blocks[position] = block;
 }
 
 /// Takes the entry out of its chunk: the last entry moves into its place.
@@ -48,6 +61,7 @@ static allocation_chunk* chunk_with_room(run_globals* globals)
     if (chunk == nullptr)
         return nullptr;
     std::memset(chunk, 0, sizeof(allocation_chunk));
+    chunk->lowest = UINTPTR_MAX;
     chunk->next = globals->chunks;
     globals->chunks = chunk;
     return chunk;
@@ -61,7 +75,7 @@ void* tracked_try_alloc(run_globals* globals, std::size_t size)
     void* block = std::malloc(size);
     if (block == nullptr)
         return nullptr;
-    chunk->blocks[chunk->count] = block;
+    list_at(*chunk, chunk->count, block);
     chunk->count += 1;
     return block;
 }
@@ -82,7 +96,7 @@ void* tracked_realloc(run_context* ctx, void* block, std::size_t size)
 
     void* resized = std::realloc(block, size);
     if (resized != nullptr) {
-        place.chunk->blocks[place.position] = resized;
+        list_at(*place.chunk, place.position, resized);
         return resized;
     }
     throw_in_host(ctx->globals, out_of_memory_class,

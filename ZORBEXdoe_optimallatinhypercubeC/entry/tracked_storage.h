@@ -4,7 +4,9 @@
 /// depth, leaves nothing behind: the list is the clean-up. Callers therefore hold plain pointers and no destructors.
 ///
 /// Errors  tracked_alloc never returns null: it raises in the host and leaves through the error exit.
-/// Cost    looking a block up is linear, newest first: blocks freed soon after they were made are found at once.
+/// Cost    looking a block up is linear, newest first: blocks freed soon after they were made are found at once, and
+///         a chunk whose blocks all lie elsewhere costs two comparisons. With entries compared one by one the release
+///         of the matrices of 10,000 rows took two seconds.
 #pragma once
 
 #include "entry/run_context.h"
@@ -17,6 +19,8 @@ inline constexpr int chunk_capacity = 1000;
 /// One piece of the list of live blocks; live entries are packed at the front.
 struct allocation_chunk {
     allocation_chunk* next;       ///< older chunk, null at the end
+    std::uintptr_t lowest;        ///< no block of this chunk, live or freed, lies below
+    std::uintptr_t highest;       ///< nor above
     std::int32_t count;           ///< live entries, 0..chunk_capacity
     void* blocks[chunk_capacity]; ///< live blocks at 0..count-1, null behind
 };
