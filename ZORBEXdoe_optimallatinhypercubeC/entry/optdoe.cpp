@@ -43,6 +43,9 @@ jni::Object optdoe_run(jni::Env* env, jni::Object self, std::int32_t nsamples, s
     if (ready)
         result =
             run_guarded(ctx, nsamples, nfactors, max_time_minutes, static_cast<std::uint32_t>(seed), given);
+    // The search has told why it ended; the host may have thrown at one of the lines after that.
+    if (result == nullptr && given.outcome != nullptr)
+        given.outcome->reason = end_reason::failed;
     run_slots_close(ctx);
     close_plain_record(ctx);
     if (!ready)

@@ -167,7 +167,6 @@ jni::Object run_driver(run_context* ctx, std::int32_t nsamples, std::int32_t nfa
 {
     run_outcome unasked{};
     run_outcome& outcome = extras.outcome != nullptr ? *extras.outcome : unasked;
-    outcome.reason = end_reason::failed;
     outcome.iterations = 0;
 
     if (!arguments_are_usable(ctx, nsamples, nfactors, max_time_minutes))
@@ -176,14 +175,13 @@ jni::Object run_driver(run_context* ctx, std::int32_t nsamples, std::int32_t nfa
 
     const run_sizes sizes{nsamples, extras.start != nullptr ? extras.start->fixed_rows : 0, nfactors};
     make_starting_design(ctx, sizes, seed32, extras.start);
-    end_reason reason = end_reason::not_searched;
     if (nfactors >= 2) {
         describe_levels(ctx, ctx->globals->design, nsamples, sizes.fixed_rows, nfactors);
         if (!prepare_settings(ctx, sizes, max_time_minutes, extras))
             return nullptr;
         search_design(ctx, sizes, seed32, outcome);
-        reason = outcome.reason;
-        outcome.reason = end_reason::failed; // until the array is made
+    } else {
+        outcome.reason = end_reason::not_searched;
     }
     const jni::Object array = host_array_of(ctx, sizes);
     copy_design_to(outcome.design, ctx->globals->design, sizes);
@@ -191,6 +189,5 @@ jni::Object run_driver(run_context* ctx, std::int32_t nsamples, std::int32_t nfa
     ctx->globals->design = nullptr;
     if (nfactors >= 2)
         release_search(ctx);
-    outcome.reason = reason;
     return array;
 }
