@@ -9,7 +9,10 @@ target_compile_options(optdoe_flags INTERFACE
 if(CMAKE_COMPILE_WARNING_AS_ERROR)
     target_compile_options(optdoe_flags INTERFACE -Werror)
 endif()
-if(OPTDOE_SANITIZE)
+if(OPTDOE_SANITIZE STREQUAL "thread")
+    target_compile_options(optdoe_flags INTERFACE -fsanitize=thread)
+    target_link_options(optdoe_flags INTERFACE -fsanitize=thread)
+elseif(OPTDOE_SANITIZE)
     # Division by zero is left to IEEE rules: two samples have no third row, and the ratio 0/0 is meant.
     set(sanitizers -fsanitize=address,undefined -fno-sanitize=float-divide-by-zero -fno-sanitize-recover=all
         -fno-omit-frame-pointer)

@@ -79,13 +79,23 @@ struct embedded_host::state {
         return nullptr;
     }
 
-    jni::Object add(referent value)
+    /// A reference to what `make` makes; null, with the exception pending, when there is no memory for it.
+    template <class Make>
+    jni::Object add(Make make)
     {
-        referents.push_back(std::move(value));
-        return to_reference(referents.size() - 1);
+        try {
+            referents.push_back(make());
+            return to_reference(referents.size() - 1);
+        } catch (const std::bad_alloc&) {
+            out_of_memory();
+            return nullptr;
+        }
     }
 
-    void out_of_memory() { pending = host_exception{"java/lang/OutOfMemoryError", "thrown by the host"}; }
+    /// Made beforehand: there may be no memory for the words when it is needed.
+    host_exception exhausted{"java/lang/OutOfMemoryError", "thrown by the host"};
+
+    void out_of_memory() { pending = std::exchange(exhausted, {}); }
 };
 
 /// The functions of the table. None lets a C++ exception out.
@@ -101,15 +111,20 @@ struct host_functions {
             state.pending = host_exception{"java/lang/NoClassDefFoundError", name};
             return nullptr;
         }
-        return state.add({kind::other_class, name, {}, {}});
+        return state.add([&] { return referent{kind::other_class, name, {}, {}}; });
     }
 
     static jni::Int throw_new(jni::Env* env, jni::Object type, const char* message) noexcept
     {
         auto& state = state_of(env);
         state.expect_no_exception("ThrowNew");
-        if (const referent* found = state.expect("ThrowNew", type, kind::other_class); found != nullptr)
-            state.pending = host_exception{found->text, message};
+        if (const referent* found = state.expect("ThrowNew", type, kind::other_class); found != nullptr) {
+            try {
+                state.pending = host_exception{found->text, message};
+            } catch (const std::bad_alloc&) {
+                state.out_of_memory();
+            }
+        }
         return 0;
     }
 
@@ -211,7 +226,7 @@ struct host_functions {
             state.out_of_memory();
             return nullptr;
         }
-        return state.add({kind::string, text, {}, {}});
+        return state.add([&] { return referent{kind::string, text, {}, {}}; });
     }
 
     static jni::Object new_int_array(jni::Env* env, jni::Int length) noexcept
@@ -226,12 +241,8 @@ struct host_functions {
             state.out_of_memory();
             return nullptr;
         }
-        try {
-            return state.add({kind::int_array, {}, std::vector<std::int32_t>(static_cast<std::size_t>(length)), {}});
-        } catch (const std::bad_alloc&) {
-            state.out_of_memory();
-            return nullptr;
-        }
+        const auto elements = static_cast<std::size_t>(length);
+        return state.add([&] { return referent{kind::int_array, {}, std::vector<std::int32_t>(elements), {}}; });
     }
 
     static jni::Int* get_int_array_elements(jni::Env* env, jni::Object array, jni::Boolean* is_copy) noexcept
@@ -247,7 +258,12 @@ struct host_functions {
         }
         if (found->lent != nullptr)
             state.violation("GetIntArrayElements was called again before the elements were released.");
-        found->lent = std::make_unique<std::vector<std::int32_t>>(found->ints);
+        try {
+            found->lent = std::make_unique<std::vector<std::int32_t>>(found->ints);
+        } catch (const std::bad_alloc&) {
+            state.out_of_memory();
+            return nullptr;
+        }
         if (is_copy != nullptr)
             *is_copy = 1;
         return found->lent->data();
@@ -353,6 +369,7 @@ void embedded_host::begin_call()
     s.referents.push_back({kind::host_object, {}, {}, {}});
     s.referents.push_back({kind::host_class, {}, {}, {}});
     s.pending.reset();
+    s.exhausted = {"java/lang/OutOfMemoryError", "thrown by the host"};
     s.violations.clear();
     s.thrown_by_callback = nullptr;
     s.lines = s.polls = s.strings = 0;

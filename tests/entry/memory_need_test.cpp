@@ -67,7 +67,7 @@ TEST(memory_need, many_factors_count_too)
     embedded_host host;
     host.on_stop_poll = [] { return 1; };
     failing_storage::watch();
-    ASSERT_TRUE(host.run(10, 3000, 1.0, 5));
+    ASSERT_TRUE(host.run(10, 3000, 1e-5, 5));
     const double allocated = static_cast<double>(failing_storage::peak_bytes());
     failing_storage::stop();
     EXPECT_LE(least_bytes_of_run(10, 0, 3000, nullptr), allocated);

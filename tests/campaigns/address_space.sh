@@ -1,0 +1,37 @@
+#!/bin/sh
+# Memory that ends in the middle of a call: address_space.sh EDGE_CALL ROWS FACTORS STEPS
+# The call is made under every one of STEPS limits of the address space, evenly from what the program needs to start up
+# to what the call needs; each ends with a design or with the documented exception, and at least one with each.
+set -eu
+program=$1
+rows=$2
+factors=$3
+steps=$4
+least=8192
+most=$("$program" "$rows" "$factors" need)
+made=0
+refused=0
+step=0
+while [ "$step" -le "$steps" ]; do
+    limit=$((least + (most * 3 / 2) * step / steps))
+    answer=$( (ulimit -v "$limit" && "$program" "$rows" "$factors" call) 2>&1) || {
+        echo "FAILED: $rows x $factors under $limit KiB: exit $?: $answer" >&2
+        exit 1
+    }
+    case $answer in
+    *" levels") made=$((made + 1)) ;;
+    "java/lang/OutOfMemoryError: Storage exhausted by malloc() in Optimal Latin Hypercube plugin." | \
+        "java/lang/OutOfMemoryError: Storage exhausted on entry in Optimal Latin Hypercube plugin." | \
+        "java/lang/OutOfMemoryError: thrown by the host") refused=$((refused + 1)) ;;
+    *)
+        echo "FAILED: $rows x $factors under $limit KiB: $answer" >&2
+        exit 1
+        ;;
+    esac
+    step=$((step + 1))
+done
+[ "$made" -gt 0 ] && [ "$refused" -gt 0 ] || {
+    echo "FAILED: $made designs and $refused refusals" >&2
+    exit 1
+}
+echo "$((made + refused)) cases: $made designs, $refused refusals"

@@ -1,0 +1,79 @@
+// Every allocation of a run fails: each alone, and each with all that follow. After it there is one exception, no
+// result and no block, and the next call on the same thread gives the design of an undisturbed one.
+
+#include "cells.h"
+#include "support/failing_storage.h"
+
+#include "embedded_host.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace {
+
+const host_exception malloc_failed{"java/lang/OutOfMemoryError",
+                                   "Storage exhausted by malloc() in Optimal Latin Hypercube plugin."};
+const host_exception exhausted_on_entry{"java/lang/OutOfMemoryError",
+                                        "Storage exhausted on entry in Optimal Latin Hypercube plugin."};
+
+/// The context, eleven plain records, the status word and its chunk make the entry.
+constexpr long entry_requests = 14;
+
+/// Returns the number of cases tried.
+long fail_each(const cell& which, int n, int k, int fixed, int rounds)
+{
+    cell_run run(which, n, k, fixed, rounds);
+    const auto call = [&](embedded_host& host) { return host.run(n, k, 1000.0, 5, &run.extras); };
+    embedded_host undisturbed;
+    failing_storage::watch();
+    const auto expected = call(undisturbed);
+    const long requests = failing_storage::requests();
+    EXPECT_EQ(failing_storage::live_blocks(), 0);
+    failing_storage::stop();
+    EXPECT_TRUE(expected);
+    EXPECT_GT(requests, 50);
+
+    for (const auto failing : {failing_storage::failing::once, failing_storage::failing::from_then_on}) {
+        for (long at = 0; at < requests; ++at) {
+            embedded_host host;
+            failing_storage::watch(at, failing);
+            const auto design = call(host);
+            const long left = failing_storage::live_blocks();
+            failing_storage::stop();
+            EXPECT_EQ(design, std::nullopt) << at;
+            EXPECT_EQ(left, 0) << at;
+            EXPECT_EQ(host.pending(), at < entry_requests ? exhausted_on_entry : malloc_failed) << at;
+            EXPECT_TRUE(host.violations().empty()) << at;
+            EXPECT_EQ(run.outcome.reason, end_reason::failed) << at;
+            EXPECT_EQ(call(host), expected) << at;
+            if (testing::Test::HasFailure())
+                return 2 * requests;
+        }
+    }
+    return 2 * requests;
+}
+
+class failing_storage_campaign : public testing::TestWithParam<cell> {};
+
+TEST_P(failing_storage_campaign, every_allocation_of_a_short_run)
+{
+    long cases = 0;
+    for (const int fixed : {0, 4})
+        cases += fail_each(GetParam(), 6, 3, fixed, 2);
+    std::printf("%ld cases\n", cases);
+}
+
+class failing_storage_campaign_full : public testing::TestWithParam<cell> {};
+
+TEST_P(failing_storage_campaign_full, every_allocation_of_a_longer_run)
+{
+    std::printf("%ld cases\n", fail_each(GetParam(), 12, 4, 2, 12));
+}
+
+const auto name_of_cell = [](const auto& tested) { return tested.param.name(); };
+
+INSTANTIATE_TEST_SUITE_P(cells, failing_storage_campaign, testing::ValuesIn(all_cells()), name_of_cell);
+INSTANTIATE_TEST_SUITE_P(cells, failing_storage_campaign_full, testing::ValuesIn(all_cells()), name_of_cell);
+
+} // namespace
