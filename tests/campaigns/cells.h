@@ -77,7 +77,7 @@ private:
         s->weighted_factor_choice = 1;
         s->pre_improvement = run.pre_improvement;
         // Annealing counts moves, and a round ends only when n (n - 1) k 5 in a row brought no new best.
-        s->iteration_budget = run.which_.method == 2 ? run.rounds_ * run.rounds_ * 60 : run.rounds_;
+        s->iteration_budget = run.which_.method == 2 ? run.rounds_ * run.rounds_ * run.rounds_ * 3 : run.rounds_;
         s->moves_per_iteration = 3;
         s->restart_limit = 2;
         for (int j = 0; j < run.k_; ++j)
