@@ -21,11 +21,11 @@ static pair_bytes pair_bytes_of(const criterion_options* criterion)
     if (criterion == nullptr)
         return {4.0, 0.0};
     switch (criterion->criterion_id) {
-    case 0: return {8.0, 16.0};
+    case 0: return {8.0, 12.0};
     // A given exponent may be 0 (maximin), which keeps the distances only; else there are their terms too.
     case 1: return {criterion->params.param_count_1 > 0 ? 8.0 : 16.0, 0.0};
-    case 3: return {4.0, 8.0};
-    default: return {8.0, 8.0};
+    case 3: return {4.0, 0.0};
+    default: return {8.0, 0.0};
     }
 }
 
