@@ -99,6 +99,26 @@ TEST(criteriondispatch, the_two_snapshots_are_apart)
     }
 }
 
+TEST(criteriondispatch, lists_without_entries_change_nothing)
+{
+    random_stream random{1};
+    const table start = random_unit_design(8, 3, random);
+    const std::int32_t a = 2;
+    const std::int32_t b = 5;
+    for (const int id : {0, 2, 3}) {
+        search_run run(start, with_id(id));
+        run_context* ctx = run.ctx();
+        const double value = crit_apply_swaps(ctx, 1, 1, &a, &b);
+        for (const int count : {0, -1, -5}) {
+            EXPECT_EQ(bits(crit_try_swaps(ctx, 1, count, &a, &b)), bits(value)) << id;
+            EXPECT_EQ(bits(crit_apply_swaps(ctx, 1, count, &a, &b)), bits(value)) << id;
+            EXPECT_EQ(bits(crit_try_moves(ctx, 1, count, &a, &b)), bits(value)) << id;
+            EXPECT_EQ(bits(crit_apply_moves(ctx, 1, count, &a, &b)), bits(value)) << id;
+            EXPECT_EQ(bits(crit_value(ctx)), bits(value)) << id;
+        }
+    }
+}
+
 TEST(criteriondispatch, neighbouring_entries_are_equal_below_1e15)
 {
     EXPECT_TRUE(equal_entries(0.5, 0.5 + 9e-16));
