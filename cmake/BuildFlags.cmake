@@ -16,6 +16,9 @@ elseif(OPTDOE_SANITIZE)
     # Division by zero is left to IEEE rules: two samples have no third row, and the ratio 0/0 is meant.
     set(sanitizers -fsanitize=address,undefined -fno-sanitize=float-divide-by-zero -fno-sanitize-recover=all
         -fno-omit-frame-pointer)
+    if(OPTDOE_SANITIZE STREQUAL "fuzz")
+        list(APPEND sanitizers -fsanitize=fuzzer-no-link)
+    endif()
     target_compile_options(optdoe_flags INTERFACE ${sanitizers})
     target_link_options(optdoe_flags INTERFACE ${sanitizers})
 endif()
