@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -80,7 +81,7 @@ void progress::update(const run_outcome& outcome)
         std::fprintf(stderr, "optdoe: %s\n", text.c_str());
         return;
     }
-    text = text.substr(0, terminal_width() - 1);
+    text.resize(std::min<std::size_t>(text.size(), terminal_width() - 1));
     std::fprintf(stderr, "\r%s%s\033[K%s", colour_ ? "\033[36m" : "", text.c_str(), colour_ ? "\033[0m" : "");
     std::fflush(stderr);
     drawn_ = true;

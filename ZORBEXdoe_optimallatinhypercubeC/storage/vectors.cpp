@@ -66,7 +66,7 @@ double* aligned_alloc_doubles(run_context* ctx, std::size_t count)
     const auto after_address = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
     const std::uintptr_t padding = (vector_alignment - after_address % vector_alignment) % vector_alignment;
     char* data = block + sizeof(void*) + padding;
-    std::memcpy(data - sizeof(void*), &block, sizeof(void*));
+    std::memcpy(data - sizeof block, &block, sizeof block);
     return reinterpret_cast<double*>(data);
 }
 
