@@ -181,11 +181,8 @@ static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t
 
 static double phip_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
-    phip_state& s = *ctx->phip;
-    settle(s);
-    if (entries_are_equal(s, column, a, b))
-        return s.value;
-    return s.tables.p > 0 ? try_swap_terms(ctx, column, a, b) : maximin_try_swap(ctx, column, a, b);
+    return ctx->phip->tables.p > 0 ? try_swap_terms(ctx, column, a, b)
+                                   : maximin_try_swap(ctx, column, a, b);
 }
 
 static double phip_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,

@@ -253,6 +253,9 @@ static double sum_after_exchange(run_context* ctx)
 double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
     phip_state& s = *ctx->phip;
+    settle(s);
+    if (entries_are_equal(s, column, a, b))
+        return s.value;
     const phip_exchange& e = computed_exchange(s, column, a, b);
     double total = updated_sum(s, e.old_sum, e.new_sum);
     if (total / std::min(phip_cap, e.old_sum) < phip_least_ratio)

@@ -2,6 +2,7 @@
 #include "criteria/a2.h"
 #include "criteria/cd2.h"
 #include "criteria/entropy.h"
+#include "criteria/phip.h"
 #include "criteria/simd/kernel_variants.h"
 #include "support/criterion_twins.h"
 
@@ -230,6 +231,8 @@ void lockstep::use_variant(int id, instruction_set set)
     const auto at = static_cast<std::size_t>(set);
     if (id == 0)
         twins.fast()->entropy->kernels = entropy_kernel_variants[at];
+    else if (id == 1)
+        twins.fast()->phip->tables.kernels = phip_kernel_variants[at];
     else if (id == 2)
         twins.fast()->cd2->kernels = cd2_kernel_variants[at];
     else if (id == 3)
@@ -259,7 +262,9 @@ void random_scripts(int id, instruction_set set, const std::vector<entries>& kin
                     for (int j = 0; j < k; ++j)
                         how.weights.push_back(j == 0 && random.below(3) == 0 ? 1e-40 : 0.1 + 0.9 * random.unit());
                 if (variation != 0 && id != 3)
-                    how.params_1 = {id == 0 ? 40.0 * random.unit() : 1.0 + random.below(40)};
+                    how.params_1 = {id == 0 ? 40.0 * random.unit() : 0.0 + random.below(101)};
+                if (id == 1 && variation != 0 && random.below(3) == 0)
+                    how.params_1 = {0.0}; // maximin
                 if (variation == 2 && id < 2)
                     how.params_2 = {1.0 + random.below(2)};
                 if (id == 3)
@@ -287,6 +292,13 @@ std::string variant_name(const ::testing::TestParamInfo<instruction_set>& which)
 TEST_P(twin, entropy_has_the_bits_of_the_plain_form)
 {
     random_scripts(0, GetParam(), {entries::levels, entries::unit, entries::repeated, entries::near, entries::twins},
+                   300);
+}
+
+TEST_P(twin, phip_has_the_bits_of_the_plain_form)
+{
+    random_scripts(1, GetParam(),
+                   {entries::levels, entries::unit, entries::cells, entries::repeated, entries::near, entries::twins},
                    300);
 }
 
