@@ -26,7 +26,7 @@ _optdoe()
     )
     local score="--p --distance --theta --weights"
     local factors="--factor --bounds --coding"
-    local search="--criterion $score --target --negate-target --method --time --iterations --moves --pairs --all-pairs
+    local search="--criterion $score --target --negate-target --method --time --minutes --iterations --moves --pairs --all-pairs
         --restarts --threshold --cooling --tolerance --shares --weighted-choice --levels --no-pre-improvement
         --auxiliary --seed"
     local output="--output --format --history --report --quiet"

@@ -27,7 +27,7 @@ const std::array<std::pair<std::string, command>, 4> commands{{{"make", command:
 
 /// What options deliver as text; turned into `options` after parsing.
 struct raw_options {
-    std::string time, seed, theta, weights, shares, levels, balanced, coding, placement, format, bounds, config;
+    std::string time, minutes, seed, theta, weights, shares, levels, balanced, coding, placement, format, bounds, config;
     std::vector<std::string> factors;
 };
 
@@ -101,6 +101,10 @@ void add_search_options(CLI::App& app, options& o, raw_options& raw)
         ->group(group);
     app.add_option("--time", raw.time, "time limit, such as 30s, 2m, 1h; 0.0001s .. 1000000s (default 10000s)")
         ->type_name("TIME")
+        ->group(group);
+    app.add_option("--minutes", raw.minutes, "the same in minutes, as the Java host takes it")
+        ->type_name("NUMBER")
+        ->excludes("--time")
         ->group(group);
     app.add_option("--iterations", o.run.iterations,
                    "rounds (annealing: moves), 1 .. 1e8 (default 2 N K, at least 100)")
@@ -332,6 +336,12 @@ void interpret_texts(options& o, const raw_options& raw)
         if (!o.run.seconds)
             throw usage_error(
                 fmt::format("--time: \"{}\" is no time; expected a number with s, m or h, as in 30s", raw.time));
+    }
+    if (!raw.minutes.empty()) {
+        const std::optional<double> minutes = parse_number(raw.minutes);
+        if (!minutes)
+            throw usage_error(fmt::format("--minutes: \"{}\" is not a number", raw.minutes));
+        o.run.seconds = *minutes * 60.0;
     }
     if (!raw.seed.empty()) {
         // The highest 32-bit number stands for the clock inside the library, which could not be repeated.
