@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes one design, from a clean checkout on: installs and builds what is missing, then runs the command line.
 #
-#   ./run.sh 30 4 [OPTION...]         the command line
+#   ./run.sh 30 4 [OPTION...]         the native program, which needs no JDK
 #   ./run.sh --jvm 30 4 [OPTION...]   the command line of the Java host
 #
 # Only the design goes to standard output. `exec` hands Ctrl-C and the exit code through: the program that is
@@ -10,19 +10,10 @@ set -euo pipefail
 # shellcheck source=scripts/setup.sh
 source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/scripts/setup.sh"
 
-program=native # what runs without --jvm: `java`, or `native` for the program in cli/, which needs no JDK
 if [[ ${1-} == --jvm ]]; then
-    program=java
     shift
-fi
-
-case $program in
-java)
     prepare release "build java" java_host
     exec java -jar "$project_root/build/release/java/optimal-latin-hypercube.jar" "$@"
-    ;;
-native)
-    prepare release "build program" optdoe
-    exec "$project_root/build/release/bin/optdoe" "$@"
-    ;;
-esac
+fi
+prepare release "build program" optdoe
+exec "$project_root/build/release/bin/optdoe" "$@"
