@@ -17,12 +17,12 @@
 //
 // The sums that the exact trial takes have at most 2n positive terms and are off by at most 2n units in the last
 // place, as are the bounds, so a slack of 8n units of all that is added up, plus the known errors of the row sums that
-// old_bound is made of and of the estimates that new_bound is, keeps the inequality true for the totals as computed. A total that is larger by the factor
-// 1 + 1e-9 has a value that is larger by more than 1e-11 of itself, far more than the error of pow. So the value of a
-// dropped candidate is strictly greater than the least one. Those that are left are computed exactly: a unique least
-// value comes first in every sort. When two are equal, their order depends on the sort's path through all values, and
-// every candidate is tried. So it is when anything leaves the ground of this argument: totals near cancellation,
-// where trials are re-summed; sums near the cap; infinities; equal entries.
+// old_bound is made of and of the estimates that new_bound is, keeps the inequality true for the totals as computed.
+// A total that is larger by the factor 1 + 1e-9 has a value that is larger by about 1e-11 of itself or more, far more
+// than the error of pow. So the value of a dropped candidate is strictly greater than the least one. Those that are
+// left are computed exactly: a unique least value comes first in every sort. When two are equal, their order depends on
+// the sort's path through all values, and every candidate is tried. So it is when anything leaves the ground of this
+// argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities; equal entries.
 
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation

@@ -6,13 +6,10 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <utility>
 
 constexpr std::int32_t updates_between_sums = 5;
-
-static bool same_bits(double x, double y) { return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y); }
 
 double value_of_sum(const phip_state& s, double sum)
 {

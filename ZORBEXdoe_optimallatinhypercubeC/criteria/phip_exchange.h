@@ -3,8 +3,7 @@
 
 #include "criteria/phip.h"
 
-inline constexpr double phip_cap = 1e200;         ///< sums of terms, and single terms, end there
-inline constexpr double phip_least_ratio = 1e-8;  ///< below it an update is re-summed
+inline constexpr double phip_least_ratio = 1e-8; ///< below it an update is re-summed
 
 /// Brings the tables up to date with the points; every operation that reads or changes tables begins with it.
 void settle(phip_state& s);

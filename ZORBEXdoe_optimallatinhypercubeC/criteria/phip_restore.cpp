@@ -4,10 +4,7 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
-
-static bool same_bits(double x, double y) { return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y); }
 
 void keep_lines(const phip_tables& t, std::int32_t r, double* to)
 {

@@ -11,7 +11,6 @@
 #include <utility>
 
 constexpr double infinity = __builtin_inf();
-constexpr double capped_term = 1e200;
 
 static double* stride_vector(run_context* ctx, const phip_tables& t, double filled_with)
 {
@@ -77,7 +76,7 @@ void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t co
 
 double term_of(const phip_tables& t, double distance)
 {
-    return distance < t.distance_floor ? capped_term : 1.0 / int_power(distance, bits_u32(t.p));
+    return distance < t.distance_floor ? phip_cap : 1.0 / int_power(distance, bits_u32(t.p));
 }
 
 void mark_changed(phip_tables& t, std::int32_t r)

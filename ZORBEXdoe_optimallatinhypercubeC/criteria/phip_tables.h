@@ -14,8 +14,14 @@
 #include "criteria/simd/phip_kernels.h"
 #include "entry/run_context.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+
+inline constexpr double phip_cap = 1e200; ///< sums of terms, and single terms, end there
+
+/// True for the same number, the sign of zero included.
+inline bool same_bits(double x, double y) { return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y); }
 
 struct phip_tables {
     const phip_kernels* kernels;

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <utility>
 
 constexpr std::int32_t refresh_interval = 41;   ///< moves between two evaluations from scratch

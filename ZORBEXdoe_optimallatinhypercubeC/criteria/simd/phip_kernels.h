@@ -4,7 +4,8 @@
 ///         padding: +inf in distances, 0 in terms, anything finite in columns.
 /// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
 ///         Only where it says so is a sum taken in another order.
-/// One plain source, compiled once per instruction set; all variants give the same bits.
+/// One plain source, compiled once per instruction set; all variants give the same bits, but for the estimates and the
+/// sums in any order: these only bound what is then computed exactly.
 #pragma once
 
 #include "criteria/distance.h"
@@ -23,7 +24,7 @@ struct exchange_lines {
     std::int32_t a, b;
 };
 
-/// Sums of a row's terms on the grid of one binade, see ordered_sum.h.
+/// Sums of a row's terms on the grid of one binade, see sum_in_order of phip_tables.h.
 struct grid_cache {
     double* limit; ///< [stride] half the binade's lower end
     double* sum;   ///< [stride] sum of the rounded terms
