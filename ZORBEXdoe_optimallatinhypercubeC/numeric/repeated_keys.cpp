@@ -7,7 +7,8 @@
 #include <cstring>
 #include <utility>
 
-constexpr std::int32_t insertion_span = 7; ///< of the index sort
+constexpr std::int32_t insertion_span = 7;   ///< of the index sort
+constexpr std::uint32_t keys_per_word = 32; ///< of the set: two bits a key
 
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
 {
@@ -31,35 +32,43 @@ static void reserve(run_context* ctx, repeated_keys_scratch& s, std::int32_t cou
     s.indices = int_vector_alloc(ctx, capacity);
     s.from_left = int_vector_alloc(ctx, capacity);
     s.from_right = int_vector_alloc(ctx, capacity);
-    const std::size_t words = bits_u32(keys) / 64 + 1;
+    const std::size_t words = bits_u32(keys) / keys_per_word + 1;
     s.set = reinterpret_cast<std::uint64_t*>(aligned_alloc_doubles(ctx, words));
     std::memset(s.set, 0, words * sizeof(std::uint64_t));
     s.capacity = capacity;
     s.bound = keys;
 }
 
-static std::uint64_t& word_of(const repeated_keys_scratch& s, std::int32_t key) { return s.set[bits_u32(key) / 64]; }
+static std::uint64_t& word_of(const repeated_keys_scratch& s, std::int32_t key)
+{
+    return s.set[bits_u32(key) / keys_per_word];
+}
 
-static std::uint64_t bit_of(std::int32_t key) { return std::uint64_t{1} << (bits_u32(key) % 64); }
+/// The bit of a key that is there; the next one: it has copies.
+static std::uint64_t bit_of(std::int32_t key) { return std::uint64_t{1} << (2 * (bits_u32(key) % keys_per_word)); }
 
 /// Fills the places in the given order, the set with the keys, and complements the indices of keys with copies.
 ///   returns the number of places whose key has copies
 static std::int32_t place_keys(const repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
 {
-    std::int32_t copies = 0;
+    std::uint64_t repeats = 0;
     for (std::int32_t i = 0; i < count; ++i) {
         const std::int32_t key = keys[i];
         s.keys[i] = key;
         s.indices[i] = i;
         std::uint64_t& word = word_of(s, key);
-        const std::uint64_t before = word;
-        word |= bit_of(key);
-        if ((before & bit_of(key)) == 0)
+        const std::uint64_t seen = word & bit_of(key);
+        word |= bit_of(key) | seen << 1;
+        repeats |= seen;
+    }
+    if (repeats == 0)
+        return 0;
+    std::int32_t copies = 0;
+    for (std::int32_t i = 0; i < count; ++i) {
+        if ((word_of(s, keys[i]) & bit_of(keys[i]) << 1) == 0)
             continue;
-        const auto first = static_cast<std::int32_t>(std::find(keys, keys + i, key) - keys);
-        copies += 1 + (s.indices[first] >= 0);
-        s.indices[first] = ~first;
         s.indices[i] = ~i;
+        copies += 1;
     }
     return copies;
 }

@@ -17,7 +17,7 @@ struct repeated_keys_scratch {
     std::int32_t* from_left;  ///< [capacity] places where the scans of a partition stop
     std::int32_t* from_right; ///< [capacity]
     std::int32_t bound;       ///< keys that the set has room for
-    std::uint64_t* set;       ///< a bit a key; all zero between calls
+    std::uint64_t* set;       ///< two bits a key: it is there, it has copies; all zero between calls
 };
 
 /// Marks all copies of each key but the first in the order of indexx_int.
