@@ -22,7 +22,7 @@ void edit_settings(run_settings* out, std::int32_t factors, void* options)
 
 run_result run_library(const run_request& request)
 {
-    const std::size_t rows = static_cast<std::size_t>(request.fixed_rows + request.rows);
+    const std::size_t rows = static_cast<std::size_t>(request.fixed_rows) + static_cast<std::size_t>(request.rows);
     run_result result{table(rows, static_cast<std::size_t>(request.factors)), {}, {}};
     result.outcome.design = result.design.cells.data();
     result.outcome.initial_objective = result.outcome.best_objective = std::numeric_limits<double>::quiet_NaN();

@@ -266,6 +266,7 @@ std::string evaluation_table(const std::vector<evaluation>& evaluations, std::si
             columns[0][2 + m] = m == 0 ? "objective phip" : "objective entropy";
 
     std::vector<std::size_t> widths;
+    widths.reserve(columns.size());
     for (const auto& column : columns)
         widths.push_back(width(*std::max_element(column.begin(), column.end(),
                                                  [](const auto& a, const auto& b) { return width(a) < width(b); })));
