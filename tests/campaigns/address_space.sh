@@ -1,19 +1,19 @@
 #!/bin/sh
 # Memory that ends in the middle of a call: address_space.sh EDGE_CALL ROWS FACTORS STEPS
-# The call is made under every one of STEPS limits of the address space, evenly from what the program needs to start up
-# to what the call needs; each ends with a design or with the documented exception, and at least one with each.
+# The call is made under every one of STEPS limits of the address space, evenly from what the smallest call needs to a
+# little more than this one needs; each ends with a design or with the documented exception, and at least one with each.
 set -eu
 program=$1
 rows=$2
 factors=$3
 steps=$4
-least=8192
+least=$("$program" 2 1 need)
 most=$("$program" "$rows" "$factors" need)
 made=0
 refused=0
 step=0
 while [ "$step" -le "$steps" ]; do
-    limit=$((least + (most * 3 / 2) * step / steps))
+    limit=$((least + (most - least) * 11 * step / (10 * steps)))
     answer=$( (ulimit -v "$limit" && "$program" "$rows" "$factors" call) 2>&1) || {
         echo "FAILED: $rows x $factors under $limit KiB: exit $?: $answer" >&2
         exit 1
