@@ -1,8 +1,8 @@
-#!/bin/sh
+#!/usr/bin/env bash
 # Memory that ends in the middle of a call: address_space.sh EDGE_CALL ROWS FACTORS STEPS
 # The call is made under every one of STEPS limits of the address space, evenly from what the smallest call needs to a
 # little more than this one needs; each ends with a design or with the documented exception, and at least one with each.
-set -eu
+set -euo pipefail
 program=$1
 rows=$2
 factors=$3
@@ -30,8 +30,8 @@ while [ "$step" -le "$steps" ]; do
     esac
     step=$((step + 1))
 done
-[ "$made" -gt 0 ] && [ "$refused" -gt 0 ] || {
+if [ "$made" -eq 0 ] || [ "$refused" -eq 0 ]; then
     echo "FAILED: $made designs and $refused refusals" >&2
     exit 1
-}
+fi
 echo "$((made + refused)) cases: $made designs, $refused refusals"
