@@ -8,12 +8,13 @@ set -euo pipefail
 root=$(dirname -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")")
 tree=$root/build/coverage
 cmake -S "$root" --preset coverage >/dev/null
-cmake --build "$tree" --target optdoe_tests optdoe_golden optdoe_campaigns fuzzers -- -j2 | tail -n 1
+targets=(entry settings criterion index_sort)
+cmake --build "$tree" --target optdoe_tests optdoe_golden optdoe_campaigns "${targets[@]/#/fuzz_}" -- -j2 | tail -n 1
 find "$tree" -name '*.gcda' -delete
 "$tree/bin/optdoe_tests" --gtest_brief=1
 "$tree/bin/optdoe_golden" --gtest_brief=1
 "$tree/bin/optdoe_campaigns" --gtest_brief=1 --gtest_filter='-*_full*' >/dev/null
-for target in entry settings criterion index_sort; do
+for target in "${targets[@]}"; do
     "$tree/bin/fuzz_$target" "$root/tests/fuzz/corpus/$target" >/dev/null
 done
 gcovr --root "$root" --object-directory "$tree" --filter "$root/ZORBEXdoe_optimallatinhypercubeC/" \
