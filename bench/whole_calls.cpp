@@ -105,8 +105,9 @@ int main(int argc, char** argv)
     const plain_library& plain_functions = *optdoe_plain_library();
     const form plain{plain_functions.run, plain_functions.choice_counter};
     const form fast{optdoe_run, &choice_counter};
-    std::printf("| n | k | rounds | plain, s | fast, s | ratio | plain, us a move | fast, us a move | ratio | design |\n"
-                "|---|---|---|---|---|---|---|---|---|---|\n");
+    std::printf(
+        "| n | k | rounds | plain, s | fast, s | ratio | plain, us a move | fast, us a move | ratio | design |\n"
+        "|---|---|---|---|---|---|---|---|---|---|\n");
     bool all_same = true;
     for (const size s : sizes) {
         const measured_size whole = measure(plain, fast, s);

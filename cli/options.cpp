@@ -27,7 +27,8 @@ const std::array<std::pair<std::string, command>, 4> commands{{{"make", command:
 
 /// What options deliver as text; turned into `options` after parsing.
 struct raw_options {
-    std::string time, minutes, seed, theta, weights, shares, levels, balanced, coding, placement, format, bounds, config;
+    std::string time, minutes, seed, theta, weights, shares, levels, balanced, coding, placement, format, bounds,
+        config;
     std::vector<std::string> factors;
 };
 

@@ -272,8 +272,9 @@ static double entropy_try_swap(run_context* ctx, std::int32_t c, std::int32_t a,
 ///     4 g c^2 / det C (3 eta' + d), so that the entries of S are off by s = eta' g + 4 g c^2 / det C (3 eta' + d),
 ///     and ln det C + ln det S by 2 d + 8 s / det S as long as d and 4 s / det S are below 1/4.
 ///  3. Product, logarithm and its multiple round n + 2 times: 4 (n + 8) u (1 + |value|).
-/// The products that these bounds are made of are computed ones, tau among them, and off by the fraction eta' at most.
-/// The margin is twice the sum of the three. Where a condition fails there are no bounds, and the trial decides.
+/// The products that these bounds are made of are computed ones, tau among them, and off by the fraction eta' at
+/// most. The margin is twice the sum of the three. Where a condition fails there are no bounds, and the trial
+/// decides.
 struct entropy_bounds {
     double low;
     double high;

@@ -15,11 +15,11 @@
 #include <cmath>
 #include <cstring>
 
-constexpr kernel_variants<phip_kernels> phip_kernel_variants{
+constexpr kernel_variants<phip_kernels> phip_kernel_variants
+{
     &phip_kernels_baseline,
 #if defined(__x86_64__)
-    &phip_kernels_avx2,
-    &phip_kernels_avx512,
+        &phip_kernels_avx2, &phip_kernels_avx512,
 #endif
 };
 
@@ -136,11 +136,12 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
     const phip_exchange& e = s.exchange;
-    for (double* v : {e.distance_a, e.distance_b, e.term_a, e.term_b, s.candidates.lower,
-                      s.candidates.old_sum, s.candidates.old_error, s.column_snapshot.kept_lines})
+    for (double* v : {e.distance_a, e.distance_b, e.term_a, e.term_b, s.candidates.lower, s.candidates.old_sum,
+                      s.candidates.old_error, s.column_snapshot.kept_lines})
         aligned_free_doubles(ctx, v);
-    for (void* v : {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),
-                    static_cast<void*>(s.column_snapshot.kept_rows)})
+    for (void* v :
+         {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),
+          static_cast<void*>(s.column_snapshot.kept_rows)})
         if (v != nullptr)
             vector_free(ctx, v);
     const phip_kernels* kernels = s.tables.kernels;
@@ -181,12 +182,11 @@ static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t
 
 static double phip_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
-    return ctx->phip->tables.p > 0 ? try_swap_terms(ctx, column, a, b)
-                                   : maximin_try_swap(ctx, column, a, b);
+    return ctx->phip->tables.p > 0 ? try_swap_terms(ctx, column, a, b) : maximin_try_swap(ctx, column, a, b);
 }
 
-static double phip_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                               const std::int32_t* rows_src)
+static double phip_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count,
+                               const std::int32_t* rows_dst, const std::int32_t* rows_src)
 {
     return ctx->phip->tables.p > 0 ? apply_moves_terms(ctx, column, count, rows_dst, rows_src)
                                    : maximin_apply_moves(ctx, column, count, rows_dst, rows_src);
@@ -239,7 +239,8 @@ static void phip_save_design(run_context* ctx)
     snapshot.value = s.value;
     snapshot.term_sum = s.term_sum;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
-        std::memcpy(snapshot.points[f], s.tables.points[s.fixed_rows + f], bits_u32(s.tables.factors) * sizeof(double));
+        std::memcpy(snapshot.points[f], s.tables.points[s.fixed_rows + f],
+                    bits_u32(s.tables.factors) * sizeof(double));
     take_capture(ctx, s.tables, snapshot.capture);
     snapshot.capture.all_rows = true;
 }

@@ -16,13 +16,14 @@
 //     new_bound + T - old_bound - slack > best (1 + 1e-9)      with new_bound <= new and old_bound >= old.
 //
 // The sums that the exact trial takes have at most 2n positive terms and are off by at most 2n units in the last
-// place, as are the bounds, so a slack of 8n units of all that is added up, plus the known errors of the row sums that
-// old_bound is made of and of the estimates that new_bound is, keeps the inequality true for the totals as computed.
-// A total that is larger by the factor 1 + 1e-9 has a value that is larger by about 1e-11 of itself or more, far more
-// than the error of pow. So the value of a dropped candidate is strictly greater than the least one. Those that are
-// left are computed exactly: a unique least value comes first in every sort. When two are equal, their order depends on
-// the sort's path through all values, and every candidate is tried. So it is when anything leaves the ground of this
-// argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities; equal entries.
+// place, as are the bounds, so a slack of 8n units of all that is added up, plus the known errors of the row sums
+// that old_bound is made of and of the estimates that new_bound is, keeps the inequality true for the totals as
+// computed. A total that is larger by the factor 1 + 1e-9 has a value that is larger by about 1e-11 of itself or
+// more, far more than the error of pow. So the value of a dropped candidate is strictly greater than the least one.
+// Those that are left are computed exactly: a unique least value comes first in every sort. When two are equal, their
+// order depends on the sort's path through all values, and every candidate is tried. So it is when anything leaves
+// the ground of this argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities;
+// equal entries.
 
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation
@@ -73,7 +74,8 @@ static std::int32_t bound_candidates(phip_state& s, std::int32_t column, std::in
     const double present = s.term_sum;
     const double* x = column_line(t, column);
     const double new_slack = slack_unit + t.kernels->estimate_error;
-    t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, x, count, rows_a, rows_b, k.lower);
+    t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, x, count, rows_a, rows_b,
+                               k.lower);
     bool within = true;
     double most_error = 0.0;
     std::int32_t least = 0;
@@ -105,8 +107,8 @@ static double bracket_total(phip_state& s, std::int32_t column, std::int32_t c, 
     const double new_sum =
         t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, column, a, b));
     const double total = new_sum + s.term_sum - k.old_sum[c];
-    const double slack = slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c] +
-                         t.kernels->estimate_error * new_sum;
+    const double slack =
+        slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c] + t.kernels->estimate_error * new_sum;
     k.lower[c] = total - slack;
     return total + slack;
 }

@@ -56,7 +56,8 @@ void phip_tables_free(run_context* ctx, phip_tables& t)
     for (double* v : {t.columns, t.distances, t.terms, t.row_sum, t.row_error, t.grid.limit, t.grid.sum, t.grid.ties,
                       t.row_least, t.line_distances, t.line_terms})
         aligned_free_doubles(ctx, v);
-    for (void* v : {static_cast<void*>(t.row_nearest), static_cast<void*>(t.changed), static_cast<void*>(t.is_changed)})
+    for (void* v :
+         {static_cast<void*>(t.row_nearest), static_cast<void*>(t.changed), static_cast<void*>(t.is_changed)})
         if (v != nullptr)
             vector_free(ctx, v);
 }

@@ -6,7 +6,8 @@
 ///            cells by differences, so its rows stop being fresh; they are on the list of changed rows until the next
 ///            evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and taking back need
 ///            only visit the changed rows.
-/// Sum        the sum of all terms is defined as one chain of additions, row by row of the lower triangle. sum_in_order
+/// Sum        the sum of all terms is defined as one chain of additions, row by row of the lower triangle.
+/// sum_in_order
 ///            has its bits without walking it, see there.
 #pragma once
 
@@ -21,7 +22,10 @@
 inline constexpr double phip_cap = 1e200; ///< sums of terms, and single terms, end there
 
 /// True for the same number, the sign of zero included.
-inline bool same_bits(double x, double y) { return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y); }
+inline bool same_bits(double x, double y)
+{
+    return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y);
+}
 
 struct phip_tables {
     const phip_kernels* kernels;

@@ -29,19 +29,19 @@ struct starting_design {
 
 /// Receives what a run found. The caller owns it; `design` may be null when the rows are not wanted.
 struct run_outcome {
-    double* design;          ///< out: [(fixed_rows + nsamples) x nfactors] row-major, levels before truncation
+    double* design;           ///< out: [(fixed_rows + nsamples) x nfactors] row-major, levels before truncation
     double initial_objective; ///< out: objective of the starting design
-    double best_objective;   ///< out: kept up to date while the run goes on: right at every poll of the stop flag
-    std::int32_t iterations; ///< out: rounds begun, likewise
-    std::int32_t effort;     ///< out: work done: moves (annealing), else candidates x moves x rounds, wrapping
-    end_reason reason;       ///< out: `failed` until the run has ended
+    double best_objective;    ///< out: kept up to date while the run goes on: right at every poll of the stop flag
+    std::int32_t iterations;  ///< out: rounds begun, likewise
+    std::int32_t effort;      ///< out: work done: moves (annealing), else candidates x moves x rounds, wrapping
+    end_reason reason;        ///< out: `failed` until the run has ended
 };
 
 /// What a caller may add to a run. Null members are left out.
 struct run_extras {
     /// Edits the settings after settings_reset and the time limit, before settings_validate.
     void (*edit_settings)(run_settings* settings, std::int32_t nfactors, void* user);
-    void* user;                    ///< handed to edit_settings
+    void* user; ///< handed to edit_settings
     const starting_design* start;
     run_outcome* outcome;
 };

@@ -102,15 +102,14 @@ static bool prepare_settings(run_context* ctx, run_sizes sizes, double max_time_
 static void search_design(run_context* ctx, run_sizes sizes, std::uint32_t seed, run_outcome& outcome)
 {
     const run_settings& settings = ctx->globals->settings;
-    refuse_beyond_memory(
-        ctx, least_bytes_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, &settings.criterion));
+    refuse_beyond_memory(ctx,
+                         least_bytes_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, &settings.criterion));
     double** design = ctx->globals->design;
     double** ranges = nullptr;
     if (settings.scaling_mode != 0)
         ranges = scale_to_unit(ctx, settings.scaling_mode, design, sizes.rows(), sizes.factors);
 
-    crit_setup(ctx, design, bits_u32(sizes.free_rows), bits_u32(sizes.fixed_rows), sizes.factors,
-               settings.criterion);
+    crit_setup(ctx, design, bits_u32(sizes.free_rows), bits_u32(sizes.fixed_rows), sizes.factors, settings.criterion);
     outcome.initial_objective = crit_value(ctx);
     setup_search(ctx, sizes.free_rows, sizes.fixed_rows, sizes.factors, settings, seed, &outcome);
     outcome.best_objective = run_search(ctx, design);

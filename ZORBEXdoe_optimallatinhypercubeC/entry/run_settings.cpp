@@ -110,8 +110,7 @@ std::int32_t settings_validate(run_context* ctx, std::int32_t nfactors, std::int
     const std::int32_t pairs = wrap_mul(wrap_sub(nsamples, 1), nsamples) / 2;
     s.exchange_pairs = clamp_or_default_int(1, pairs, 50, s.exchange_pairs);
     s.auxiliary_mode = byte_setting(2, 0, s.auxiliary_mode);
-    s.scaling_mode =
-        static_cast<std::int8_t>(clamp_or_default_byte(0, 2, (c.criterion_id == 2) + 1, s.scaling_mode));
+    s.scaling_mode = static_cast<std::int8_t>(clamp_or_default_byte(0, 2, (c.criterion_id == 2) + 1, s.scaling_mode));
     s.symmetric_design = byte_setting(1, 0, s.symmetric_design);
     s.weighted_factor_choice = byte_setting(1, 0, s.weighted_factor_choice);
     s.reduced_neighbourhoods = byte_setting(1, 1, s.reduced_neighbourhoods);
@@ -132,8 +131,7 @@ std::int32_t settings_validate(run_context* ctx, std::int32_t nfactors, std::int
     } else if (s.search_mode == 2) {
         s.exchange_pairs = 1;
         s.weighted_factor_choice = 1;
-        s.moves_per_iteration =
-            wrap_mul(wrap_mul(wrap_mul(wrap_sub(nsamples, 1), nfactors), nsamples), 5);
+        s.moves_per_iteration = wrap_mul(wrap_mul(wrap_mul(wrap_sub(nsamples, 1), nfactors), nsamples), 5);
     }
     return 0;
 }

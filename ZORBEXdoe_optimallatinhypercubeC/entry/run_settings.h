@@ -24,10 +24,10 @@ struct criterion_params {
 
 /// What the criterion set-up receives.
 struct criterion_options {
-    std::int8_t criterion_id;        ///< 0 entropy, 1 phi-p (default), 2 and 4 centered L2 discrepancy, 3 A2
-    std::uint8_t criterion_negate;   ///< 0 (default) or 1: negate criterion_threshold
-    double* factor_weights;          ///< [nfactors] in [1e-40, 1], default 1; above 1e-15 the factor is active
-    double criterion_threshold;      ///< target value; -1e20..1e20, default -1e20; at least 0 for criterion 3
+    std::int8_t criterion_id;      ///< 0 entropy, 1 phi-p (default), 2 and 4 centered L2 discrepancy, 3 A2
+    std::uint8_t criterion_negate; ///< 0 (default) or 1: negate criterion_threshold
+    double* factor_weights;        ///< [nfactors] in [1e-40, 1], default 1; above 1e-15 the factor is active
+    double criterion_threshold;    ///< target value; -1e20..1e20, default -1e20; at least 0 for criterion 3
     criterion_params params;
     std::uint8_t criterion_function; ///< must be set (below 255) when criterion_id is 4
 };

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-constexpr std::int32_t insertion_span = 7;   ///< of the index sort
+constexpr std::int32_t insertion_span = 7;  ///< of the index sort
 constexpr std::uint32_t keys_per_word = 32; ///< of the set: two bits a key
 
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)

@@ -1,7 +1,7 @@
 /// Repeats among integer keys: which copies of equal keys an index sort would put behind another copy.
 ///
-/// indexx_int decides the order of equal keys by the path of its swaps. To know which copy comes first it is enough to
-/// follow that path where copies still lie in one partition: its partitions only, no insertion, no part without
+/// indexx_int decides the order of equal keys by the path of its swaps. To know which copy comes first it is enough
+/// to follow that path where copies still lie in one partition: its partitions only, no insertion, no part without
 /// repeats. Equal keys within a short partition keep their order, since insertion is stable.
 #pragma once
 

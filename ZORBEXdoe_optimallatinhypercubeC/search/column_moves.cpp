@@ -13,9 +13,9 @@
 #include <cmath>
 #include <utility>
 
-constexpr std::int32_t refresh_interval = 41;   ///< moves between two evaluations from scratch
-constexpr double worst_objective = 1e200;       ///< a re-arrangement must be strictly below it
-constexpr std::int32_t most_redraws = 20;       ///< of a re-arrangement that changes no level
+constexpr std::int32_t refresh_interval = 41; ///< moves between two evaluations from scratch
+constexpr double worst_objective = 1e200;     ///< a re-arrangement must be strictly below it
+constexpr std::int32_t most_redraws = 20;     ///< of a re-arrangement that changes no level
 
 static std::int32_t& row_at_rank(run_context* ctx, std::int32_t rank, std::int32_t factor)
 {
@@ -142,8 +142,7 @@ double column_move(run_context* ctx, std::int32_t factor, double current_value)
     } else {
         bool only_if_better = false;
         if (ctx->groups->group_count[factor] > 1 && rng_uniform(ctx) > 0.5)
-            only_if_better =
-                current_value > group_exchange_search(ctx, factor, s.group_pair_candidates[factor]);
+            only_if_better = current_value > group_exchange_search(ctx, factor, s.group_pair_candidates[factor]);
         result = element_exchange_search(ctx, factor, s.element_pair_candidates[factor], only_if_better);
     }
     if (s.moves_since_refresh < refresh_interval)
@@ -261,8 +260,7 @@ static void apply_best_rearrangement(run_context* ctx, std::int32_t factor, std:
     for (std::int32_t t = 0; t < tries; ++t) {
         draw(candidate);
         list_rows(ctx, factor, candidate);
-        const double value =
-            crit_try_moves(ctx, factor, candidate.count, candidate.rows_dst, candidate.rows_src);
+        const double value = crit_try_moves(ctx, factor, candidate.count, candidate.rows_dst, candidate.rows_src);
         if (value < best_value) {
             best_value = value;
             found = true;
@@ -281,15 +279,14 @@ static void apply_best_rearrangement(run_context* ctx, std::int32_t factor, std:
 /// Number of orders that are worth a try: m (m - 1) (m - 2), wrapping; none for fewer than three items.
 static std::int32_t rearrangements_of(std::int32_t m) { return wrap_mul(wrap_mul(m - 2, m - 1), m); }
 
-double randomize_column(run_context* ctx, std::int32_t factor, std::int32_t group_count,
-                        std::int32_t rows_per_group, std::int32_t tries)
+double randomize_column(run_context* ctx, std::int32_t factor, std::int32_t group_count, std::int32_t rows_per_group,
+                        std::int32_t tries)
 {
     search_state& s = *ctx->search;
     if (group_count > 1)
-        apply_best_rearrangement(ctx, factor, std::min(tries, rearrangements_of(group_count)), false,
-                                 [=](rearrangement& r) {
-                                     draw_group_rearrangement(ctx, group_count, rows_per_group, r);
-                                 });
+        apply_best_rearrangement(
+            ctx, factor, std::min(tries, rearrangements_of(group_count)), false,
+            [=](rearrangement& r) { draw_group_rearrangement(ctx, group_count, rows_per_group, r); });
 
     const std::int32_t level_count = ctx->levels->level_count[factor];
     const bool matched = ctx->levels->balanced[factor] != 0 && level_count == group_count;

@@ -26,5 +26,5 @@ double element_exchange_search(run_context* ctx, std::int32_t factor, std::int32
 /// evaluates from scratch.
 ///   group_count, rows_per_group   the grouping to use, which need not be the factor's own
 ///   returns the objective
-double randomize_column(run_context* ctx, std::int32_t factor, std::int32_t group_count,
-                        std::int32_t rows_per_group, std::int32_t tries);
+double randomize_column(run_context* ctx, std::int32_t factor, std::int32_t group_count, std::int32_t rows_per_group,
+                        std::int32_t tries);

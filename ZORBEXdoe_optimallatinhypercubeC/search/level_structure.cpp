@@ -109,8 +109,7 @@ void group_levels(run_context* ctx, const std::int32_t* levels_per_factor)
         const bool grouped = divides && groups_respect_levels(ctx, j, n / wanted);
         groups.group_count[j] = grouped ? wanted : 1;
         groups.rows_per_group[j] = grouped ? n / wanted : n;
-        groups.matched[j] =
-            ctx->levels->balanced[j] != 0 && ctx->levels->level_count[j] == groups.group_count[j];
+        groups.matched[j] = ctx->levels->balanced[j] != 0 && ctx->levels->level_count[j] == groups.group_count[j];
     }
 }
 

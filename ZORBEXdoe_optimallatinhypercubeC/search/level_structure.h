@@ -11,11 +11,11 @@
 
 /// Slot 9. Per factor j; null until describe_levels.
 struct factor_levels {
-    std::uint8_t* balanced;    ///< [k] 1 when every distinct value occurs equally often and more than once
-    std::int32_t* level_count; ///< [k] distinct values
-    std::int32_t** rank_order; ///< [n x k] row that holds the r-th smallest value
+    std::uint8_t* balanced;     ///< [k] 1 when every distinct value occurs equally often and more than once
+    std::int32_t* level_count;  ///< [k] distinct values
+    std::int32_t** rank_order;  ///< [n x k] row that holds the r-th smallest value
     std::int32_t** level_index; ///< [n x k] 0-based level of the r-th smallest value
-    std::int32_t** level_size; ///< [n x k] rows at level g
+    std::int32_t** level_size;  ///< [n x k] rows at level g
 };
 
 /// Slot 10. Per factor j; null until group_levels.
@@ -27,10 +27,10 @@ struct level_groups {
 
 /// Slot 11. Sizes of the search and the saved rank orders.
 struct search_rows {
-    std::int32_t n;          ///< free rows
-    std::int32_t k;          ///< factors
-    std::int32_t first_row;  ///< fixed rows before them
-    std::int32_t total_rows; ///< n + first_row
+    std::int32_t n;                   ///< free rows
+    std::int32_t k;                   ///< factors
+    std::int32_t first_row;           ///< fixed rows before them
+    std::int32_t total_rows;          ///< n + first_row
     std::int32_t* saved_column_order; ///< [n] rank order of one factor
     std::int32_t* work;               ///< [n]
     std::int32_t** saved_order;       ///< [n x k] rank order of all factors

@@ -65,8 +65,8 @@ static double end_with(run_context* ctx, end_reason reason)
 
 static double randomize_with_groups_at(run_context* ctx, std::int32_t factor, std::int32_t groups_at)
 {
-    return randomize_column(ctx, factor, ctx->groups->group_count[groups_at],
-                            ctx->groups->rows_per_group[groups_at], 1);
+    return randomize_column(ctx, factor, ctx->groups->group_count[groups_at], ctx->groups->rows_per_group[groups_at],
+                            1);
 }
 
 /// Up to 20 rounds that randomise every active column; a round that made things worse is taken back.

@@ -58,8 +58,7 @@ static neighbourhood neighbourhood_of(const run_context* ctx, std::int32_t j)
 {
     const std::int32_t groups = ctx->groups->group_count[j];
     const std::int32_t rows = ctx->groups->rows_per_group[j];
-    const std::int32_t repeats =
-        ctx->levels->balanced[j] != 0 ? ctx->rows->n / ctx->levels->level_count[j] : 1;
+    const std::int32_t repeats = ctx->levels->balanced[j] != 0 ? ctx->rows->n / ctx->levels->level_count[j] : 1;
     return {wrap_mul(groups, groups - 1) / 2, wrap_mul(wrap_mul(rows - repeats, groups), rows) / 2};
 }
 

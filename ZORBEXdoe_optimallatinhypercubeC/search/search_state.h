@@ -27,8 +27,8 @@ struct search_state {
 
     // Factor choice
     std::int32_t active_count;
-    std::int32_t* active_factors;      ///< [factors], active_count in use
-    double* factor_cumulative_weight;  ///< [factors], active_count in use, ascending, the last above 1
+    std::int32_t* active_factors;     ///< [factors], active_count in use
+    double* factor_cumulative_weight; ///< [factors], active_count in use, ascending, the last above 1
 
     // Neighbourhoods
     std::int32_t* group_pair_candidates;   ///< [factors] candidates of a group exchange
@@ -57,9 +57,9 @@ struct search_state {
     double current_value;
 
     // Method parameters
-    double tolerance;         ///< least gain of a round that counts
-    double record_tolerance;  ///< least gain of a new best (method 0)
-    double threshold;         ///< starting threshold or temperature
+    double tolerance;        ///< least gain of a round that counts
+    double record_tolerance; ///< least gain of a new best (method 0)
+    double threshold;        ///< starting threshold or temperature
     double threshold_factor;
     double threshold_ceiling; ///< method 0: distance from the best above which the threshold falls
     double threshold_floor;   ///< method 0: threshold / 100; method 2: threshold / 500; steers nothing

@@ -61,8 +61,7 @@ constexpr std::size_t vector_alignment = 64;
 double* aligned_alloc_doubles(run_context* ctx, std::size_t count)
 {
     // The block's own address is kept in front of the aligned data, for the way back.
-    auto* block = static_cast<char*>(
-        tracked_alloc(ctx, count * sizeof(double) + vector_alignment + sizeof(void*)));
+    auto* block = static_cast<char*>(tracked_alloc(ctx, count * sizeof(double) + vector_alignment + sizeof(void*)));
     const auto after_address = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
     const std::uintptr_t padding = (vector_alignment - after_address % vector_alignment) % vector_alignment;
     char* data = block + sizeof(void*) + padding;
@@ -92,8 +91,8 @@ void** matrix_alloc(run_context* ctx, element_type type, std::int32_t rows, std:
         *ctx->storage_status = status_unknown_type;
         return nullptr;
     }
-    auto* header = static_cast<matrix_header*>(
-        tracked_alloc(ctx, sizeof(matrix_header) + bits_u32(rows) * sizeof(void*)));
+    auto* header =
+        static_cast<matrix_header*>(tracked_alloc(ctx, sizeof(matrix_header) + bits_u32(rows) * sizeof(void*)));
     *header = {rows, cols, type};
     auto** row_pointers = reinterpret_cast<void**>(header + 1);
     for (std::int32_t i = 0; i < rows; ++i)

@@ -26,7 +26,8 @@ inline std::vector<cell> all_cells()
         const char* name;
         std::int8_t id;
         bool maximin;
-    } criteria[] = {{"entropy", 0, false}, {"phip", 1, false}, {"maximin", 1, true}, {"cd2", 2, false}, {"a2", 3, false}};
+    } criteria[] = {
+        {"entropy", 0, false}, {"phip", 1, false}, {"maximin", 1, true}, {"cd2", 2, false}, {"a2", 3, false}};
     const char* const methods[] = {"threshold", "greedy", "annealing"};
     std::vector<cell> cells;
     for (const auto& [name, id, maximin] : criteria)
@@ -40,8 +41,9 @@ inline std::vector<cell> all_cells()
 class cell_run {
 public:
     cell_run(const cell& which, int n, int k, int fixed, int rounds)
-        : which_(which), rounds_(rounds), n_(n), k_(k), start_(starting(which, n + fixed, k)),
-          given_{start_[0], fixed}, design(static_cast<std::size_t>((n + fixed) * k))
+        : which_(which), rounds_(rounds), n_(n), k_(k),
+          start_(starting(which, n + fixed, k)), given_{start_[0], fixed},
+          design(static_cast<std::size_t>((n + fixed) * k))
     {
         outcome.design = design.data();
         extras.edit_settings = edit;

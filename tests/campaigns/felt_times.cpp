@@ -4,8 +4,9 @@
 ///   set-up      from the call to the first line of the search: nobody is asked, and no clock read, before
 ///   first poll  from the call to the first poll of the stop flag: set-up and pre-improvement
 ///   poll gap    the longest time between two polls (a round of moves), pre-improvement left out
-///   stop        from a stop, raised by another thread at a random moment after the first poll, to the result; longest
-///   limit       from the end of the time limit to the result, for limits that end in set-up, pre-improvement, search
+///   stop        from a stop, raised by another thread at a random moment after the first poll, to the result;
+///   longest limit       from the end of the time limit to the result, for limits that end in set-up,
+///   pre-improvement, search
 #include "embedded_host.h"
 #include "entry/optdoe.h"
 

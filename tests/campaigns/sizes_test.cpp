@@ -1,5 +1,5 @@
-// Sizes at the edges of what 32 bits, a Java array and a machine hold, and the process-wide rotation of factors at the
-// ends of its range. (Runs whose storage ends in the middle are the script address_space.sh.)
+// Sizes at the edges of what 32 bits, a Java array and a machine hold, and the process-wide rotation of factors at
+// the ends of its range. (Runs whose storage ends in the middle are the script address_space.sh.)
 
 #include "support/failing_storage.h"
 
@@ -25,8 +25,8 @@ bool columns_are_permutations(const std::vector<std::int32_t>& levels, int n, in
     for (int j = 0; j < k; ++j) {
         std::fill(seen.begin(), seen.end(), false);
         for (int i = 0; i < n; ++i) {
-            const std::int32_t level = levels[static_cast<std::size_t>(i) * static_cast<std::size_t>(k) +
-                                              static_cast<std::size_t>(j)];
+            const std::int32_t level =
+                levels[static_cast<std::size_t>(i) * static_cast<std::size_t>(k) + static_cast<std::size_t>(j)];
             if (level < 1 || level > n || seen[static_cast<std::size_t>(level)])
                 return false;
             seen[static_cast<std::size_t>(level)] = true;

@@ -55,7 +55,9 @@ public:
         const int levels = 1 + input.below(n_ + fixed_);
         const bool wild = criterion != 3 && input.below(8) == 0;
         for (double& entry : entries_)
-            entry = wild ? wild_entry() : criterion == 3 ? 1 + input.below(levels) : input.below(levels) / std::fmax(1, levels - 1);
+            entry = wild             ? wild_entry()
+                    : criterion == 3 ? 1 + input.below(levels)
+                                     : input.below(levels) / std::fmax(1, levels - 1);
         for (int i = 0; i < n_ + fixed_; ++i)
             rows_.push_back(entries_.data() + i * k_);
         for (int j = 0; j < k_; ++j) {
@@ -197,8 +199,9 @@ private:
         double value_of_library = 0.0;
         double value_by_trials = 0.0;
         const std::int32_t a = best(library_.ops(), library_.ctx(), &value_of_library);
-        const std::int32_t b = best_swap_by_trials(library_.ctx(), library_.ops().try_swap, column, candidates.count(),
-                                                   candidates.first.data(), candidates.second.data(), &value_by_trials);
+        const std::int32_t b =
+            best_swap_by_trials(library_.ctx(), library_.ops().try_swap, column, candidates.count(),
+                                candidates.first.data(), candidates.second.data(), &value_by_trials);
         require(a == b && same(value_of_library, value_by_trials), "the best of many is not that of the trials");
     }
 

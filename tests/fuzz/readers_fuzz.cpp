@@ -22,8 +22,8 @@ class memory_file {
 public:
     explicit memory_file(const std::string& content) : descriptor_(memfd_create("fuzz", 0))
     {
-        require(descriptor_ >= 0 && write(descriptor_, content.data(), content.size()) ==
-                                        static_cast<ssize_t>(content.size()),
+        require(descriptor_ >= 0 &&
+                    write(descriptor_, content.data(), content.size()) == static_cast<ssize_t>(content.size()),
                 "no file in memory");
     }
     ~memory_file() { close(descriptor_); }
@@ -45,8 +45,7 @@ void read(int reader, const std::string& content)
         require(design.values.columns == design.factors.size(), "a factor for each column");
         design.levels();
         // What is written is read back as it was.
-        const std::string again =
-            cli::design_text(design.format, design.values, design.factors, *design.provenance);
+        const std::string again = cli::design_text(design.format, design.values, design.factors, *design.provenance);
         const memory_file copy(again);
         require(cli::read_design(copy.name()).values.cells == design.values.cells, "written and read back");
         break;

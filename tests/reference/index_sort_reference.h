@@ -7,9 +7,9 @@
 
 namespace reference {
 
-/// Quicksort on std::vector<std::int32_t> written out plainly, after Sedgewick (1978) as commonly published for positions from 1: the
-/// order of equal keys is that of its swaps. Recursion in place of the stack visits the parts in the same order,
-/// except that the order of visits does not matter to the result.
+/// Quicksort on std::vector<std::int32_t> written out plainly, after Sedgewick (1978) as commonly published for
+/// positions from 1: the order of equal keys is that of its swaps. Recursion in place of the stack visits the parts
+/// in the same order, except that the order of visits does not matter to the result.
 template <class Key>
 void sort_part(const std::vector<Key>& keys, std::vector<std::int32_t>& order, int low, int high)
 {

@@ -21,9 +21,8 @@ bool request_fails()
     if (!watching)
         return false;
     const long position = request_count++;
-    const bool fails = position == failing_request ||
-                       (which_fail == failing_storage::failing::from_then_on && failing_request >= 0 &&
-                        position > failing_request);
+    const bool fails = position == failing_request || (which_fail == failing_storage::failing::from_then_on &&
+                                                       failing_request >= 0 && position > failing_request);
     if (fails)
         errno = ENOMEM;
     return fails;

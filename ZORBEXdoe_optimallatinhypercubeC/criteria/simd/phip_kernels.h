@@ -4,8 +4,8 @@
 ///         padding: +inf in distances, 0 in terms, anything finite in columns.
 /// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
 ///         Only where it says so is a sum taken in another order.
-/// One plain source, compiled once per instruction set; all variants give the same bits, but for the estimates and the
-/// sums in any order: these only bound what is then computed exactly.
+/// One plain source, compiled once per instruction set; all variants give the same bits, but for the estimates and
+/// the sums in any order: these only bound what is then computed exactly.
 #pragma once
 
 #include "criteria/distance.h"

@@ -53,7 +53,10 @@ inline lanes term(lanes distance, std::uint32_t p, lanes floor)
 
 /// 1 / x within estimate_error of itself, for bounds.
 #ifdef __AVX512F__
-inline lanes reciprocal_estimate(lanes x) { return reinterpret_cast<lanes>(_mm512_maskz_rcp14_pd(0xFF, reinterpret_cast<__m512d>(x))); }
+inline lanes reciprocal_estimate(lanes x)
+{
+    return reinterpret_cast<lanes>(_mm512_maskz_rcp14_pd(0xFF, reinterpret_cast<__m512d>(x)));
+}
 constexpr double estimate_error = 0x1p-13; // the instruction's is 2^-14
 #else
 inline lanes reciprocal_estimate(lanes x) { return 1.0 / x; }
@@ -90,8 +93,9 @@ inline double sum_of_estimates(std::uint32_t p, double floor, lanes w, lanes x, 
     }
     const lanes least = all(floor);
     const lanes capped = all(1e200);
-    return sum_of_lanes(((w < least ? capped : reciprocal_estimate(pw)) + (x < least ? capped : reciprocal_estimate(px))) +
-                          ((y < least ? capped : reciprocal_estimate(py)) + (z < least ? capped : reciprocal_estimate(pz))));
+    return sum_of_lanes(
+        ((w < least ? capped : reciprocal_estimate(pw)) + (x < least ? capped : reciprocal_estimate(px))) +
+        ((y < least ? capped : reciprocal_estimate(py)) + (z < least ? capped : reciprocal_estimate(pz))));
 }
 
 inline mask row_numbers()
@@ -197,8 +201,8 @@ double bound_of(std::int32_t p, double floor, std::int32_t stride, const exchang
 }
 
 void bound_exchanges(distance_kind kind, std::int32_t p, double floor, std::int32_t stride, const double* distances,
-                     const double* column, std::int32_t count, const std::int32_t* rows_a,
-                     const std::int32_t* rows_b, double* bound)
+                     const double* column, std::int32_t count, const std::int32_t* rows_a, const std::int32_t* rows_b,
+                     double* bound)
 {
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t a = rows_a[c];
@@ -337,5 +341,6 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
 } // namespace
 
 constexpr phip_kernels KERNELS{
-    NAME, estimate_error, distances, terms, exchange, bound_exchanges, sum_after_exchange, move, sum, replace_terms, grid_sum,
+    NAME, estimate_error, distances, terms, exchange, bound_exchanges, sum_after_exchange, move,
+    sum,  replace_terms,  grid_sum,
 };

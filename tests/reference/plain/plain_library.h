@@ -1,8 +1,9 @@
-/// The library with criteria and sampling in plain form: every table and sum as the definitions name them, no pruning,
-/// no vector code, repeats told by sorting. Differential tests compare with it bit for bit; benchmarks take it as the base of their ratios.
+/// The library with criteria and sampling in plain form: every table and sum as the definitions name them, no
+/// pruning, no vector code, repeats told by sorting. Differential tests compare with it bit for bit; benchmarks take
+/// it as the base of their ratios.
 ///
-/// It is a shared library of its own, so that both forms live in one process; contexts must be opened, used and closed
-/// by functions of the same form.
+/// It is a shared library of its own, so that both forms live in one process; contexts must be opened, used and
+/// closed by functions of the same form.
 #pragma once
 
 #include "criteria/criterion_ops.h"

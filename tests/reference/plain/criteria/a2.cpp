@@ -74,9 +74,8 @@ static double a2_evaluate(run_context* ctx, const double* const* design)
     return s.value;
 }
 
-static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
-                     std::uint32_t fixed_rows, std::int32_t factors, const criterion_options& options,
-                     const std::int32_t* level_counts)
+static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
+                     std::int32_t factors, const criterion_options& options, const std::int32_t* level_counts)
 {
     a2_state& s = *ctx->a2;
     s.factors = factors;
@@ -115,8 +114,8 @@ static void a2_release(run_context* ctx)
         vector_free(ctx, s.saved_column);
     matrix_free(ctx, s.design);
     matrix_free(ctx, s.saved_design);
-    for (std::int32_t** m : {s.coincidence, s.saved_column_rows, s.saved_column_fixed, s.saved_design_rows,
-                             s.saved_design_fixed})
+    for (std::int32_t** m :
+         {s.coincidence, s.saved_column_rows, s.saved_column_fixed, s.saved_design_rows, s.saved_design_fixed})
         matrix_free(ctx, m);
     s = {};
 }
@@ -252,8 +251,7 @@ static double a2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t coun
             changed = true;
             for (std::int32_t r = 0; r < s.rows; ++r)
                 if (r != d)
-                    change =
-                        wrap_add(change, update_pair(s, r, d, count_change(s, k, s.design[r][k], xd, taken[t])));
+                    change = wrap_add(change, update_pair(s, r, d, count_change(s, k, s.design[r][k], xd, taken[t])));
         }
         s.design[d][k] = taken[t];
     }

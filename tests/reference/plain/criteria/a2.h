@@ -19,7 +19,7 @@ struct a2_state {
     double* saved_column;  ///< [free rows]
     double saved_column_value;
     double saved_design_value;
-    std::int32_t** coincidence; ///< [rows x rows] i < j: [i][j] = c(i, j), [j][i] = c(i, j)^2
+    std::int32_t** coincidence;        ///< [rows x rows] i < j: [i][j] = c(i, j), [j][i] = c(i, j)^2
     std::int32_t** saved_column_rows;  ///< [free rows x rows]
     std::int32_t** saved_column_fixed; ///< [fixed rows x free rows], null without fixed rows
     std::int32_t** saved_design_rows;  ///< [free rows x rows]

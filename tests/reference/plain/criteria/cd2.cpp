@@ -133,8 +133,7 @@ static void cd2_release(run_context* ctx)
     cd2_state& s = *ctx->cd2;
     for (double** m : {s.scaled, s.centred, s.terms, s.saved_design})
         matrix_free(ctx, m);
-    for (double* v :
-         {s.saved_design_terms, s.saved_column_terms, s.saved_column_scaled, s.saved_column_centred})
+    for (double* v : {s.saved_design_terms, s.saved_column_terms, s.saved_column_scaled, s.saved_column_centred})
         if (v != nullptr)
             vector_free(ctx, v);
     s = {};
@@ -159,7 +158,10 @@ struct entry {
 
 } // namespace
 
-static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k) { return {s.scaled[r][k], s.centred[r][k]}; }
+static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k)
+{
+    return {s.scaled[r][k], s.centred[r][k]};
+}
 
 static void put_entry(const cd2_state& s, std::int32_t r, std::int32_t k, entry e)
 {

@@ -274,8 +274,7 @@ static double entropy_try_swaps(run_context* ctx, std::int32_t c, std::int32_t c
     if (count < 1)
         return s.value;
     const double value = s.value;
-    const kept_correlations kept =
-        keep_correlations(ctx, least_of(rows_a, count, least_of(rows_b, count, s.rows)));
+    const kept_correlations kept = keep_correlations(ctx, least_of(rows_a, count, least_of(rows_b, count, s.rows)));
     const double result = entropy_apply_swaps(ctx, c, count, rows_a, rows_b);
     s.value = value;
     for (std::int32_t t = 0; t < count; ++t)
@@ -303,8 +302,7 @@ static double entropy_apply_moves(run_context* ctx, std::int32_t c, std::int32_t
                 if (r == d)
                     continue;
                 const double xr = s.points[r][c];
-                pair_cell(s, r, d) *=
-                    std::exp(distance_part(s.kind, xr - xd) - distance_part(s.kind, xr - taken[t]));
+                pair_cell(s, r, d) *= std::exp(distance_part(s.kind, xr - xd) - distance_part(s.kind, xr - taken[t]));
             }
         }
         s.points[d][c] = taken[t];

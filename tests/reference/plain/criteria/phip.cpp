@@ -551,7 +551,7 @@ static double phip_value_of(run_context* ctx, const double* const* design)
     double** scratch = double_matrix_alloc(ctx, s.rows, s.factors);
     for (std::int32_t r = 0; r < s.rows; ++r)
         for (std::int32_t k = 0; k < s.factors; ++k)
-            scratch[r][k] = design == nullptr   ? s.points[r][k]
+            scratch[r][k] = design == nullptr ? s.points[r][k]
                             : s.weighted != 0 ? design[r][k] * s.weights[k]
                                               : design[r][k];
     // Rows in the order of the full re-sum, so that a fresh evaluation has the same bits.

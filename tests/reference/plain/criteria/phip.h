@@ -16,8 +16,8 @@ struct phip_state {
                          ///< the lower one the committed copy. The diagonal is scratch of the re-arrangements.
     double value;
     double term_sum; ///< p > 0: sum of the terms, at most 1e200; p = 0: negated least distance of the fixed rows
-    double distance_floor; ///< distances below it count with the capped term
-    double* saved_column;  ///< [free rows]
+    double distance_floor;      ///< distances below it count with the capped term
+    double* saved_column;       ///< [free rows]
     double** saved_pair_rows;   ///< [free rows x rows]
     double** saved_fixed_pairs; ///< [fixed rows x free rows], p > 0; null without fixed rows
     double saved_column_value;

@@ -39,7 +39,10 @@ static pair decode_pair(std::int32_t p, std::int32_t m)
     return {a, wrap_add(a + 1, wrap_sub(p, pair_offset(a, m)))};
 }
 
-static bool is_pair(pair candidate, std::int32_t m) { return candidate.second > candidate.first && candidate.second < m; }
+static bool is_pair(pair candidate, std::int32_t m)
+{
+    return candidate.second > candidate.first && candidate.second < m;
+}
 
 /// Index of a uniform draw among count.
 static std::int32_t draw_below(run_context* ctx, std::int32_t count)
@@ -179,8 +182,8 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
 
     const std::int32_t half = rows / 2;
     const std::int32_t repeats = balanced ? ctx->rows->n / levels : 1;
-    const std::int32_t pairs_of_group = symmetric ? wrap_mul(half, wrap_mul(2, rows) - half - 1) / 2
-                                                  : wrap_mul(rows, rows - repeats) / 2;
+    const std::int32_t pairs_of_group =
+        symmetric ? wrap_mul(half, wrap_mul(2, rows) - half - 1) / 2 : wrap_mul(rows, rows - repeats) / 2;
     const std::int32_t total = wrap_mul(groups, pairs_of_group);
     const std::int32_t wanted = std::min(total, count);
     if (wanted < 1 || levels < 2 || pairs_of_group < 1)
