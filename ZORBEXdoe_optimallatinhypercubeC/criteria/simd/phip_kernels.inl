@@ -323,7 +323,7 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
         largest = t < largest ? largest : t;
     }
     if (i < count) {
-        double rest[LANES] = {};
+        alignas(sizeof(lanes)) double rest[LANES] = {};
         std::memcpy(rest, terms + i, static_cast<std::size_t>(count - i) * sizeof(double));
         const lanes t = load(rest);
         const lanes rounded = to_grid(t, limits);
