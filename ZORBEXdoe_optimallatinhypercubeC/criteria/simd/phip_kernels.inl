@@ -301,7 +301,7 @@ void replace_terms(std::int32_t stride, std::int32_t line, const double* old_ter
         const lanes grid_total = (load(grid.sum + r) - rounded_before) + rounded_after;
         lanes ties = load(grid.ties + r) - tie(before, rounded_before, limit) + tie(after, rounded_after, limit);
         // Beyond the binade neither the rounding nor the sum is exact any more.
-        ties = (after < limit) & (grid_total < 4.0 * limit) ? ties : all(infinity);
+        ties = ((after < limit) & (grid_total < 4.0 * limit)) ? ties : all(infinity);
         const mask behind = row > line;
         store(grid.sum + r, behind ? grid_total : load(grid.sum + r));
         store(grid.ties + r, behind ? ties : load(grid.ties + r));
