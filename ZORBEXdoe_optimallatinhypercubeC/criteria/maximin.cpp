@@ -69,25 +69,8 @@ double maximin_try_swaps(run_context* ctx, std::int32_t column, std::int32_t cou
                          const std::int32_t* rows_b)
 {
     phip_state& s = *ctx->phip;
-    const std::int32_t changed_count = s.tables.changed_count;
-    const bool armed = s.column_snapshot.armed;
-    double* kept = aligned_alloc_doubles(ctx, 2 * bits_u32(count) * line_pair(s.tables));
-    const auto kept_lines = [&](std::int32_t i) { return kept + bits_u32(i) * line_pair(s.tables); };
-    for (std::int32_t i = 0; i < count; ++i) {
-        keep_lines(s.tables, rows_a[i], kept_lines(2 * i));
-        keep_lines(s.tables, rows_b[i], kept_lines(2 * i + 1));
-    }
-    s.column_snapshot.armed = false; // the trial undoes itself
-    const double result = exchange_all(s, column, count, rows_a, rows_b) ? maximin_value(s) : s.value;
-    for (std::int32_t i = 0; i < count; ++i) {
-        swap_points(s.tables, rows_a[i], rows_b[i], column);
-        put_lines_back(s.tables, rows_a[i], kept_lines(2 * i));
-        put_lines_back(s.tables, rows_b[i], kept_lines(2 * i + 1));
-    }
-    forget_changes(s.tables, changed_count);
-    s.column_snapshot.armed = armed;
-    aligned_free_doubles(ctx, kept);
-    return result;
+    return undone_trial(ctx, column, count, rows_a, rows_b,
+                        [&] { return exchange_all(s, column, count, rows_a, rows_b) ? maximin_value(s) : s.value; });
 }
 
 double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)

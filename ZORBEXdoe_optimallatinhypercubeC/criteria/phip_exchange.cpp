@@ -200,35 +200,10 @@ double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count
                        const std::int32_t* rows_b)
 {
     phip_state& s = *ctx->phip;
-    const double value = s.value;
-    const double term_sum = s.term_sum;
-    const std::int32_t update_count = s.update_count;
-    const std::int32_t changed_count = s.tables.changed_count;
-    const bool armed = s.column_snapshot.armed;
-    double* kept = aligned_alloc_doubles(ctx, 2 * bits_u32(count) * line_pair(s.tables));
-    const auto kept_lines = [&](std::int32_t t) { return kept + bits_u32(t) * line_pair(s.tables); };
-    for (std::int32_t t = 0; t < count; ++t) {
-        keep_lines(s.tables, rows_a[t], kept_lines(2 * t));
-        keep_lines(s.tables, rows_b[t], kept_lines(2 * t + 1));
-    }
-
-    s.column_snapshot.armed = false; // the trial undoes itself
-    const replaced_terms batch = exchange_batch(s, column, count, rows_a, rows_b);
-    const double result = batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : value;
-
-    for (std::int32_t t = 0; t < count; ++t) {
-        swap_points(s.tables, rows_a[t], rows_b[t], column);
-        put_lines_back(s.tables, rows_a[t], kept_lines(2 * t));
-        put_lines_back(s.tables, rows_b[t], kept_lines(2 * t + 1));
-    }
-    forget_changes(s.tables, changed_count);
-    s.column_snapshot.armed = armed;
-    s.exchange.computed = false;
-    s.value = value;
-    s.term_sum = term_sum;
-    s.update_count = update_count;
-    aligned_free_doubles(ctx, kept);
-    return result;
+    return undone_trial(ctx, column, count, rows_a, rows_b, [&] {
+        const replaced_terms batch = exchange_batch(s, column, count, rows_a, rows_b);
+        return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
+    });
 }
 
 /// The sum of all terms, in order, as if the exchange at hand were done.

@@ -5,6 +5,8 @@
 #pragma once
 
 #include "criteria/phip.h"
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
 
 /// Doubles of one kept row: distances, then terms.
 inline std::size_t line_pair(const phip_tables& t) { return 2 * static_cast<std::size_t>(t.stride); }
@@ -30,3 +32,40 @@ void capture_for_restore(run_context* ctx, bool all_rows);
 
 /// Puts tables and points of the column snapshot back; the snapshot stays.
 void restore_tables(run_context* ctx);
+
+/// Runs a trial of exchanges that writes the tables, and undoes it: value, sums, tables, points and the list of
+/// changed rows are as before. The pairs share no row.
+///   trial   () -> value
+///   returns what the trial returns
+template <class Trial>
+double undone_trial(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
+                    const std::int32_t* rows_b, Trial trial)
+{
+    phip_state& s = *ctx->phip;
+    const double value = s.value;
+    const double term_sum = s.term_sum;
+    const std::int32_t update_count = s.update_count;
+    const std::int32_t changed_count = s.tables.changed_count;
+    const bool armed = s.column_snapshot.armed;
+    double* kept = aligned_alloc_doubles(ctx, 2 * bits_u32(count) * line_pair(s.tables));
+    const auto kept_lines = [&](std::int32_t t) { return kept + bits_u32(t) * line_pair(s.tables); };
+    for (std::int32_t t = 0; t < count; ++t) {
+        keep_lines(s.tables, rows_a[t], kept_lines(2 * t));
+        keep_lines(s.tables, rows_b[t], kept_lines(2 * t + 1));
+    }
+    s.column_snapshot.armed = false; // what the trial replaces comes back here
+    const double result = trial();
+    for (std::int32_t t = 0; t < count; ++t) {
+        swap_points(s.tables, rows_a[t], rows_b[t], column);
+        put_lines_back(s.tables, rows_a[t], kept_lines(2 * t));
+        put_lines_back(s.tables, rows_b[t], kept_lines(2 * t + 1));
+    }
+    forget_changes(s.tables, changed_count);
+    s.column_snapshot.armed = armed;
+    s.exchange.computed = false;
+    s.value = value;
+    s.term_sum = term_sum;
+    s.update_count = update_count;
+    aligned_free_doubles(ctx, kept);
+    return result;
+}
