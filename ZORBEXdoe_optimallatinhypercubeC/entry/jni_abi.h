@@ -1,6 +1,6 @@
 /// The slice of the Java Native Interface that the library calls: types and the function table.
 ///
-/// The table is binary: each function sits at a fixed index (Java Native Interface Specification, chapter 4,
+/// The table is binary: each function sits at a fixed index (Java Native Interface documentation, chapter 4,
 /// "Interface Function Table"). Declaring only what is used lets the library and the native program be built on a
 /// machine without a JDK; where a JDK is present a test compares every offset with its jni.h.
 #pragma once

@@ -9,7 +9,7 @@
 /// Callbacks   run inside the library, on the calling thread. A C++ exception never crosses the library's frames: it
 ///             is kept, the library sees a pending java/lang/RuntimeException, and run() throws it again afterwards.
 /// References  handed out to the library are valid until the next begin_call(), as local references are.
-/// Source      Java Native Interface Specification, chapters 2 ("Exceptions") and 4 ("JNI Functions").
+/// Source      Java Native Interface documentation, chapters 2 ("Exceptions") and 4 ("JNI Functions").
 #pragma once
 
 #include "entry/jni_abi.h"
