@@ -11,7 +11,7 @@
 
 /// Pairs of groups a < b of a factor.
 ///   count    at most this many
-///   draws    none for the complete list, else max(2w, 50) with w = min(number of pairs, count)
+///   draws    none for the complete list or a count below 1, else max(2w, 50) with w = min(number of pairs, count)
 ///   returns the number of candidates, below w when many draws repeat
 std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int32_t count);
 

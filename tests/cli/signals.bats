@@ -42,7 +42,7 @@ start_run() {
         wait $job || status=$?
         [ "$status" -eq "${pair#*:}" ]
         [ ! -e two.csv ]
-        [ -z "$(ls ./*.part 2>/dev/null)" ]
+        [ -z "$(compgen -G "./*.part")" ]
     done
 }
 
