@@ -4,15 +4,25 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <utility>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+// A place holds a word, 2 key + (1 when the key has copies), with the first bit inverted: words as signed numbers
+// have the order of the keys, and equal keys have equal words. Partitions look at the words in blocks of 32 places, a
+// bit a place, so that only the exchanges themselves are walked.
+
 constexpr std::int32_t insertion_span = 7;  ///< of the index sort
 constexpr std::uint32_t keys_per_word = 32; ///< of the set: two bits a key
+constexpr std::int32_t block = 32;          ///< places that are compared at once
 
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
 {
-    for (std::int32_t** v : {&s.keys, &s.indices, &s.from_left, &s.from_right}) {
+    for (std::int32_t** v : {&s.words, &s.indices}) {
         if (*v != nullptr)
             vector_free(ctx, *v);
         *v = nullptr;
@@ -25,13 +35,12 @@ static void reserve(run_context* ctx, repeated_keys_scratch& s, std::int32_t cou
 {
     if (count <= s.capacity && bound <= s.bound)
         return;
-    const std::int32_t capacity = std::max(count, s.capacity);
+    const std::int32_t capacity = std::max((count / block + 1) * block, s.capacity);
     const std::int32_t keys = std::max(bound, s.bound);
     repeated_keys_release(ctx, s);
-    s.keys = int_vector_alloc(ctx, capacity);
+    s.words = int_vector_alloc(ctx, capacity);
     s.indices = int_vector_alloc(ctx, capacity);
-    s.from_left = int_vector_alloc(ctx, capacity);
-    s.from_right = int_vector_alloc(ctx, capacity);
+    std::fill_n(s.words, capacity, 0);
     const std::size_t words = bits_u32(keys) / keys_per_word + 1;
     s.set = reinterpret_cast<std::uint64_t*>(aligned_alloc_doubles(ctx, words));
     std::memset(s.set, 0, words * sizeof(std::uint64_t));
@@ -45,65 +54,185 @@ static std::uint64_t& word_of(const repeated_keys_scratch& s, std::int32_t key)
 }
 
 /// The bit of a key that is there; the next one: it has copies.
-static std::uint64_t bit_of(std::int32_t key) { return std::uint64_t{1} << (2 * (bits_u32(key) % keys_per_word)); }
+static std::uint32_t bit_of(std::int32_t key) { return 2 * (bits_u32(key) % keys_per_word); }
 
-/// Fills the places in the given order, the set with the keys, and complements the indices of keys with copies.
+/// Fills the places in the given order, and the set with the keys.
 ///   returns the number of places whose key has copies
 static std::int32_t place_keys(const repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
 {
     std::uint64_t repeats = 0;
     for (std::int32_t i = 0; i < count; ++i) {
-        const std::int32_t key = keys[i];
-        s.keys[i] = key;
-        s.indices[i] = i;
-        std::uint64_t& word = word_of(s, key);
-        const std::uint64_t seen = word & bit_of(key);
-        word |= bit_of(key) | seen << 1;
+        std::uint64_t& word = word_of(s, keys[i]);
+        const std::uint64_t seen = word >> bit_of(keys[i]) & 1u;
+        word |= (seen << 1 | 1u) << bit_of(keys[i]);
         repeats |= seen;
     }
     if (repeats == 0)
         return 0;
-    std::int32_t copies = 0;
+    std::uint32_t copies = 0;
     for (std::int32_t i = 0; i < count; ++i) {
-        if ((word_of(s, keys[i]) & bit_of(keys[i]) << 1) == 0)
-            continue;
-        s.indices[i] = ~i;
-        copies += 1;
+        const std::uint32_t has_copies = word_of(s, keys[i]) >> (bit_of(keys[i]) + 1) & 1u;
+        s.words[i] = wrap_i32((bits_u32(keys[i]) << 1 | has_copies) ^ 0x80000000u);
+        s.indices[i] = i;
+        copies += has_copies;
     }
+    return wrap_i32(copies);
+}
+
+static std::int32_t key_of(std::int32_t word) { return wrap_i32((bits_u32(word) ^ 0x80000000u) >> 1); }
+
+#ifdef __SSE2__
+
+/// Bit i of the result: lane i of four vectors is negative.
+template <class Lanes>
+static std::uint32_t signs_of_16(Lanes lanes_at)
+{
+    return bits_u32(_mm_movemask_epi8(
+        _mm_packs_epi16(_mm_packs_epi32(lanes_at(0), lanes_at(4)), _mm_packs_epi32(lanes_at(8), lanes_at(12)))));
+}
+
+static __m128i words_at(const std::int32_t* words)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(words));
+}
+
+/// Bit i: words[i] < a, for a block of words.
+static std::uint32_t below(const std::int32_t* words, std::int32_t a)
+{
+    const __m128i bound = _mm_set1_epi32(a);
+    const auto half = [=](const std::int32_t* from) {
+        return signs_of_16([=](int i) { return _mm_cmplt_epi32(words_at(from + i), bound); });
+    };
+    return half(words) | half(words + 16) << 16;
+}
+
+/// Bit i: words[i] > a.
+static std::uint32_t above(const std::int32_t* words, std::int32_t a)
+{
+    const __m128i bound = _mm_set1_epi32(a);
+    const auto half = [=](const std::int32_t* from) {
+        return signs_of_16([=](int i) { return _mm_cmpgt_epi32(words_at(from + i), bound); });
+    };
+    return half(words) | half(words + 16) << 16;
+}
+
+/// Bit i: the key of words[i] has copies.
+static std::uint32_t with_copies(const std::int32_t* words)
+{
+    const auto half = [](const std::int32_t* from) {
+        return signs_of_16([=](int i) { return _mm_slli_epi32(words_at(from + i), 31); });
+    };
+    return half(words) | half(words + 16) << 16;
+}
+
+#else
+
+template <class Test>
+static std::uint32_t bits_where(Test test)
+{
+    std::uint32_t bits = 0;
+    for (std::int32_t i = 0; i < block; ++i)
+        bits |= (test(i) ? 1u : 0u) << i;
+    return bits;
+}
+
+static std::uint32_t below(const std::int32_t* words, std::int32_t a)
+{
+    return bits_where([=](std::int32_t i) { return words[i] < a; });
+}
+
+static std::uint32_t above(const std::int32_t* words, std::int32_t a)
+{
+    return bits_where([=](std::int32_t i) { return words[i] > a; });
+}
+
+static std::uint32_t with_copies(const std::int32_t* words)
+{
+    return bits_where([=](std::int32_t i) { return (words[i] & 1) != 0; });
+}
+
+#endif
+
+/// The bits of a block from place `from` on, and up to place `to`.
+static std::uint32_t bits_from(std::int32_t from) { return ~0u << (from % block); }
+static std::uint32_t bits_up_to(std::int32_t to) { return ~0u >> (block - 1 - to % block); }
+
+/// Calls visit(first place of the block, bits of the places lo .. hi with copies) for every block of them.
+template <class Visit>
+static void for_blocks_with_copies(const std::int32_t* words, std::int32_t lo, std::int32_t hi, Visit visit)
+{
+    for (std::int32_t base = lo / block * block; base <= hi; base += block) {
+        std::uint32_t bits = with_copies(words + base);
+        if (base < lo)
+            bits &= bits_from(lo);
+        if (hi - base < block - 1)
+            bits &= bits_up_to(hi);
+        visit(base, bits);
+    }
+}
+
+static std::int32_t count_copies(const std::int32_t* words, std::int32_t lo, std::int32_t hi)
+{
+    std::int32_t copies = 0;
+    for_blocks_with_copies(words, lo, hi, [&](std::int32_t, std::uint32_t bits) {
+        for (; bits != 0; bits &= bits - 1) // few; and not every machine counts bits
+            ++copies;
+    });
     return copies;
 }
 
-/// Lists the places from .. to, ascending, whose key is not below a; returns their number.
-static std::int32_t list_from_left(const std::int32_t* keys, std::int32_t from, std::int32_t to, std::int32_t a,
-                                   std::int32_t* list)
-{
-    std::int32_t listed = 0;
-    for (std::int32_t i = from; i <= to; ++i) {
-        list[listed] = i;
-        listed += keys[i] >= a;
-    }
-    return listed;
-}
-
-/// Lists the places from .. to, descending, whose key is not above a; returns their number.
-static std::int32_t list_from_right(const std::int32_t* keys, std::int32_t from, std::int32_t to, std::int32_t a,
-                                    std::int32_t* list)
-{
-    std::int32_t listed = 0;
-    for (std::int32_t j = to; j >= from; --j) {
-        list[listed] = j;
-        listed += keys[j] <= a;
-    }
-    return listed;
-}
-
-static void swap_places(const repeated_keys_scratch& s, std::int32_t i, std::int32_t j)
-{
-    std::swap(s.keys[i], s.keys[j]);
-    std::swap(s.indices[i], s.indices[j]);
-}
-
 namespace {
+
+/// The places from `first` on, ascending, whose word is not below a. A block is looked at when the scan gets there.
+class scan_from_left {
+public:
+    scan_from_left(const std::int32_t* words, std::int32_t first, std::int32_t a)
+        : words_(words), a_(a), base_(first / block * block), bits_(~below(words + base_, a) & bits_from(first))
+    {
+    }
+    /// The next one; there must be one left.
+    std::int32_t next()
+    {
+        while (bits_ == 0) {
+            base_ += block;
+            bits_ = ~below(words_ + base_, a_);
+        }
+        const std::int32_t place = base_ + std::countr_zero(bits_);
+        bits_ &= bits_ - 1;
+        return place;
+    }
+
+private:
+    const std::int32_t* words_;
+    std::int32_t a_;
+    std::int32_t base_;
+    std::uint32_t bits_;
+};
+
+/// The places from `first` on, descending, whose word is not above a.
+class scan_from_right {
+public:
+    scan_from_right(const std::int32_t* words, std::int32_t first, std::int32_t a)
+        : words_(words), a_(a), base_(first / block * block), bits_(~above(words + base_, a) & bits_up_to(first))
+    {
+    }
+    std::int32_t next()
+    {
+        while (bits_ == 0) {
+            base_ -= block;
+            bits_ = ~above(words_ + base_, a_);
+        }
+        const std::int32_t bit = block - 1 - std::countl_zero(bits_);
+        bits_ ^= 1u << bit;
+        return base_ + bit;
+    }
+
+private:
+    const std::int32_t* words_;
+    std::int32_t a_;
+    std::int32_t base_;
+    std::uint32_t bits_;
+};
 
 /// Bounds of the two parts that a partition leaves: left lo .. left_end, right right_begin .. hi.
 struct parts {
@@ -113,30 +242,43 @@ struct parts {
 
 } // namespace
 
-/// The index sort's partition of places lo .. hi. Its two scans stop at listed places, taken pair by pair until they
-/// meet; listing them first costs no branch per key.
+static void swap_places(const repeated_keys_scratch& s, std::int32_t i, std::int32_t j)
+{
+    std::swap(s.words[i], s.words[j]);
+    std::swap(s.indices[i], s.indices[j]);
+}
+
+/// The index sort's partition of places lo .. hi. Its two scans stop at places with a word that is not below, or not
+/// above, the pivot's; the places lo + 1 and hi end them at the latest. What an exchange has put down is seen by a
+/// scan as it was or as it is, and either way the scans are known to stop there.
 static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi)
 {
-    const std::int32_t* keys = s.keys;
+    const std::int32_t* words = s.words;
     swap_places(s, (lo + hi) >> 1, lo + 1);
-    if (keys[lo + 1] > keys[hi])
+    if (words[lo + 1] > words[hi])
         swap_places(s, lo + 1, hi);
-    if (keys[lo] > keys[hi])
+    if (words[lo] > words[hi])
         swap_places(s, lo, hi);
-    if (keys[lo + 1] > keys[lo])
+    if (words[lo + 1] > words[lo])
         swap_places(s, lo + 1, lo);
-    const std::int32_t a = keys[lo];
+    const std::int32_t a = words[lo];
 
-    const std::int32_t left = list_from_left(keys, lo + 2, hi, a, s.from_left);
-    const std::int32_t right = list_from_right(keys, lo + 1, hi - 1, a, s.from_right);
-    std::int32_t t = 0;
-    for (; t < left && t < right && s.from_left[t] < s.from_right[t]; ++t)
-        swap_places(s, s.from_left[t], s.from_right[t]);
-    // Where the scans stop at last: beyond the last exchanged pair both run into what was exchanged.
-    const std::int32_t behind_left = t > 0 ? s.from_left[t - 1] : lo + 1;
-    const std::int32_t behind_right = t > 0 ? s.from_right[t - 1] : hi;
-    std::int32_t i = t < left ? std::min(s.from_left[t], behind_right) : behind_right;
-    std::int32_t j = t < right ? std::max(s.from_right[t], behind_left) : behind_left;
+    scan_from_left left(words, lo + 2, a);
+    scan_from_right right(words, hi - 1, a);
+    std::int32_t last_left = lo + 1; // of the last exchange
+    std::int32_t last_right = hi;
+    std::int32_t i = left.next();
+    std::int32_t j = right.next();
+    while (i < j) {
+        swap_places(s, i, j);
+        last_left = i;
+        last_right = j;
+        i = left.next();
+        j = right.next();
+    }
+    // Beyond the last exchange both scans run into what was exchanged.
+    i = std::min(i, last_right);
+    j = std::max(j, last_left);
     if (i == j) { // an exchange with itself; on both sides of it the scans stop at once
         ++i;
         --j;
@@ -146,25 +288,22 @@ static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int
 }
 
 /// Follows the sort of places lo .. hi as long as copies of one key can lie apart.
-///   copies   places among them whose key has copies
+///   copies   places among them whose key has copies, at most
 static void follow_sort(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi, std::int32_t copies)
 {
     while (hi - lo >= insertion_span && copies > 1) {
         const parts both = partition(s, lo, hi);
-        std::int32_t copies_left = 0;
-        for (std::int32_t i = lo; i <= both.left_end; ++i)
-            copies_left += s.indices[i] < 0;
-        // A part has at most as many copies as the whole; a key between the parts stays where it is.
-        const std::int32_t copies_right = copies - copies_left;
-        // The shorter part by recursion, so that the depth stays logarithmic.
+        // The shorter part is counted, and followed by recursion, so that the depth stays logarithmic.
         if (both.left_end - lo < hi - both.right_begin) {
-            follow_sort(s, lo, both.left_end, copies_left);
+            const std::int32_t shorter = count_copies(s.words, lo, both.left_end);
+            follow_sort(s, lo, both.left_end, shorter);
             lo = both.right_begin;
-            copies = copies_right;
+            copies -= shorter;
         } else {
-            follow_sort(s, both.right_begin, hi, copies_right);
+            const std::int32_t shorter = count_copies(s.words, both.right_begin, hi);
+            follow_sort(s, both.right_begin, hi, shorter);
             hi = both.left_end;
-            copies = copies_left;
+            copies -= shorter;
         }
     }
 }
@@ -178,13 +317,15 @@ void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::i
     if (copies > 0) {
         follow_sort(scratch, 0, count - 1, copies);
         // In the order of the places: the first copy takes its key out of the set, later ones miss it.
-        for (std::int32_t i = 0; i < count; ++i) {
-            if (scratch.indices[i] >= 0)
-                continue;
-            std::uint64_t& word = word_of(scratch, scratch.keys[i]);
-            repeated[~scratch.indices[i]] = (word & bit_of(scratch.keys[i])) == 0;
-            word &= ~bit_of(scratch.keys[i]);
-        }
+        for_blocks_with_copies(scratch.words, 0, count - 1, [&](std::int32_t base, std::uint32_t bits) {
+            for (; bits != 0; bits &= bits - 1) {
+                const std::int32_t place = base + std::countr_zero(bits);
+                const std::int32_t key = key_of(scratch.words[place]);
+                std::uint64_t& word = word_of(scratch, key);
+                repeated[scratch.indices[place]] = (word >> bit_of(key) & 1u) == 0;
+                word &= ~(std::uint64_t{1} << bit_of(key));
+            }
+        });
     }
     for (std::int32_t i = 0; i < count; ++i)
         word_of(scratch, keys[i]) = 0;

@@ -11,13 +11,11 @@
 
 /// Scratch, kept by the caller from call to call; all zero before the first.
 struct repeated_keys_scratch {
-    std::int32_t capacity;    ///< keys
-    std::int32_t* keys;       ///< [capacity] key at each place
-    std::int32_t* indices;    ///< [capacity] its index; negative (complemented) when the key has copies
-    std::int32_t* from_left;  ///< [capacity] places where the scans of a partition stop
-    std::int32_t* from_right; ///< [capacity]
-    std::int32_t bound;       ///< keys that the set has room for
-    std::uint64_t* set;       ///< two bits a key: it is there, it has copies; all zero between calls
+    std::int32_t capacity; ///< keys, whole blocks
+    std::int32_t* words;   ///< [capacity] what lies at each place: key and whether it has copies, see the source
+    std::int32_t* indices; ///< [capacity] index of the key at each place
+    std::int32_t bound;    ///< keys that the set has room for
+    std::uint64_t* set;    ///< two bits a key: it is there, it has copies; all zero between calls
 };
 
 /// Marks all copies of each key but the first in the order of indexx_int.

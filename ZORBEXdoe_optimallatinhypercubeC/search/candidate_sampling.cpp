@@ -5,64 +5,20 @@
 #include "numeric/repeated_keys.h"
 #include "numeric/wrap32.h"
 #include "search/level_structure.h"
+#include "search/pair_numbers.h"
 #include "search/search_state.h"
 #include "storage/vectors.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
-namespace {
-
-struct pair {
-    std::int32_t first;
-    std::int32_t second;
-};
-
-} // namespace
-
-/// Number of the first pair (a, a + 1) of m items, pairs in lexicographic order.
-static std::int32_t pair_offset(std::int32_t a, std::int32_t m) { return wrap_mul(a, wrap_mul(2, m) - a - 1) / 2; }
-
-/// Pair number p of m items. For counts that wrapped the pair may be none of m items: see is_pair.
-static inline pair decode_pair(std::int32_t p, std::int32_t m)
-{
-    constexpr std::int32_t most_items = 30000; // no number of a pair of so many items comes near the end of 32 bits
-    std::int32_t a = 0;
-    if (m <= most_items) {
-        // The larger root of a (2m - a - 1) / 2 = p, then the integer next to it.
-        const double half = m - 0.5;
-        a = static_cast<std::int32_t>(half - std::sqrt(half * half - 2.0 * p));
-        a = a > m - 2 ? m - 2 : a;
-        a -= p < pair_offset(a, m);
-        a += p >= pair_offset(a + 1, m);
-    } else {
-        std::int32_t lo = 0;
-        std::int32_t hi = m - 1;
-        while (hi - lo > 1) {
-            const std::int32_t mid = (lo + hi) / 2;
-            if (p > pair_offset(mid, m))
-                lo = mid;
-            else
-                hi = mid;
-        }
-        a = p < pair_offset(hi, m) ? lo : hi;
-    }
-    return {a, wrap_add(a + 1, wrap_sub(p, pair_offset(a, m)))};
-}
-
-static bool is_pair(pair candidate, std::int32_t m)
-{
-    return candidate.second > candidate.first && candidate.second < m;
-}
-
 /// Appends a candidate; false when the work vectors are full.
-static bool add_candidate(search_state& s, std::int32_t& taken, pair candidate)
+static bool add_candidate(search_state& s, std::int32_t& taken, std::int32_t first, std::int32_t second)
 {
     if (taken >= s.max_candidates)
         return false;
-    s.candidate_first[taken] = candidate.first;
-    s.candidate_second[taken] = candidate.second;
+    s.candidate_first[taken] = first;
+    s.candidate_second[taken] = second;
     ++taken;
     return true;
 }
@@ -90,13 +46,27 @@ void release_draws(run_context* ctx)
     s.draw_capacity = 0;
 }
 
-/// Draws `draw_count` numbers below `bound` and offers each distinct one to `decode` in the order drawn, until
-/// `wanted` candidates are taken.
-///   draw     (count, out) writes count numbers
-///   decode   (number, pair&) -> whether the pair is a candidate
-template <class Draw, class Decode>
+namespace {
+
+/// Some distinct numbers and the pairs that they stand for.
+struct numbered_pairs {
+    static constexpr std::int32_t capacity = 64;
+    std::int32_t count;
+    std::int32_t numbers[capacity];
+    std::int32_t first[capacity];
+    std::int32_t second[capacity];
+};
+
+} // namespace
+
+/// Draws `draw_count` numbers below `bound` and offers each distinct one, in the order drawn, until `wanted`
+/// candidates are taken.
+///   draw      (count, out) writes count numbers
+///   decode    (numbered_pairs&) fills the pairs in
+///   accepts   (first, second) -> whether the pair is a candidate
+template <class Draw, class Decode, class Accepts>
 static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t bound, std::int32_t wanted,
-                                 Draw draw, Decode decode)
+                                 Draw draw, Decode decode, Accepts accepts)
 {
     if (draw_count < 1)
         return 0;
@@ -106,10 +76,18 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
     mark_repeated_keys(ctx, s.repeated_keys, draw_count, bound, s.draws, s.repeated);
 
     std::int32_t taken = 0;
-    for (std::int32_t i = 0; i < draw_count && taken < wanted; ++i) {
-        pair candidate{};
-        if (s.repeated[i] == 0 && decode(s.draws[i], candidate) && !add_candidate(s, taken, candidate))
-            break;
+    std::int32_t i = 0;
+    numbered_pairs some;
+    while (i < draw_count && taken < wanted) {
+        const std::int32_t asked = std::min(wanted - taken, numbered_pairs::capacity);
+        for (some.count = 0; i < draw_count && some.count < asked; ++i) {
+            some.numbers[some.count] = s.draws[i];
+            some.count += s.repeated[i] == 0;
+        }
+        decode(some);
+        for (std::int32_t c = 0; c < some.count; ++c)
+            if (accepts(some.first[c], some.second[c]) && !add_candidate(s, taken, some.first[c], some.second[c]))
+                return taken;
     }
     return taken;
 }
@@ -127,16 +105,16 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
         std::int32_t taken = 0;
         for (std::int32_t a = 0; a < groups; ++a)
             for (std::int32_t b = a + 1; b < groups; ++b)
-                if (!add_candidate(s, taken, {a, b}))
+                if (!add_candidate(s, taken, a, b))
                     return taken;
         return taken;
     }
     const auto draw = [=](std::int32_t draws, std::int32_t* out) { rng_below(ctx, total, draws, out); };
-    const auto decode = [=](std::int32_t number, pair& candidate) {
-        candidate = decode_pair(number, groups);
-        return is_pair(candidate, groups);
+    const auto decode = [=](numbered_pairs& some) {
+        pairs_of_numbers(some.count, some.numbers, groups, some.first, some.second);
     };
-    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode);
+    const auto accepts = [=](std::int32_t a, std::int32_t b) { return is_pair(a, b, groups); };
+    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode, accepts);
 }
 
 /// Every pair of ranks of one group with different levels, group by group in rank order.
@@ -153,7 +131,7 @@ static std::int32_t list_element_pairs(run_context* ctx, std::int32_t factor)
         for (std::int32_t a = 0; a < first_end; ++a)
             for (std::int32_t b = a + 1; b < rows; ++b)
                 if (b != middle && level[base + a][factor] != level[base + b][factor] &&
-                    !add_candidate(s, taken, {base + a, base + b}))
+                    !add_candidate(s, taken, base + a, base + b))
                     return taken;
     return taken;
 }
@@ -171,16 +149,19 @@ static std::int32_t sample_balanced_pairs(run_context* ctx, std::int32_t factor,
     if (pairs_of_group < 1 || pairs_of_levels < 1)
         return 0;
     const auto draw = [=](std::int32_t draws, std::int32_t* out) { rng_below(ctx, total, draws, out); };
-    const auto decode = [=](std::int32_t number, pair& candidate) {
-        const std::int32_t base = number / pairs_of_group * rows;
-        const std::int32_t within = number % pairs_of_group;
-        const pair level_pair = decode_pair(within / pairs_of_levels, levels);
-        const std::int32_t rows_pair = within % pairs_of_levels;
-        candidate = {base + level_pair.first * repeats + rows_pair / repeats,
-                     base + level_pair.second * repeats + rows_pair % repeats};
-        return is_pair(level_pair, levels);
+    const auto decode = [=](numbered_pairs& some) {
+        for (std::int32_t c = 0; c < some.count; ++c) {
+            const std::int32_t base = some.numbers[c] / pairs_of_group * rows;
+            const std::int32_t within = some.numbers[c] % pairs_of_group;
+            const item_pair level_pair = pair_of_number(within / pairs_of_levels, levels);
+            const std::int32_t rows_pair = within % pairs_of_levels;
+            const bool found = is_pair(level_pair.first, level_pair.second, levels);
+            some.first[c] = found ? base + level_pair.first * repeats + rows_pair / repeats : -1;
+            some.second[c] = found ? base + level_pair.second * repeats + rows_pair % repeats : -1;
+        }
     };
-    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode);
+    const auto accepts = [](std::int32_t first, std::int32_t) { return first >= 0; };
+    return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode, accepts);
 }
 
 std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
@@ -221,21 +202,28 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     const std::int32_t middle = symmetric && rows % 2 != 0 ? half : -1;
     std::int32_t** level = ctx->levels->level_index;
     const bool levels_differ = levels == ctx->rows->n; // all of them: no need to look
-    if (levels_differ && groups < 2 && middle < 0)
-        return sample_pairs(ctx, draws, total, wanted, draw, [=](std::int32_t number, pair& candidate) {
-            candidate = decode_pair(number, rows);
-            return is_pair(candidate, rows);
+    if (groups < 2) {
+        const auto decode = [=](numbered_pairs& some) {
+            pairs_of_numbers(some.count, some.numbers, rows, some.first, some.second);
+        };
+        return sample_pairs(ctx, draws, total, wanted, draw, decode, [=](std::int32_t first, std::int32_t second) {
+            return is_pair(first, second, rows) && second != middle &&
+                   (levels_differ || level[first][factor] != level[second][factor]);
         });
-    const auto decode = [=](std::int32_t number, pair& candidate) {
-        const std::int32_t group = groups < 2 ? 0 : number / pairs_of_group;
-        const pair positions = decode_pair(number - group * pairs_of_group, rows);
-        if (number < 0 || !is_pair(positions, rows) || positions.second == middle)
-            return false;
-        const std::int32_t base = group * rows;
-        candidate = {base + positions.first, base + positions.second};
-        return levels_differ || level[candidate.first][factor] != level[candidate.second][factor];
+    }
+    const auto decode = [=](numbered_pairs& some) {
+        for (std::int32_t c = 0; c < some.count; ++c) {
+            const std::int32_t group = some.numbers[c] / pairs_of_group;
+            const item_pair positions = pair_of_number(some.numbers[c] - group * pairs_of_group, rows);
+            const bool found = some.numbers[c] >= 0 && is_pair(positions.first, positions.second, rows) &&
+                               positions.second != middle;
+            some.first[c] = found ? group * rows + positions.first : -1;
+            some.second[c] = found ? group * rows + positions.second : -1;
+        }
     };
-    return sample_pairs(ctx, draws, total, wanted, draw, decode);
+    return sample_pairs(ctx, draws, total, wanted, draw, decode, [=](std::int32_t first, std::int32_t second) {
+        return first >= 0 && (levels_differ || level[first][factor] != level[second][factor]);
+    });
 }
 
 void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)

@@ -77,6 +77,30 @@ TEST(randomnumbers, every_step_is_the_exact_48_bit_product)
     }
 }
 
+TEST(randomnumbers, many_draws_below_a_bound_are_scaled_single_draws)
+{
+    test_run run;
+    test_run one_by_one;
+    random_stream random{3};
+    for (int round = 0; round < 3000; ++round) {
+        const std::uint32_t seed = static_cast<std::uint32_t>(random.below(1 << 30)) * 2654435761u;
+        const std::int32_t bound = round % 5 == 0   ? 1 + random.below(2147483647)
+                                   : round % 5 == 1 ? (1 << 21) - 1 + random.below(3)
+                                                    : 1 + random.below(5000);
+        const int count = round % 11;
+        rng_seed(run.ctx(), seed);
+        rng_seed(one_by_one.ctx(), seed);
+        std::vector<std::int32_t> drawn(static_cast<std::size_t>(count) + 1, -7);
+        rng_below(run.ctx(), bound, count, drawn.data());
+        for (int i = 0; i < count; ++i)
+            ASSERT_EQ(drawn[static_cast<std::size_t>(i)],
+                      static_cast<std::int32_t>(rng_uniform(one_by_one.ctx()) * bound))
+                << "draw " << i << " of " << count << " below " << bound;
+        EXPECT_EQ(drawn.back(), -7) << "written behind the last";
+        ASSERT_EQ(state_of(*run.ctx()->rng), state_of(*one_by_one.ctx()->rng)) << count << " draws";
+    }
+}
+
 TEST(randomnumbers, the_clock_seed_is_the_calendar_time)
 {
     test_run run;
