@@ -45,8 +45,8 @@ static bool exchange_all(phip_state& s, std::int32_t column, std::int32_t count,
             exchange_distances(t, column, a, b, s.exchange.distance_a, s.exchange.distance_b);
             keep_for_restore(s, a);
             keep_for_restore(s, b);
-            replace_row(t, a, s.exchange.distance_a, nullptr);
-            replace_row(t, b, s.exchange.distance_b, nullptr);
+            replace_row(t, a, s.exchange.distance_a);
+            replace_row(t, b, s.exchange.distance_b);
         }
         swap_points(t, a, b, column);
         mark_changed(t, a);
@@ -117,7 +117,7 @@ static bool rearrange(phip_state& s, std::int32_t column, std::int32_t count, co
                 t.line_distances[r] =
                     old[r] + (distance_part(t.kind, x[r] - taken[i]) - distance_part(t.kind, x[r] - before));
             t.line_distances[d] = old[d];
-            replace_row(t, d, t.line_distances, nullptr);
+            replace_row(t, d, t.line_distances);
         }
         set_point(t, d, column, taken[i]);
         mark_changed(t, d);

@@ -98,7 +98,7 @@ static void exchange_alloc(run_context* ctx, phip_state& s)
 {
     phip_exchange& e = s.exchange;
     const std::size_t stride = bits_u32(s.tables.stride);
-    for (double** line : {&e.distance_a, &e.distance_b, &e.term_a, &e.term_b}) {
+    for (double** line : {&e.distance_a, &e.distance_b, &e.old_term_a, &e.old_term_b, &e.term_a, &e.term_b}) {
         *line = aligned_alloc_doubles(ctx, stride);
         std::fill_n(*line, stride, 0.0);
     }
@@ -136,8 +136,8 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
     const phip_exchange& e = s.exchange;
-    for (double* v : {e.distance_a, e.distance_b, e.term_a, e.term_b, s.candidates.lower, s.candidates.old_sum,
-                      s.candidates.old_error, s.column_snapshot.kept_lines})
+    for (double* v : {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b, s.candidates.lower,
+                      reinterpret_cast<double*>(s.candidates.new_terms), s.column_snapshot.kept_lines})
         aligned_free_doubles(ctx, v);
     for (void* v :
          {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),

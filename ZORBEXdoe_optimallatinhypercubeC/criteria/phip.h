@@ -19,6 +19,8 @@ struct phip_exchange {
     std::int32_t column, a, b;
     double* distance_a; ///< [stride] lines of rows a and b after the exchange
     double* distance_b;
+    double* old_term_a; ///< [stride] their terms before and after it
+    double* old_term_b;
     double* term_a;
     double* term_b;
     double old_sum; ///< terms taken out and put in, each in the order of the definition
@@ -40,7 +42,7 @@ struct phip_column_snapshot {
     std::int32_t kept_count;
     std::int32_t kept_capacity;
     std::int32_t* kept_rows;
-    double* kept_lines; ///< [kept_capacity x line_pair] distances, then terms
+    double* kept_lines; ///< [kept_capacity x stride] distances
 
     // For changes of many rows: the tables at that moment, and the column's entries then.
     phip_capture capture;
@@ -56,10 +58,9 @@ struct phip_design_snapshot {
 
 /// Scratch of the best of several exchanges.
 struct phip_candidates {
-    std::int32_t capacity; ///< candidates, a whole number of vectors
+    std::int32_t capacity; ///< candidates
     double* lower;         ///< [capacity] lower bound of the total
-    double* old_sum;       ///< [capacity] approximate sum of the terms taken out
-    double* old_error;     ///< [capacity] bound of its error
+    float* new_terms;      ///< [capacity] of some new terms, relative to the reference of the bounds
 };
 
 struct phip_state {

@@ -39,15 +39,14 @@ static void reserve_candidates(run_context* ctx, phip_candidates& candidates, st
 {
     if (count <= candidates.capacity)
         return;
-    const std::int32_t capacity = (count + line_step - 1) / line_step * line_step;
-    for (double** v : {&candidates.lower, &candidates.old_sum, &candidates.old_error}) {
-        aligned_free_doubles(ctx, *v);
-        *v = nullptr;
-    }
+    aligned_free_doubles(ctx, candidates.lower);
+    candidates.lower = nullptr;
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(candidates.new_terms));
+    candidates.new_terms = nullptr;
     candidates.capacity = 0;
-    for (double** v : {&candidates.lower, &candidates.old_sum, &candidates.old_error})
-        *v = aligned_alloc_doubles(ctx, bits_u32(capacity));
-    candidates.capacity = capacity;
+    candidates.lower = aligned_alloc_doubles(ctx, bits_u32(count));
+    candidates.new_terms = reinterpret_cast<float*>(aligned_alloc_doubles(ctx, (bits_u32(count) + 1) / 2));
+    candidates.capacity = count;
 }
 
 constexpr double most_doubt = 1e-7; ///< of a row sum, as a share of the present sum
@@ -59,38 +58,54 @@ static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int3
         const std::int32_t r = rows[c];
         if (t.row_error[r] <= most_doubt * present)
             continue;
-        t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
+        terms_of_line(t, distance_line(t, r), t.old_terms);
+        t.row_sum[r] = t.kernels->sum(t.stride, t.old_terms);
         t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
     }
 }
 
-/// First pass: a lower bound of every total, from some of the new terms.
+/// First pass: a lower bound of every total, from some of the new terms and from above of the old ones.
 ///   returns the candidate with the least bound, -1 when one is beyond the argument above
 static std::int32_t bound_candidates(phip_state& s, std::int32_t column, std::int32_t count,
                                      const std::int32_t* rows_a, const std::int32_t* rows_b, double slack_unit)
 {
-    phip_tables& t = s.tables;
+    const phip_tables& t = s.tables;
     const phip_candidates& k = s.candidates;
     const double present = s.term_sum;
+    // The bounds count in terms of a reference distance, near that whose term is the present sum, to stay within the
+    // range of single precision.
+    const double root = 1.0 / s.value;
+    const double reference = t.kind == distance_kind::euclidean ? root * root : root;
+    const double reference_term = 1.0 / int_power(reference, bits_u32(t.p));
+    constexpr double upwards = 1.0 + 0x1p-20;
+    const double unit = upwards / (t.coarse.scale * reference);
+    const double doubt = upwards * coarse_doubt(t.coarse) / reference;
+    const bool in_range = unit < 1e30 && doubt < 1e30 && reference_term > 1e-280 && reference_term < 1e190;
+    if (!coarse_is_usable(t.coarse) || !in_range)
+        return -1;
+    t.kernels->bound_exchanges(t.kind, t.p,
+                               {t.coarse.stride, t.coarse.distances, coarse_column_line(t.coarse, column),
+                                static_cast<float>(unit), static_cast<float>(doubt)},
+                               count, rows_a, rows_b, k.new_terms);
+
     const double* x = column_line(t, column);
-    const double new_slack = slack_unit + t.kernels->estimate_error;
-    t.kernels->bound_exchanges(t.kind, t.p, t.distance_floor, t.stride, t.distances, x, count, rows_a, rows_b,
-                               k.lower);
+    const double least_new = reference_term * (1.0 - bound_error);
     bool within = true;
     double most_error = 0.0;
+    double least_lower = __builtin_inf();
     std::int32_t least = 0;
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t a = rows_a[c];
         const std::int32_t b = rows_b[c];
-        const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_line(t, a)[b];
         const double old_error = t.row_error[a] + t.row_error[b];
-        const double slack = slack_unit * (present + old_sum) + old_error + new_slack * k.lower[c];
-        k.old_sum[c] = old_sum;
-        k.old_error[c] = old_error;
-        k.lower[c] = k.lower[c] + present - old_sum - slack;
-        least = k.lower[c] < k.lower[least] ? c : least;
+        const double old_sum = t.row_sum[a] + t.row_sum[b] + old_error;
+        const double new_sum = k.new_terms[c] * least_new;
+        const double lower = new_sum + present - old_sum - slack_unit * (new_sum + present + old_sum);
+        k.lower[c] = lower;
+        least = lower < least_lower ? c : least;
+        least_lower = lower < least_lower ? lower : least_lower;
         most_error = old_error > most_error ? old_error : most_error;
-        within = within & (old_sum + old_error <= 2.0 * present) & !equal_entries(x[a], x[b]);
+        within = within & (old_sum <= 3.0 * present) & !equal_entries(x[a], x[b]);
     }
     if (!within || !(most_error <= 2.0 * most_doubt * present))
         return -1;
@@ -103,13 +118,13 @@ static double bracket_total(phip_state& s, std::int32_t column, std::int32_t c, 
                             double slack_unit)
 {
     const phip_tables& t = s.tables;
-    const phip_candidates& k = s.candidates;
     const double new_sum =
         t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, column, a, b));
-    const double total = new_sum + s.term_sum - k.old_sum[c];
-    const double slack =
-        slack_unit * (new_sum + s.term_sum + k.old_sum[c]) + k.old_error[c] + t.kernels->estimate_error * new_sum;
-    k.lower[c] = total - slack;
+    const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_of(t, distance_line(t, a)[b]);
+    const double total = new_sum + s.term_sum - old_sum;
+    const double slack = slack_unit * (new_sum + s.term_sum + t.row_sum[a] + t.row_sum[b]) + t.row_error[a] +
+                         t.row_error[b] + t.kernels->estimate_error * new_sum;
+    s.candidates.lower[c] = total - slack;
     return total + slack;
 }
 

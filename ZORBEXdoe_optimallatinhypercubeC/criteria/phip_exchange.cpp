@@ -32,12 +32,14 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
     e.a = a;
     e.b = b;
     t.kernels->exchange(t.kind, t.stride, lines_of(t, column, a, b), e.distance_a, e.distance_b);
-    t.kernels->terms(t.p, t.distance_floor, t.stride, e.distance_a, e.term_a);
-    t.kernels->terms(t.p, t.distance_floor, t.stride, e.distance_b, e.term_b);
+    terms_of_line(t, distance_line(t, a), e.old_term_a);
+    terms_of_line(t, distance_line(t, b), e.old_term_b);
+    terms_of_line(t, e.distance_a, e.term_a);
+    terms_of_line(t, e.distance_b, e.term_b);
 
     // Both sums run over the other rows in ascending order, row a's term before row b's.
-    const double* old_a = term_line(t, a);
-    const double* old_b = term_line(t, b);
+    const double* old_a = e.old_term_a;
+    const double* old_b = e.old_term_b;
     e.old_sum = 0.0;
     e.new_sum = 0.0;
     for (std::int32_t r = 0; r < t.rows; ++r) {
@@ -59,8 +61,8 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
 static void write_exchange(phip_state& s)
 {
     const phip_exchange& e = s.exchange;
-    replace_row(s.tables, e.a, e.distance_a, e.term_a);
-    replace_row(s.tables, e.b, e.distance_b, e.term_b);
+    replace_row(s.tables, e.a, e.distance_a, e.old_term_a, e.term_a);
+    replace_row(s.tables, e.b, e.distance_b, e.old_term_b, e.term_b);
     s.exchange.computed = false;
 }
 
@@ -131,13 +133,11 @@ struct replaced_terms {
 static void add_to_batch(const phip_state& s, replaced_terms& batch)
 {
     const phip_exchange& e = s.exchange;
-    const double* old_a = term_line(s.tables, e.a);
-    const double* old_b = term_line(s.tables, e.b);
     for (std::int32_t r = 0; r < s.tables.rows; ++r) {
         if (r == e.a || r == e.b)
             continue;
-        batch.old_sum += old_a[r];
-        batch.old_sum += old_b[r];
+        batch.old_sum += e.old_term_a[r];
+        batch.old_sum += e.old_term_b[r];
         batch.new_sum += e.term_a[r];
         batch.new_sum += e.term_b[r];
     }
@@ -210,13 +210,13 @@ double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count
 static double sum_after_exchange(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
-    double* kept = aligned_alloc_doubles(ctx, 2 * line_pair(s.tables));
-    keep_lines(s.tables, s.exchange.a, kept);
-    keep_lines(s.tables, s.exchange.b, kept + line_pair(s.tables));
+    double* kept = aligned_alloc_doubles(ctx, 2 * std::size_t{bits_u32(s.tables.stride)});
+    keep_line(s.tables, s.exchange.a, kept);
+    keep_line(s.tables, s.exchange.b, kept + s.tables.stride);
     write_exchange(s);
     const double total = sum_in_order(s.tables);
-    put_lines_back(s.tables, s.exchange.a, kept);
-    put_lines_back(s.tables, s.exchange.b, kept + line_pair(s.tables));
+    replace_row(s.tables, s.exchange.a, kept);
+    replace_row(s.tables, s.exchange.b, kept + s.tables.stride);
     aligned_free_doubles(ctx, kept);
     return total;
 }
@@ -235,6 +235,13 @@ double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std
     return value_of_sum(s, std::min(phip_cap, total));
 }
 
+/// Marks the distances whose terms would be at the cap if they had a floor.
+static void mark_terms_without_floor(const phip_tables& t, double* distances)
+{
+    for (std::int32_t r = 0; r < t.rows; ++r)
+        distances[r] = distances[r] < t.distance_floor ? -distances[r] : distances[r];
+}
+
 /// Takes the rows of a re-arrangement one after the other: row rows_dst[t] gets the entry taken[t]. The terms have no
 /// floor here: a distance of zero gives an infinite one.
 static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
@@ -247,17 +254,18 @@ static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t
         const double before = t.points[d][column];
         if (!equal_entries(before, taken[i])) {
             batch.changed = true;
-            const double* old_terms = term_line(t, d);
             t.kernels->move(t.kind, t.stride, column_line(t, column), before, taken[i], distance_line(t, d),
                             t.line_distances);
-            t.kernels->terms(t.p, 0.0, t.stride, t.line_distances, t.line_terms);
+            t.kernels->terms(t.p, 0.0, t.stride, t.line_distances, t.new_terms);
+            terms_of_line(t, distance_line(t, d), t.old_terms);
             for (std::int32_t r = 0; r < t.rows; ++r) {
                 if (r == d)
                     continue;
-                batch.old_sum += old_terms[r];
-                batch.new_sum += t.line_terms[r];
+                batch.old_sum += t.old_terms[r];
+                batch.new_sum += t.new_terms[r];
             }
-            replace_row(t, d, t.line_distances, t.line_terms);
+            mark_terms_without_floor(t, t.line_distances);
+            replace_row(t, d, t.line_distances, t.old_terms, t.new_terms);
         }
         if (!same_bits(before, taken[i])) {
             set_point(t, d, column, taken[i]);

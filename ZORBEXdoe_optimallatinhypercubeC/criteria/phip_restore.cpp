@@ -6,17 +6,9 @@
 #include <algorithm>
 #include <cstring>
 
-void keep_lines(const phip_tables& t, std::int32_t r, double* to)
+void keep_line(const phip_tables& t, std::int32_t r, double* to)
 {
-    const std::size_t bytes = bits_u32(t.stride) * sizeof(double);
-    std::memcpy(to, distance_line(t, r), bytes);
-    if (t.p > 0)
-        std::memcpy(to + t.stride, term_line(t, r), bytes);
-}
-
-void put_lines_back(phip_tables& t, std::int32_t r, const double* from)
-{
-    replace_row(t, r, from, t.p > 0 ? from + t.stride : nullptr);
+    std::memcpy(to, distance_line(t, r), bits_u32(t.stride) * sizeof(double));
 }
 
 const double* free_entries(const phip_state& s, std::int32_t column)
@@ -56,10 +48,11 @@ static void reserve_kept_rows(run_context* ctx, std::int32_t more)
     if (needed <= snapshot.kept_capacity)
         return;
     std::int32_t* rows = int_vector_alloc(ctx, needed);
-    double* lines = aligned_alloc_doubles(ctx, bits_u32(needed) * line_pair(t));
+    double* lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(needed)} * bits_u32(t.stride));
     if (snapshot.kept_capacity > 0) {
         std::memcpy(rows, snapshot.kept_rows, bits_u32(snapshot.kept_count) * sizeof(std::int32_t));
-        std::memcpy(lines, snapshot.kept_lines, bits_u32(snapshot.kept_count) * line_pair(t) * sizeof(double));
+        std::memcpy(lines, snapshot.kept_lines,
+                    std::size_t{bits_u32(snapshot.kept_count)} * bits_u32(t.stride) * sizeof(double));
         vector_free(ctx, snapshot.kept_rows);
         aligned_free_doubles(ctx, snapshot.kept_lines);
     }
@@ -85,7 +78,8 @@ void keep_for_restore(phip_state& s, std::int32_t r)
     if (!snapshot.armed || snapshot.capture.taken)
         return;
     snapshot.kept_rows[snapshot.kept_count] = r;
-    keep_lines(s.tables, r, snapshot.kept_lines + bits_u32(snapshot.kept_count) * line_pair(s.tables));
+    keep_line(s.tables, r,
+              snapshot.kept_lines + std::size_t{bits_u32(snapshot.kept_count)} * bits_u32(s.tables.stride));
     snapshot.kept_count += 1;
 }
 
@@ -102,8 +96,8 @@ void restore_tables(run_context* ctx)
     }
     while (snapshot.kept_count > 0) {
         snapshot.kept_count -= 1;
-        put_lines_back(s.tables, snapshot.kept_rows[snapshot.kept_count],
-                       snapshot.kept_lines + bits_u32(snapshot.kept_count) * line_pair(s.tables));
+        replace_row(s.tables, snapshot.kept_rows[snapshot.kept_count],
+                    snapshot.kept_lines + std::size_t{bits_u32(snapshot.kept_count)} * bits_u32(s.tables.stride));
     }
     put_entries_back(s, snapshot.column, snapshot.entries);
     forget_changes(s.tables, snapshot.changed_count);

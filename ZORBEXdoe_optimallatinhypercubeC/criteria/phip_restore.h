@@ -8,12 +8,8 @@
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
-/// Doubles of one kept row: distances, then terms.
-inline std::size_t line_pair(const phip_tables& t) { return 2 * static_cast<std::size_t>(t.stride); }
-
-/// Copies the lines of a row out of the tables, [line_pair], and back into them.
-void keep_lines(const phip_tables& t, std::int32_t r, double* to);
-void put_lines_back(phip_tables& t, std::int32_t r, const double* from);
+/// Copies the line of a row out of the table, [stride]; replace_row puts it back.
+void keep_line(const phip_tables& t, std::int32_t r, double* to);
 
 /// Entries of the free rows of a column, [free rows], and their way back; only entries that differ are written.
 const double* free_entries(const phip_state& s, std::int32_t column);
@@ -47,18 +43,20 @@ double undone_trial(run_context* ctx, std::int32_t column, std::int32_t count, c
     const std::int32_t update_count = s.update_count;
     const std::int32_t changed_count = s.tables.changed_count;
     const bool armed = s.column_snapshot.armed;
-    double* kept = aligned_alloc_doubles(ctx, 2 * bits_u32(count) * line_pair(s.tables));
-    const auto kept_lines = [&](std::int32_t t) { return kept + bits_u32(t) * line_pair(s.tables); };
+    double* kept = aligned_alloc_doubles(ctx, 2 * std::size_t{bits_u32(count)} * bits_u32(s.tables.stride));
+    const auto kept_line = [&](std::int32_t t) {
+        return kept + std::size_t{bits_u32(t)} * bits_u32(s.tables.stride);
+    };
     for (std::int32_t t = 0; t < count; ++t) {
-        keep_lines(s.tables, rows_a[t], kept_lines(2 * t));
-        keep_lines(s.tables, rows_b[t], kept_lines(2 * t + 1));
+        keep_line(s.tables, rows_a[t], kept_line(2 * t));
+        keep_line(s.tables, rows_b[t], kept_line(2 * t + 1));
     }
     s.column_snapshot.armed = false; // what the trial replaces comes back here
     const double result = trial();
     for (std::int32_t t = 0; t < count; ++t) {
         swap_points(s.tables, rows_a[t], rows_b[t], column);
-        put_lines_back(s.tables, rows_a[t], kept_lines(2 * t));
-        put_lines_back(s.tables, rows_b[t], kept_lines(2 * t + 1));
+        replace_row(s.tables, rows_a[t], kept_line(2 * t));
+        replace_row(s.tables, rows_b[t], kept_line(2 * t + 1));
     }
     forget_changes(s.tables, changed_count);
     s.column_snapshot.armed = armed;

@@ -36,10 +36,15 @@ void phip_tables_alloc(run_context* ctx, phip_tables& t)
     t.columns = table_alloc(ctx, t, t.factors, 0.0);
     t.distances = table_alloc(ctx, t, t.rows, infinity);
     if (t.p > 0) {
-        t.terms = table_alloc(ctx, t, t.rows, 0.0);
+        t.coarse.rows = t.rows;
+        t.coarse.factors = t.factors;
+        t.coarse.kind = t.kind;
+        coarse_alloc(ctx, t.coarse);
         t.row_sum = stride_vector(ctx, t, 0.0);
         t.row_error = stride_vector(ctx, t, 0.0);
         t.grid = {stride_vector(ctx, t, 0.0), stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
+        t.old_terms = stride_vector(ctx, t, 0.0);
+        t.new_terms = stride_vector(ctx, t, 0.0);
     } else {
         t.row_least = stride_vector(ctx, t, 0.0);
         t.row_nearest = int_vector_alloc(ctx, t.rows);
@@ -47,14 +52,14 @@ void phip_tables_alloc(run_context* ctx, phip_tables& t)
     t.changed = int_vector_alloc(ctx, t.rows);
     t.is_changed = byte_vector_alloc(ctx, t.rows);
     t.line_distances = stride_vector(ctx, t, infinity);
-    t.line_terms = stride_vector(ctx, t, 0.0);
 }
 
 void phip_tables_free(run_context* ctx, phip_tables& t)
 {
     matrix_free(ctx, t.points);
-    for (double* v : {t.columns, t.distances, t.terms, t.row_sum, t.row_error, t.grid.limit, t.grid.sum, t.grid.ties,
-                      t.row_least, t.line_distances, t.line_terms})
+    coarse_free(ctx, t.coarse);
+    for (double* v : {t.columns, t.distances, t.row_sum, t.row_error, t.grid.limit, t.grid.sum, t.grid.ties,
+                      t.row_least, t.line_distances, t.old_terms, t.new_terms})
         aligned_free_doubles(ctx, v);
     for (void* v :
          {static_cast<void*>(t.row_nearest), static_cast<void*>(t.changed), static_cast<void*>(t.is_changed)})
@@ -66,6 +71,8 @@ void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x)
 {
     t.points[r][column] = x;
     column_line(t, column)[r] = x;
+    if (t.p > 0)
+        coarse_set_entry(t.coarse, r, column, x);
 }
 
 void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column)
@@ -77,7 +84,14 @@ void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t co
 
 double term_of(const phip_tables& t, double distance)
 {
-    return distance < t.distance_floor ? phip_cap : 1.0 / int_power(distance, bits_u32(t.p));
+    const bool has_floor = !std::signbit(distance);
+    const double d = std::fabs(distance);
+    return has_floor && d < t.distance_floor ? phip_cap : 1.0 / int_power(d, bits_u32(t.p));
+}
+
+void terms_of_line(const phip_tables& t, const double* distances, double* out)
+{
+    t.kernels->terms(t.p, t.distance_floor, t.stride, distances, out);
 }
 
 void mark_changed(phip_tables& t, std::int32_t r)
@@ -97,33 +111,35 @@ void forget_changes(phip_tables& t, std::int32_t count)
     }
 }
 
-/// Lines of row r from the points.
-static void compute_lines(const phip_tables& t, std::int32_t r, double* distances, double* terms)
+/// Line of row r from the points.
+static void compute_line(const phip_tables& t, std::int32_t r, double* distances)
 {
     t.kernels->distances(t.kind, t.rows, t.stride, t.factors, t.columns, t.points[r], distances);
     distances[r] = infinity;
-    if (t.p > 0)
-        t.kernels->terms(t.p, t.distance_floor, t.stride, distances, terms);
 }
 
 /// Sums of row r anew; its place on the grid is looked for when it is next asked for.
-static void sum_row_anew(phip_tables& t, std::int32_t r)
+static void sum_row_anew(phip_tables& t, std::int32_t r, const double* terms)
 {
-    if (t.p > 0) {
-        t.row_sum[r] = t.kernels->sum(t.stride, term_line(t, r));
-        t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
-        t.grid.limit[r] = 0.0;
-        t.grid.ties[r] = infinity;
-    } else {
-        t.row_nearest[r] = -1;
-    }
+    t.row_sum[r] = t.kernels->sum(t.stride, terms);
+    t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+    t.grid.limit[r] = 0.0;
+    t.grid.ties[r] = infinity;
 }
 
 void fill_tables(phip_tables& t)
 {
+    if (t.p > 0)
+        coarse_fit(t.coarse, t.points);
     for (std::int32_t r = 0; r < t.rows; ++r) {
-        compute_lines(t, r, distance_line(t, r), t.p > 0 ? term_line(t, r) : nullptr);
-        sum_row_anew(t, r);
+        compute_line(t, r, distance_line(t, r));
+        if (t.p > 0) {
+            coarse_set_row(t.coarse, r, distance_line(t, r));
+            terms_of_line(t, distance_line(t, r), t.new_terms);
+            sum_row_anew(t, r, t.new_terms);
+        } else {
+            t.row_nearest[r] = -1;
+        }
     }
     forget_changes(t, 0);
 }
@@ -133,8 +149,8 @@ void refresh_tables(phip_tables& t)
     if (t.changed_count > t.rows / 2)
         return fill_tables(t);
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
-        compute_lines(t, t.changed[i], t.line_distances, t.line_terms);
-        replace_row(t, t.changed[i], t.line_distances, t.line_terms);
+        compute_line(t, t.changed[i], t.line_distances);
+        replace_row(t, t.changed[i], t.line_distances);
     }
     forget_changes(t, 0);
 }
@@ -153,25 +169,34 @@ static void update_nearest(phip_tables& t, std::int32_t r, const double* distanc
     }
 }
 
-/// Copies a line into row r and column r of a symmetric table.
-static void write_symmetric(const phip_tables& t, double* table, std::int32_t r, const double* line)
+/// Copies a line into row r and column r.
+static void write_symmetric(const phip_tables& t, std::int32_t r, const double* line)
 {
-    std::memcpy(table + static_cast<std::ptrdiff_t>(r) * t.stride, line, bits_u32(t.rows) * sizeof(double));
-    double* cell = table + r;
+    std::memcpy(distance_line(t, r), line, bits_u32(t.rows) * sizeof(double));
+    double* cell = t.distances + r;
     for (std::int32_t j = 0; j < t.rows; ++j, cell += t.stride)
         *cell = line[j];
 }
 
-void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* terms)
+void replace_row(phip_tables& t, std::int32_t r, const double* distances)
 {
     if (t.p > 0) {
-        t.kernels->replace_terms(t.stride, r, term_line(t, r), terms, t.row_sum, t.row_error, t.grid);
-        write_symmetric(t, t.terms, r, terms);
-    } else {
-        update_nearest(t, r, distances);
+        terms_of_line(t, distance_line(t, r), t.old_terms);
+        terms_of_line(t, distances, t.new_terms);
+        return replace_row(t, r, distances, t.old_terms, t.new_terms);
     }
-    write_symmetric(t, t.distances, r, distances);
-    sum_row_anew(t, r);
+    update_nearest(t, r, distances);
+    write_symmetric(t, r, distances);
+    t.row_nearest[r] = -1;
+}
+
+void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
+                 const double* new_terms)
+{
+    t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_error, t.grid);
+    write_symmetric(t, r, distances);
+    coarse_set_row_and_column(t.coarse, r, distances);
+    sum_row_anew(t, r, new_terms);
 }
 
 double sum_in_order(phip_tables& t)
@@ -179,13 +204,20 @@ double sum_in_order(phip_tables& t)
     constexpr double least_binade = 1e-290; // below it the steps of the grid would leave the range of doubles
     double total = 0.0;
     for (std::int32_t j = 1; j < t.rows; ++j) {
-        const double* terms = term_line(t, j);
+        bool terms_known = false;
+        const auto terms = [&]() -> const double* {
+            if (!terms_known)
+                t.kernels->terms(t.p, t.distance_floor, (j + line_step - 1) / line_step * line_step,
+                                 distance_line(t, j), t.old_terms);
+            terms_known = true;
+            return t.old_terms;
+        };
         if (total >= least_binade && total < infinity) {
             constexpr std::uint64_t exponent_bits = 0x7FF0000000000000u;
             const double limit = 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(total) & exponent_bits);
             if (t.grid.limit[j] != limit || t.grid.ties[j] == infinity) {
                 t.grid.limit[j] = limit;
-                t.kernels->grid_sum(j, terms, limit, &t.grid.sum[j], &t.grid.ties[j]);
+                t.kernels->grid_sum(j, terms(), limit, &t.grid.sum[j], &t.grid.ties[j]);
             }
             const double next = total + t.grid.sum[j];
             if (t.grid.ties[j] == 0.0 && next < 4.0 * limit) {
@@ -193,8 +225,9 @@ double sum_in_order(phip_tables& t)
                 continue;
             }
         }
+        const double* line = terms();
         for (std::int32_t i = 0; i < j; ++i)
-            total += terms[i];
+            total += line[i];
     }
     return total;
 }
@@ -222,13 +255,11 @@ void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture)
         return;
     const std::size_t line_bytes = bits_u32(t.stride) * sizeof(double);
     capture.rows = int_vector_alloc(ctx, capture.count);
-    capture.lines = aligned_alloc_doubles(ctx, static_cast<std::size_t>(capture.count) * 2 * bits_u32(t.stride));
+    capture.lines = aligned_alloc_doubles(ctx, static_cast<std::size_t>(capture.count) * bits_u32(t.stride));
     double* to = capture.lines;
-    for (std::int32_t i = 0; i < capture.count; ++i, to += 2 * t.stride) {
+    for (std::int32_t i = 0; i < capture.count; ++i, to += t.stride) {
         capture.rows[i] = t.changed[i];
         std::memcpy(to, distance_line(t, t.changed[i]), line_bytes);
-        if (t.p > 0)
-            std::memcpy(to + t.stride, term_line(t, t.changed[i]), line_bytes);
     }
 }
 
@@ -238,8 +269,8 @@ void put_capture_back(phip_tables& t, const phip_capture& capture)
         fill_tables(t);
     forget_changes(t, 0);
     const double* from = capture.lines;
-    for (std::int32_t i = 0; i < capture.count; ++i, from += 2 * t.stride) {
-        replace_row(t, capture.rows[i], from, t.p > 0 ? from + t.stride : nullptr);
+    for (std::int32_t i = 0; i < capture.count; ++i, from += t.stride) {
+        replace_row(t, capture.rows[i], from);
         mark_changed(t, capture.rows[i]);
     }
 }

@@ -1,7 +1,10 @@
-/// The pair tables of the phi-p criterion: distances and terms of all pairs of rows.
+/// The pair table of the phi-p criterion: distances of all pairs of rows, and sums of their terms.
 ///
-/// Layout     full symmetric tables, so that every pass runs along a row; the points also by columns. Two tables of
-///            rows x rows doubles for p > 0, one for p = 0, and lines beside them.
+/// Layout     a full symmetric table, so that every pass runs along a row; the points also by columns. For p > 0 a
+///            copy in single precision goes with it.
+/// Terms      are computed from the distances when they are asked for: dividing costs less than the traffic of a
+///            second table. A re-arrangement leaves terms without their floor; the distance below it that such a term
+///            belongs to carries a minus sign.
 /// Fresh      a pair is fresh when its cells have the bits that its two points give from scratch. An exchange updates
 ///            cells by differences, so its rows stop being fresh; they are on the list of changed rows until the next
 ///            evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and taking back need
@@ -12,6 +15,7 @@
 #pragma once
 
 #include "criteria/distance.h"
+#include "criteria/phip_coarse.h"
 #include "criteria/simd/phip_kernels.h"
 #include "entry/run_context.h"
 
@@ -39,9 +43,9 @@ struct phip_tables {
     double** points;   ///< [rows x factors] working design, each factor times its weight when weights are in force
     double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
     double* distances; ///< [rows x stride], +inf on the diagonal and behind the last row
-    double* terms;     ///< [rows x stride], 0 there; null for p = 0
 
-    // Sums of rows, p > 0.
+    // For p > 0.
+    phip_coarse coarse;
     double* row_sum;   ///< [stride] approximate sum of the row's terms
     double* row_error; ///< [stride] bound of its error
     grid_cache grid;   ///< of each row's terms left of the diagonal
@@ -55,7 +59,8 @@ struct phip_tables {
     std::uint8_t* is_changed; ///< [rows]
 
     double* line_distances; ///< [stride] scratch
-    double* line_terms;     ///< [stride] scratch
+    double* old_terms;      ///< [stride] scratch, p > 0
+    double* new_terms;      ///< [stride] scratch, p > 0
 };
 
 /// Lines of the changed rows at one moment; with the points it gives the tables of that moment back.
@@ -64,17 +69,12 @@ struct phip_capture {
     bool all_rows; ///< rows beyond the captured ones were replaced since
     std::int32_t count;
     std::int32_t* rows; ///< [count]
-    double* lines;      ///< [count x 2 stride] distances, then terms
+    double* lines;      ///< [count x stride] distances
 };
 
 inline double* distance_line(const phip_tables& t, std::int32_t r)
 {
     return t.distances + static_cast<std::ptrdiff_t>(r) * t.stride;
-}
-
-inline double* term_line(const phip_tables& t, std::int32_t r)
-{
-    return t.terms + static_cast<std::ptrdiff_t>(r) * t.stride;
 }
 
 inline double* column_line(const phip_tables& t, std::int32_t column)
@@ -90,18 +90,25 @@ void phip_tables_free(run_context* ctx, phip_tables& t);
 void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x);
 void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column);
 
-/// Term of one distance.
+/// Term of one distance of the table, its mark included.
 double term_of(const phip_tables& t, double distance);
 
-/// Computes both tables of all rows from the points; no row is changed then.
+/// Terms of a line of distances of the table; 0 for those that are +inf.
+///   out   [stride]
+void terms_of_line(const phip_tables& t, const double* distances, double* out);
+
+/// Computes the distances of all rows from the points; no row is changed then.
 void fill_tables(phip_tables& t);
 
 /// Makes the changed rows fresh again. Same cells as fill_tables.
 void refresh_tables(phip_tables& t);
 
-/// Gives row r new lines, mirrored into the other rows, and keeps the sums in step. Does not mark it as changed.
-///   distances, terms   [stride], not lines of the tables; terms null for p = 0
-void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* terms);
+/// Gives row r a new line, mirrored into the other rows, and keeps the sums in step. Does not mark it as changed.
+///   distances              [stride], not a line of the table
+///   old_terms, new_terms   [stride] of the line that is replaced and of the new one, where they are at hand
+void replace_row(phip_tables& t, std::int32_t r, const double* distances);
+void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
+                 const double* new_terms);
 
 /// Puts a row on the list of changed rows.
 void mark_changed(phip_tables& t, std::int32_t r);

@@ -8,24 +8,26 @@
 
 namespace {
 
-/// Bytes for each pair of rows, and for each pair of a free row with any: tables, and what is kept to undo moves.
-struct pair_bytes {
-    double all;
-    double free;
+/// Bytes of a criterion for each pair of rows, for each pair of a free row with any, and for each entry: tables, what
+/// is kept to undo moves, and copies of the entries by columns.
+struct table_bytes {
+    double all_pairs;
+    double free_pairs;
+    double entries;
 };
 
 } // namespace
 
-static pair_bytes pair_bytes_of(const criterion_options* criterion)
+static table_bytes table_bytes_of(const criterion_options* criterion)
 {
     if (criterion == nullptr)
-        return {4.0, 0.0};
+        return {4.0, 0.0, 0.0};
     switch (criterion->criterion_id) {
-    case 0: return {8.0, 12.0};
-    // A given exponent may be 0 (maximin), which keeps the distances only; else there are their terms too.
-    case 1: return {criterion->params.param_count_1 > 0 ? 8.0 : 16.0, 0.0};
-    case 3: return {4.0, 0.0};
-    default: return {8.0, 0.0};
+    case 0: return {8.0, 12.0, 0.0};
+    // A given exponent may be 0 (maximin), which keeps no copies in single precision.
+    case 1: return criterion->params.param_count_1 > 0 ? table_bytes{8.0, 0.0, 8.0} : table_bytes{12.0, 0.0, 12.0};
+    case 3: return {4.0, 0.0, 0.0};
+    default: return {8.0, 0.0, 0.0};
     }
 }
 
@@ -45,8 +47,9 @@ double least_bytes_of_run(std::int32_t free_rows, std::int32_t fixed_rows, std::
     if (factors < 2)
         return design;
     const double level_structure = 4.0 * matrix_bytes(free, factors, sizeof(std::int32_t));
-    const pair_bytes pairs = pair_bytes_of(criterion);
-    return 2.0 * design + level_structure + pairs.all * rows * rows + pairs.free * free * rows;
+    const table_bytes tables = table_bytes_of(criterion);
+    return 2.0 * design + level_structure + tables.all_pairs * rows * rows + tables.free_pairs * free * rows +
+           tables.entries * rows * factors;
 }
 
 void refuse_beyond_memory(run_context* ctx, double bytes)

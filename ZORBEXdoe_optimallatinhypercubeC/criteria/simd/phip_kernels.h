@@ -2,6 +2,7 @@
 ///
 /// Lines   [stride] doubles on a 64-byte boundary, stride a multiple of line_step; entries behind the last row are
 ///         padding: +inf in distances, 0 in terms, anything finite in columns.
+/// Marks   distances of the table may carry a minus sign, see phip_tables.h; what is computed from them does not.
 /// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
 ///         Only where it says so is a sum taken in another order.
 /// One plain source, compiled once per instruction set; all variants give the same bits, but for the estimates and
@@ -13,7 +14,8 @@
 
 #include <cstdint>
 
-inline constexpr std::int32_t line_step = 8; ///< doubles of the widest vector
+inline constexpr std::int32_t line_step = 8;   ///< doubles of the widest vector
+inline constexpr double bound_error = 0x1p-12; ///< of the sums in bound_exchanges, relative
 
 /// What an exchange of rows a and b in one column is made of.
 struct exchange_lines {
@@ -22,6 +24,15 @@ struct exchange_lines {
     const double* distance_a; ///< [stride] distances of row a; +inf at a
     const double* distance_b; ///< [stride] distances of row b; +inf at b
     std::int32_t a, b;
+};
+
+/// What bounds are computed from, see phip_coarse.h.
+struct coarse_lines {
+    std::int32_t stride;
+    const float* distances; ///< [rows x stride]
+    const float* column;    ///< [stride]
+    float unit;             ///< of the scaled distances: an upper bound of their ratio to the reference distance
+    float doubt;            ///< an upper bound of their error, over the reference distance
 };
 
 /// Sums of a row's terms on the grid of one binade, see sum_in_order of phip_tables.h.
@@ -33,7 +44,7 @@ struct grid_cache {
 
 struct phip_kernels {
     const char* name;
-    double estimate_error; ///< of a term in the two estimates below, relative
+    double estimate_error; ///< of a sum of terms in sum_after_exchange, relative
 
     /// Distances of a point to every row: sum over the factors in ascending order.
     ///   columns   [factors x stride]
@@ -42,20 +53,19 @@ struct phip_kernels {
     void (*distances)(distance_kind kind, std::int32_t rows, std::int32_t stride, std::int32_t factors,
                       const double* columns, const double* point, double* out);
 
-    /// Terms of distances: 1e200 below the floor, else 1 / int_power(distance, p). A floor of 0 leaves the test out.
+    /// Terms of distances: 1e200 below the floor, where the distance has no mark, else 1 / int_power(|distance|, p).
     void (*terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out);
 
     /// Distances of rows a and b after an exchange, at least 0; +inf at a and b.
     void (*exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines, double* new_a,
                      double* new_b);
 
-    /// For each of `count` exchanges of one column an estimate of the sum of some of the new terms of both rows, the
-    /// largest of several groups: with its error a lower bound of the sum of all.
-    ///   distances   [rows x stride] the table
-    ///   bound       out   [count]
-    void (*bound_exchanges)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
-                            const double* distances, const double* column, std::int32_t count,
-                            const std::int32_t* rows_a, const std::int32_t* rows_b, double* bound);
+    /// For each of `count` exchanges of one column a sum of some of the new terms of both rows, over the term of the
+    /// reference distance: of the least distances of several groups of rows, each term at most 1e9. With an error of
+    /// bound_error it is a lower bound of the sum of all.
+    ///   bound   out   [count]
+    void (*bound_exchanges)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
+                            const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound);
 
     /// Estimate of the sum of the new terms of both rows.
     double (*sum_after_exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,

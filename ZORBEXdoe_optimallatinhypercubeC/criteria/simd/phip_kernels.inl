@@ -46,9 +46,12 @@ inline lanes power(lanes x, std::uint32_t n)
     return r;
 }
 
+/// Term of a distance, its mark included.
 inline lanes term(lanes distance, std::uint32_t p, lanes floor)
 {
-    return distance < floor ? all(1e200) : 1.0 / power(distance, p);
+    const lanes d = magnitude(distance);
+    const lanes term = 1.0 / power(d, p);
+    return (d < floor) & ((mask)distance >= 0) ? all(1e200) : term;
 }
 
 /// 1 / x within estimate_error of itself, for bounds.
@@ -66,36 +69,6 @@ constexpr double estimate_error = 0.0;
 inline lanes term_estimate(lanes distance, std::uint32_t p, lanes floor)
 {
     return distance < floor ? all(1e200) : reciprocal_estimate(power(distance, p));
-}
-
-/// The estimates of four blocks of distances, added up; the four powers go side by side.
-inline double sum_of_estimates(std::uint32_t p, double floor, lanes w, lanes x, lanes y, lanes z)
-{
-    w = at_least_zero(w);
-    x = at_least_zero(x);
-    y = at_least_zero(y);
-    z = at_least_zero(z);
-    lanes pw = w;
-    lanes px = x;
-    lanes py = y;
-    lanes pz = z;
-    for (std::uint32_t n = p; n > 1; n >>= 1) {
-        pw = pw * pw;
-        px = px * px;
-        py = py * py;
-        pz = pz * pz;
-        if ((n & 1u) != 0) {
-            pw = pw * w;
-            px = px * x;
-            py = py * y;
-            pz = pz * z;
-        }
-    }
-    const lanes least = all(floor);
-    const lanes capped = all(1e200);
-    return sum_of_lanes(
-        ((w < least ? capped : reciprocal_estimate(pw)) + (x < least ? capped : reciprocal_estimate(px))) +
-        ((y < least ? capped : reciprocal_estimate(py)) + (z < least ? capped : reciprocal_estimate(pz))));
 }
 
 inline mask row_numbers()
@@ -144,8 +117,8 @@ inline void exchanged_block(const exchange_lines& l, std::int32_t r, mask row, l
 {
     const lanes x = load(l.column + r);
     const lanes delta = part<kind>(x - l.entry_b) - part<kind>(x - l.entry_a);
-    new_a = load(l.distance_a + r) + delta;
-    new_b = load(l.distance_b + r) - delta;
+    new_a = magnitude(load(l.distance_a + r)) + delta;
+    new_b = magnitude(load(l.distance_b + r)) - delta;
     new_a = row == l.b ? all(infinity) : new_a;
     new_b = row == l.a ? all(infinity) : new_b;
 }
@@ -171,52 +144,101 @@ void exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l, 
         exchange_of<distance_kind::rectangular>(stride, l, new_a, new_b);
 }
 
-/// The terms of the least distances, lane by lane and by two halves of the rows: as many different terms of the new
-/// sum, which cannot be less than these.
-template <distance_kind kind>
-double bound_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l)
+// Bounds, in single precision: twice as many lanes.
+
+using floats = float_vec;
+using float_mask = float_vec_bits;
+
+inline floats smaller(floats x, floats y) { return x < y ? x : y; }
+
+/// 1 / x within 2^-14 of itself.
+inline floats reciprocal(floats x)
 {
-    lanes least_a = all(infinity);
-    lanes least_b = all(infinity);
-    lanes other_least_a = all(infinity);
-    lanes other_least_b = all(infinity);
-    mask row = row_numbers();
-    std::int32_t r = 0;
-    lanes new_a;
-    lanes new_b;
-    for (; r + LANES < stride; r += 2 * LANES, row += 2 * LANES) {
-        exchanged_block<kind>(l, r, row, new_a, new_b);
-        least_a = smaller(new_a, least_a);
-        least_b = smaller(new_b, least_b);
-        exchanged_block<kind>(l, r + LANES, row + LANES, new_a, new_b);
-        other_least_a = smaller(new_a, other_least_a);
-        other_least_b = smaller(new_b, other_least_b);
-    }
-    if (r < stride) {
-        exchanged_block<kind>(l, r, row, new_a, new_b);
-        least_a = smaller(new_a, least_a);
-        least_b = smaller(new_b, least_b);
-    }
-    return sum_of_estimates(static_cast<std::uint32_t>(p), floor, least_a, least_b, other_least_a, other_least_b);
+#ifdef __AVX512F__
+    return reinterpret_cast<floats>(_mm512_maskz_rcp14_ps(0xFFFF, reinterpret_cast<__m512>(x)));
+#else
+    return 1.0f / x;
+#endif
 }
 
-void bound_exchanges(distance_kind kind, std::int32_t p, double floor, std::int32_t stride, const double* distances,
-                     const double* column, std::int32_t count, const std::int32_t* rows_a, const std::int32_t* rows_b,
-                     double* bound)
+inline float_mask float_row_numbers()
 {
-    for (std::int32_t c = 0; c < count; ++c) {
-        const std::int32_t a = rows_a[c];
-        const std::int32_t b = rows_b[c];
-        const exchange_lines lines{column,
-                                   column[a],
-                                   column[b],
-                                   distances + static_cast<std::int64_t>(a) * stride,
-                                   distances + static_cast<std::int64_t>(b) * stride,
-                                   a,
-                                   b};
-        bound[c] = kind == distance_kind::euclidean ? bound_of<distance_kind::euclidean>(p, floor, stride, lines)
-                                                    : bound_of<distance_kind::rectangular>(p, floor, stride, lines);
+    float_mask m{};
+    for (int i = 0; i < FLOATS; ++i)
+        m[i] = i;
+    return m;
+}
+
+/// The sum of the terms of two vectors of distances, upper bounds over the reference distance, each at most 1e9. The
+/// powers go side by side; where one leaves the range its term is 0 or the most.
+inline float sum_of_terms(floats x, floats y, std::uint32_t p)
+{
+    floats px = x;
+    floats py = y;
+    for (std::uint32_t n = p; n > 1; n >>= 1) {
+        px = px * px;
+        py = py * py;
+        if ((n & 1u) != 0) {
+            px = px * x;
+            py = py * y;
+        }
     }
+    const floats most = 1e9f - floats{};
+    return sum_of_lanes(smaller(reciprocal(px), most) + smaller(reciprocal(py), most));
+}
+
+/// The least new distances of rows a and b, lane by lane: as many different terms of the new sum, which cannot be
+/// less than these. For the Euclidean kind the change of a distance is linear in the entry, c y + c'.
+template <distance_kind kind>
+float bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+{
+    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
+    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
+    const float ya = l.column[a];
+    const float yb = l.column[b];
+    const float slope = 2.0f * (ya - yb);
+    floats least_a = __builtin_inff() - floats{};
+    floats least_b = least_a;
+    const floats none = least_a;
+    float_mask row = float_row_numbers();
+    for (std::int32_t r = 0; r < l.stride; r += FLOATS, row += FLOATS) {
+        const floats y = load(l.column + r);
+        floats change;
+        if constexpr (kind == distance_kind::euclidean)
+            change = slope * y;
+        else
+            change = magnitude(y - yb) - magnitude(y - ya);
+        // The pair itself keeps its distance.
+        const floats new_a = row == b ? none : load(line_a + r) + change;
+        const floats new_b = row == a ? none : load(line_b + r) - change;
+        least_a = smaller(new_a, least_a);
+        least_b = smaller(new_b, least_b);
+    }
+    if constexpr (kind == distance_kind::euclidean) {
+        const float constant = (yb - ya) * (yb + ya);
+        least_a += constant;
+        least_b -= constant;
+    }
+    least_a = least_a > 0.0f ? least_a : floats{};
+    least_b = least_b > 0.0f ? least_b : floats{};
+    return sum_of_terms(least_a * l.unit + l.doubt, least_b * l.unit + l.doubt, static_cast<std::uint32_t>(p));
+}
+
+template <distance_kind kind>
+void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count, const std::int32_t* rows_a,
+               const std::int32_t* rows_b, float* bound)
+{
+    for (std::int32_t c = 0; c < count; ++c)
+        bound[c] = bound_of<kind>(p, lines, rows_a[c], rows_b[c]);
+}
+
+void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
+                     const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound)
+{
+    if (kind == distance_kind::euclidean)
+        bounds_of<distance_kind::euclidean>(p, lines, count, rows_a, rows_b, bound);
+    else
+        bounds_of<distance_kind::rectangular>(p, lines, count, rows_a, rows_b, bound);
 }
 
 template <distance_kind kind>
@@ -250,7 +272,7 @@ void move_of(std::int32_t stride, const double* column, double entry_old, double
     for (std::int32_t r = 0; r < stride; r += LANES) {
         const lanes x = load(column + r);
         const lanes delta = part<kind>(x - entry_new) - part<kind>(x - entry_old);
-        store(out + r, at_least_zero(load(distance + r) + delta));
+        store(out + r, at_least_zero(magnitude(load(distance + r)) + delta));
     }
 }
 

@@ -1,0 +1,94 @@
+#include "criteria/phip_coarse.h"
+
+#include "numeric/wrap32.h"
+#include "storage/vectors.h"
+
+#include <algorithm>
+#include <cmath>
+
+static float* floats_alloc(run_context* ctx, std::int32_t lines, std::int32_t stride)
+{
+    // coarse_step floats are a whole number of doubles
+    return reinterpret_cast<float*>(
+        aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(stride / 2)));
+}
+
+void coarse_alloc(run_context* ctx, phip_coarse& c)
+{
+    c.stride = (c.rows + coarse_step - 1) / coarse_step * coarse_step;
+    c.distances = floats_alloc(ctx, c.rows, c.stride);
+    c.columns = floats_alloc(ctx, c.factors, c.stride);
+    for (std::int32_t r = 0; r < c.rows; ++r)
+        std::fill_n(c.distances + static_cast<std::ptrdiff_t>(r) * c.stride + c.rows, c.stride - c.rows,
+                    __builtin_inff());
+    std::fill_n(c.columns, static_cast<std::ptrdiff_t>(c.factors) * c.stride, 0.0f);
+    c.lowest = double_vector_alloc(ctx, c.factors);
+    c.highest = double_vector_alloc(ctx, c.factors);
+    std::fill_n(c.lowest, c.factors, __builtin_inf());
+    std::fill_n(c.highest, c.factors, -__builtin_inf());
+}
+
+void coarse_free(run_context* ctx, phip_coarse& c)
+{
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(c.distances));
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(c.columns));
+    for (double* v : {c.lowest, c.highest})
+        if (v != nullptr)
+            vector_free(ctx, v);
+    c = {};
+}
+
+void coarse_fit(phip_coarse& c, const double* const* points)
+{
+    c.reach = 0.0;
+    for (std::int32_t k = 0; k < c.factors; ++k) {
+        for (std::int32_t r = 0; r < c.rows; ++r) {
+            const double x = points[r][k];
+            c.lowest[k] = std::min(c.lowest[k], x);
+            c.highest[k] = x <= c.highest[k] || x > c.highest[k] ? std::max(c.highest[k], x) : __builtin_inf(); // NaN
+        }
+        c.reach += distance_part(c.kind, c.highest[k] - c.lowest[k]);
+    }
+    c.scale = c.entry_scale = 1.0;
+    if (!coarse_is_usable(c))
+        return;
+    const int exponent = c.reach > 0.0 ? std::ilogb(c.reach) : 0;
+    if (c.kind == distance_kind::euclidean) {
+        c.entry_scale = std::ldexp(1.0, -(exponent / 2));
+        c.scale = c.entry_scale * c.entry_scale;
+    } else {
+        c.scale = c.entry_scale = std::ldexp(1.0, -exponent);
+    }
+    for (std::int32_t k = 0; k < c.factors; ++k)
+        for (std::int32_t r = 0; r < c.rows; ++r)
+            coarse_set_entry(c, r, k, points[r][k]);
+}
+
+bool coarse_is_usable(const phip_coarse& c) { return c.reach < 1e200 && (c.reach > 1e-200 || c.reach == 0.0); }
+
+void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x)
+{
+    const double middle = 0.5 * c.lowest[column] + 0.5 * c.highest[column];
+    coarse_column_line(c, column)[r] = static_cast<float>((x - middle) * c.entry_scale);
+}
+
+/// A distance may carry a sign as a mark.
+static float copied(const phip_coarse& c, double distance)
+{
+    return static_cast<float>(std::fabs(distance) * c.scale);
+}
+
+void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances)
+{
+    float* line = c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
+    for (std::int32_t j = 0; j < c.rows; ++j)
+        line[j] = copied(c, distances[j]);
+}
+
+void coarse_set_row_and_column(phip_coarse& c, std::int32_t r, const double* distances)
+{
+    float* line = c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
+    float* cell = c.distances + r;
+    for (std::int32_t j = 0; j < c.rows; ++j, cell += c.stride)
+        line[j] = *cell = copied(c, distances[j]);
+}
