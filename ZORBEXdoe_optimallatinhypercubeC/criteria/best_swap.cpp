@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-std::int32_t best_swap_within_bounds(run_context* ctx, const swap_candidates& candidates, const double* low,
-                                     const double* high, double* best_value)
+std::int32_t unique_best_within_bounds(run_context* ctx, const swap_candidates& candidates, const double* low,
+                                       const double* high, double* best_value)
 {
     double limit = HUGE_VAL;
     for (std::int32_t t = 0; t < candidates.count; ++t)
@@ -27,8 +27,7 @@ std::int32_t best_swap_within_bounds(run_context* ctx, const swap_candidates& ca
         }
     }
     if (!unique)
-        return best_swap_by_trials(ctx, candidates.try_swap, candidates.column, candidates.count, candidates.rows_a,
-                                   candidates.rows_b, best_value);
+        return -1;
     *best_value = least;
     return best;
 }

@@ -14,12 +14,12 @@ struct swap_candidates {
     const std::int32_t* rows_b;
 };
 
-/// The result of best_swap_by_trials, with trials of those candidates only that the bounds leave.
+/// The result of crit_unique_best_swap, with trials of those candidates only that the bounds leave.
 ///   low, high   in  [count] low[t] <= estimate of value t <= high[t], such that
 ///               low[i] > high[j] implies value i > value j, both numbers; not a number: nothing is known
 ///
 /// The index sort puts a least value first. With only one least value that is the one, whatever the order of the
 /// others; so the candidates that are above another one need no trial. When the least value of those that are left
-/// comes twice, or a value or bound is not a number, all are tried.
-std::int32_t best_swap_within_bounds(run_context* ctx, const swap_candidates& candidates, const double* low,
-                                     const double* high, double* best_value);
+/// comes twice, or a value is not a number, the result is -1.
+std::int32_t unique_best_within_bounds(run_context* ctx, const swap_candidates& candidates, const double* low,
+                                       const double* high, double* best_value);

@@ -318,7 +318,7 @@ static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std
     return try_in_column(ctx, k, a, b);
 }
 
-/// Bounds of the values of exchanges, for best_swap_within_bounds.
+/// Bounds of the values of exchanges, for unique_best_within_bounds.
 ///
 /// Let u = 2^-53, t and s the pair terms of the rows a and b, T their sum over the n - 2 other rows, F and G the
 /// computed factors of a row's pairs with a and b. With centred entries up to 1e6 every F and G lies between 1.9 and
@@ -366,8 +366,8 @@ static cd2_bounds bounds_of_exchange(const cd2_state& s, std::int32_t k, std::in
     return {estimate - margin, estimate + margin};
 }
 
-static std::int32_t cd2_best_swap(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
-                                  const std::int32_t* rows_b, double* best_value)
+static std::int32_t cd2_unique_best_swap(run_context* ctx, std::int32_t k, std::int32_t count,
+                                         const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
 {
     const cd2_state& s = *ctx->cd2;
     read_column(s, k);
@@ -379,7 +379,7 @@ static std::int32_t cd2_best_swap(run_context* ctx, std::int32_t k, std::int32_t
         high[t] = bounds.high;
     }
     const swap_candidates candidates{try_in_column, k, count, rows_a, rows_b};
-    const std::int32_t best = best_swap_within_bounds(ctx, candidates, low, high, best_value);
+    const std::int32_t best = unique_best_within_bounds(ctx, candidates, low, high, best_value);
     vector_free(ctx, high);
     vector_free(ctx, low);
     return best;
@@ -626,5 +626,5 @@ constexpr criterion_ops cd2_ops{
     .restore_design = cd2_restore_design,
     .value_of = cd2_value_of,
     .copy_saved_design = cd2_copy_saved_design,
-    .best_swap = cd2_best_swap,
+    .unique_best_swap = cd2_unique_best_swap,
 };

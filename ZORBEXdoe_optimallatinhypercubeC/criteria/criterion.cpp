@@ -105,8 +105,15 @@ std::int32_t best_swap_by_trials(run_context* ctx, criterion_ops::trial try_swap
 std::int32_t crit_best_swap(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                             const std::int32_t* rows_b, double* best_value)
 {
+    const std::int32_t unique = crit_unique_best_swap(ctx, column, count, rows_a, rows_b, best_value);
+    return unique >= 0 ? unique
+                       : best_swap_by_trials(ctx, in_force(ctx).try_swap, column, count, rows_a, rows_b, best_value);
+}
+
+std::int32_t crit_unique_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
+                                   const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
+{
     const criterion_ops& ops = in_force(ctx);
-    if (ops.best_swap != nullptr)
-        return ops.best_swap(ctx, column, count, rows_a, rows_b, best_value);
-    return best_swap_by_trials(ctx, ops.try_swap, column, count, rows_a, rows_b, best_value);
+    return ops.unique_best_swap == nullptr ? -1
+                                           : ops.unique_best_swap(ctx, column, count, rows_a, rows_b, best_value);
 }

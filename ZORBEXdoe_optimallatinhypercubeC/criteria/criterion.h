@@ -96,6 +96,13 @@ void crit_copy_saved_design(run_context* ctx, double** out);
 std::int32_t crit_best_swap(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                             const std::int32_t* rows_b, double* best_value);
 
+/// The same without the trials that cannot matter, where that is possible: the position of the trial with the least
+/// value, when no other has that value; it is then the best of every part of the list that it belongs to. -1 when two
+/// have the least value, or when the criterion cannot tell.
+///   best_value   out   the value of that trial, to the bit; anything for -1
+std::int32_t crit_unique_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
+                                   const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value);
+
 /// Opens slot 2 with plain storage, zeroed; leaves the slot null on failure. Closes it, null included.
 void criterion_open(run_context* ctx);
 void criterion_close(run_context* ctx);

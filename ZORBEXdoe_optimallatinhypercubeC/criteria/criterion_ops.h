@@ -35,9 +35,10 @@ struct criterion_ops {
     double (&value_of)(run_context*, const double* const* design);
     void (&copy_saved_design)(run_context*, double** out);
 
-    /// Optional, faster form of crit_best_swap with the same result; null: single trials and the index sort.
-    std::int32_t (*best_swap)(run_context*, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
-                              const std::int32_t* rows_b, double* best_value) = nullptr;
+    /// Optional, as crit_unique_best_swap; null: it never knows.
+    std::int32_t (*unique_best_swap)(run_context*, std::int32_t column, std::int32_t count,
+                                     const std::int32_t* rows_a, const std::int32_t* rows_b,
+                                     double* best_value) = nullptr;
 };
 
 /// The general form of crit_best_swap: every trial in the given order, then the index sort.

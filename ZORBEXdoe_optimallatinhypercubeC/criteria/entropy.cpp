@@ -244,7 +244,7 @@ static double entropy_try_swap(run_context* ctx, std::int32_t c, std::int32_t a,
     return try_exchanges(s, c, 1, &a, &b, s.trial_lines);
 }
 
-/// Estimates of the values of exchanges, with a margin for best_swap_within_bounds.
+/// Estimates of the values of exchanges, with a margin for unique_best_within_bounds.
 ///
 /// An exchange of the entries of rows a and b changes R in these rows only. Let M be R without them, V = [v_a v_b]
 /// their new correlations with the other rows, rho the correlation of the two, and C the 2 x 2 block of the inverse
@@ -395,12 +395,13 @@ static void estimate_exchanges(const entropy_state& s, std::int32_t c, std::int3
     }
 }
 
-static std::int32_t entropy_best_swap(run_context* ctx, std::int32_t c, std::int32_t count,
-                                      const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
+static std::int32_t entropy_unique_best_swap(run_context* ctx, std::int32_t c, std::int32_t count,
+                                             const std::int32_t* rows_a, const std::int32_t* rows_b,
+                                             double* best_value)
 {
     entropy_state& s = *ctx->entropy;
     if (!(s.value < 1000.0)) // close to a singular matrix, or one: no estimate would hold
-        return best_swap_by_trials(ctx, entropy_try_swap, c, count, rows_a, rows_b, best_value);
+        return -1;
     if (s.solutions == nullptr)
         s.solutions = aligned_matrix_alloc(ctx, s.rows, estimate_columns);
     double* low = double_vector_alloc(ctx, count);
@@ -408,7 +409,7 @@ static std::int32_t entropy_best_swap(run_context* ctx, std::int32_t c, std::int
     for (std::int32_t t = 0; t < count; t += candidate_width)
         estimate_exchanges(s, c, std::min(candidate_width, count - t), rows_a + t, rows_b + t, low + t, high + t);
     const swap_candidates candidates{entropy_try_swap, c, count, rows_a, rows_b};
-    const std::int32_t best = best_swap_within_bounds(ctx, candidates, low, high, best_value);
+    const std::int32_t best = unique_best_within_bounds(ctx, candidates, low, high, best_value);
     vector_free(ctx, high);
     vector_free(ctx, low);
     return best;
@@ -582,5 +583,5 @@ constexpr criterion_ops entropy_ops{
     .restore_design = entropy_restore_design,
     .value_of = entropy_value_of,
     .copy_saved_design = entropy_copy_saved_design,
-    .best_swap = entropy_best_swap,
+    .unique_best_swap = entropy_unique_best_swap,
 };

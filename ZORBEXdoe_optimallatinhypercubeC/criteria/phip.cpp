@@ -199,12 +199,10 @@ static double phip_try_moves(run_context* ctx, std::int32_t column, std::int32_t
                                    : maximin_try_moves(ctx, column, count, rows_dst, rows_src);
 }
 
-static std::int32_t phip_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
-                                   const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
+static std::int32_t phip_unique_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
+                                          const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
 {
-    return ctx->phip->tables.p > 0
-               ? best_swap_terms(ctx, column, count, rows_a, rows_b, best_value)
-               : best_swap_by_trials(ctx, phip_try_swap, column, count, rows_a, rows_b, best_value);
+    return ctx->phip->tables.p > 0 ? unique_best_swap_terms(ctx, column, count, rows_a, rows_b, best_value) : -1;
 }
 
 static void phip_save_column(run_context* ctx, std::int32_t column)
@@ -309,5 +307,5 @@ constexpr criterion_ops phip_ops{
     .restore_design = phip_restore_design,
     .value_of = phip_value_of,
     .copy_saved_design = phip_copy_saved_design,
-    .best_swap = phip_best_swap,
+    .unique_best_swap = phip_unique_best_swap,
 };

@@ -62,5 +62,6 @@ inline float* coarse_column_line(const phip_coarse& c, std::int32_t column)
 /// With D the reach and R at most D the share of one column, all times 2^-24: a copied distance is off by D; the
 /// change of a distance, for the Euclidean kind c y + c' with c = 2 (ya - yb) and c' = yb^2 - ya^2, by less than 6 R,
 /// since |c y| is at most R and |c'| at most R / 4 when y is measured from the column's middle, and likewise for the
-/// rectangular kind; the sums by 2 D + 2 R. 16 D leaves room for what is of second order and for double precision.
+/// rectangular kind; the sums by 2 D + 2 R. 16 D leaves room for what is of second order and for double precision, so
+/// that a distance plus its doubt is never below 0.
 inline double coarse_doubt(const phip_coarse& c) { return c.reach * 0x1p-20; }

@@ -33,5 +33,5 @@ double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count
                        const std::int32_t* rows_src);
 
 /// The best of several exchanges, without trying all of them; see there for the proof.
-std::int32_t best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
-                             const std::int32_t* rows_b, double* best_value);
+std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count,
+                                    const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value);

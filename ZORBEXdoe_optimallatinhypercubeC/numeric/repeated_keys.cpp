@@ -28,6 +28,8 @@ void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
         *v = nullptr;
     }
     aligned_free_doubles(ctx, reinterpret_cast<double*>(s.set));
+    if (s.last != nullptr)
+        vector_free(ctx, s.last);
     s = {};
 }
 
@@ -329,4 +331,37 @@ void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::i
     }
     for (std::int32_t i = 0; i < count; ++i)
         word_of(scratch, keys[i]) = 0;
+}
+
+std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t,
+                                const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
+                                std::uint8_t* sure)
+{
+    if (scratch.last == nullptr) {
+        scratch.last = byte_vector_alloc(ctx, most_open_keys);
+        std::memset(scratch.last, 0, most_open_keys);
+    }
+    std::uint8_t* last = scratch.last;
+    bool is_first[most_open_draws];
+    for (std::int32_t i = 0; i < count; ++i) {
+        is_first[i] = last[keys[i]] == 0;
+        last[keys[i]] = static_cast<std::uint8_t>(i + 1);
+    }
+    // Behind i keys, at least those whose last copy was seen have been taken, at most those of which any was.
+    std::uint8_t last_of[most_open_draws];
+    std::int32_t seen = 0;
+    std::int32_t complete = 0;
+    std::int32_t safe = 0; // up to here no more keys than wanted were seen
+    for (std::int32_t i = 0; i < count && complete < wanted; ++i) {
+        possible[seen] = keys[i];
+        last_of[seen] = last[keys[i]];
+        seen += is_first[i];
+        complete += last[keys[i]] == i + 1;
+        safe = seen <= wanted ? i + 1 : safe;
+    }
+    for (std::int32_t t = 0; t < seen; ++t)
+        sure[t] = last_of[t] <= safe;
+    for (std::int32_t i = 0; i < count; ++i)
+        last[keys[i]] = 0;
+    return seen;
 }

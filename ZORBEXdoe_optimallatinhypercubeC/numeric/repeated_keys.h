@@ -16,6 +16,7 @@ struct repeated_keys_scratch {
     std::int32_t* indices; ///< [capacity] index of the key at each place
     std::int32_t bound;    ///< keys that the set has room for
     std::uint64_t* set;    ///< two bits a key: it is there, it has copies; all zero between calls
+    std::uint8_t* last;    ///< [most_open_keys] one more than the index of the last copy; all zero between calls
 };
 
 /// Marks all copies of each key but the first in the order of indexx_int.
@@ -25,6 +26,20 @@ struct repeated_keys_scratch {
 ///   repeated   out   [count] 1 for a copy behind another one, else 0
 void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t bound,
                         const std::int32_t* keys, std::uint8_t* repeated);
+
+inline constexpr std::int32_t most_open_draws = 254; ///< keys that list_possible_keys takes
+inline constexpr std::int32_t most_open_keys = 8192; ///< and their bound, so that it stays in the nearest cache
+
+/// What can be said about the first `wanted` of the copies that mark_repeated_keys leaves, in the given order,
+/// without knowing which ones it leaves.
+///   count      at most most_open_draws
+///   bound      at most most_open_keys
+///   possible   out   [count] the keys that may be among them, each once, in the order of their first copies
+///   sure       out   [count] 1: the key is among them whichever of its copies is left
+///   returns the number of possible keys
+std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
+                                std::int32_t bound, const std::int32_t* keys, std::int32_t wanted,
+                                std::int32_t* possible, std::uint8_t* sure);
 
 /// Frees the scratch; it may be unused.
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& scratch);

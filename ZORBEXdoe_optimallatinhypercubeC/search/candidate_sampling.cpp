@@ -59,22 +59,15 @@ struct numbered_pairs {
 
 } // namespace
 
-/// Draws `draw_count` numbers below `bound` and offers each distinct one, in the order drawn, until `wanted`
-/// candidates are taken.
-///   draw      (count, out) writes count numbers
+/// Offers each distinct one of the draws, in the order drawn, until `wanted` candidates are taken.
 ///   decode    (numbered_pairs&) fills the pairs in
 ///   accepts   (first, second) -> whether the pair is a candidate
-template <class Draw, class Decode, class Accepts>
-static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t bound, std::int32_t wanted,
-                                 Draw draw, Decode decode, Accepts accepts)
+template <class Decode, class Accepts>
+static std::int32_t take_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t bound, std::int32_t wanted,
+                               Decode decode, Accepts accepts)
 {
-    if (draw_count < 1)
-        return 0;
     search_state& s = *ctx->search;
-    reserve_draws(ctx, s, draw_count);
-    draw(draw_count, s.draws);
     mark_repeated_keys(ctx, s.repeated_keys, draw_count, bound, s.draws, s.repeated);
-
     std::int32_t taken = 0;
     std::int32_t i = 0;
     numbered_pairs some;
@@ -90,6 +83,19 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
                 return taken;
     }
     return taken;
+}
+
+/// Draws `draw_count` numbers below `bound` and takes the pairs that they stand for.
+///   draw   (count, out) writes count numbers
+template <class Draw, class Decode, class Accepts>
+static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t bound, std::int32_t wanted,
+                                 Draw draw, Decode decode, Accepts accepts)
+{
+    if (draw_count < 1)
+        return 0;
+    reserve_draws(ctx, *ctx->search, draw_count);
+    draw(draw_count, ctx->search->draws);
+    return take_pairs(ctx, draw_count, bound, wanted, decode, accepts);
 }
 
 std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
@@ -224,6 +230,44 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     return sample_pairs(ctx, draws, total, wanted, draw, decode, [=](std::int32_t first, std::int32_t second) {
         return first >= 0 && (levels_differ || level[first][factor] != level[second][factor]);
     });
+}
+
+std::int32_t sample_possible_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
+{
+    search_state& s = *ctx->search;
+    const std::int32_t n = ctx->rows->n;
+    const bool one_group = ctx->groups->group_count[factor] < 2 && ctx->groups->rows_per_group[factor] == n;
+    const bool levels_differ = ctx->levels->level_count[factor] == n && ctx->levels->balanced[factor] == 0;
+    constexpr std::int32_t most_items = 128; // their pairs are fewer than most_open_keys
+    static_assert(most_items * (most_items - 1) / 2 <= most_open_keys);
+    if (!one_group || !levels_differ || s.symmetric_design != 0 || n > most_items)
+        return 0;
+    open_sample& open = s.open;
+    open.items = n;
+    open.bound = n * (n - 1) / 2;
+    if (count < 1 || count >= open.bound || count > s.max_candidates || 2 * count > most_open_draws)
+        return 0;
+    open.wanted = count;
+    open.draw_count = 2 * count;
+    s.pairs_per_candidate = 1;
+    reserve_draws(ctx, s, open.draw_count);
+    rng_below(ctx, open.bound, open.draw_count, s.draws);
+    std::int32_t numbers[most_open_draws];
+    const std::int32_t possible = list_possible_keys(ctx, s.repeated_keys, open.draw_count, open.bound, s.draws,
+                                                     open.wanted, numbers, open.sure);
+    pairs_of_numbers(possible, numbers, n, open.first, open.second);
+    return possible;
+}
+
+std::int32_t decide_sample(run_context* ctx)
+{
+    const open_sample& open = ctx->search->open;
+    const std::int32_t items = open.items;
+    const auto decode = [=](numbered_pairs& some) {
+        pairs_of_numbers(some.count, some.numbers, items, some.first, some.second);
+    };
+    const auto accepts = [](std::int32_t, std::int32_t) { return true; };
+    return take_pairs(ctx, open.draw_count, open.bound, open.wanted, decode, accepts);
 }
 
 void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)

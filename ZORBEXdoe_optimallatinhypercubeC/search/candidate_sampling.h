@@ -22,6 +22,17 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
 ///   returns the number of candidates
 std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::int32_t count);
 
+/// The same sample, drawn but not decided: where copies of one draw compete, which of them counts may decide whether
+/// the pair belongs to the sample, and costs a good part of a move to find out. For many moves it does not matter.
+/// The candidates that may belong to the sample are in search_state's open sample, which also says of each whether it
+/// is sure.
+///   draws    as sample_element_pairs, or none when the result is 0
+///   returns the number of possible candidates; 0: not for this factor, call sample_element_pairs
+std::int32_t sample_possible_pairs(run_context* ctx, std::int32_t factor, std::int32_t count);
+
+/// Decides the open sample: candidates and result are those of sample_element_pairs.
+std::int32_t decide_sample(run_context* ctx);
+
 /// Frees the scratch of the draws, which grows with their largest number; it may be unused.
 void release_draws(run_context* ctx);
 

@@ -110,25 +110,68 @@ static double symmetric_exchange_search(run_context* ctx, std::int32_t factor, s
     return crit_value(ctx);
 }
 
-double element_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t count, bool only_if_better)
+namespace {
+
+/// A candidate exchange that was chosen: ranks and, after its trial, the value.
+struct chosen_exchange {
+    std::int32_t first;
+    std::int32_t second;
+    double value;
+};
+
+} // namespace
+
+/// Writes the rows of candidates, given as ranks, to the row lists.
+static void list_candidate_rows(run_context* ctx, std::int32_t factor, std::int32_t candidates,
+                                const std::int32_t* first, const std::int32_t* second)
 {
     search_state& s = *ctx->search;
-    if (s.symmetric_design != 0)
+    for (std::int32_t c = 0; c < candidates; ++c) {
+        s.rows_a[c] = row_at_rank(ctx, first[c], factor);
+        s.rows_b[c] = row_at_rank(ctx, second[c], factor);
+    }
+}
+
+/// The best of a sample; false when it is empty. A unique best of all that may belong to the sample, which is sure to
+/// belong to it, is its best; else the sample is decided first.
+static bool best_exchange(run_context* ctx, std::int32_t factor, std::int32_t count, chosen_exchange& best)
+{
+    search_state& s = *ctx->search;
+    const std::int32_t possible = sample_possible_pairs(ctx, factor, count);
+    if (possible > 0) {
+        const open_sample& open = s.open;
+        list_candidate_rows(ctx, factor, possible, open.first, open.second);
+        const std::int32_t unique = crit_unique_best_swap(ctx, factor, possible, s.rows_a, s.rows_b, &best.value);
+        if (unique >= 0 && open.sure[unique] != 0) {
+            best.first = open.first[unique];
+            best.second = open.second[unique];
+            return true;
+        }
+    }
+    const std::int32_t candidates = possible > 0 ? decide_sample(ctx) : sample_element_pairs(ctx, factor, count);
+    if (candidates < 1)
+        return false;
+    list_candidate_rows(ctx, factor, candidates, s.candidate_first, s.candidate_second);
+    const std::int32_t c = crit_best_swap(ctx, factor, candidates, s.rows_a, s.rows_b, &best.value);
+    best.first = s.candidate_first[c];
+    best.second = s.candidate_second[c];
+    return true;
+}
+
+double element_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t count, bool only_if_better)
+{
+    if (ctx->search->symmetric_design != 0)
         return symmetric_exchange_search(ctx, factor, count, only_if_better);
 
-    const std::int32_t candidates = sample_element_pairs(ctx, factor, count);
-    if (candidates < 1)
+    chosen_exchange best{};
+    if (!best_exchange(ctx, factor, count, best))
         return crit_value(ctx);
-    for (std::int32_t c = 0; c < candidates; ++c) {
-        s.rows_a[c] = row_at_rank(ctx, s.candidate_first[c], factor);
-        s.rows_b[c] = row_at_rank(ctx, s.candidate_second[c], factor);
-    }
-    double best_value = 0.0;
-    const std::int32_t best = crit_best_swap(ctx, factor, candidates, s.rows_a, s.rows_b, &best_value);
-    if (only_if_better && !(crit_value(ctx) > best_value))
+    if (only_if_better && !(crit_value(ctx) > best.value))
         return crit_value(ctx);
-    crit_apply_swaps(ctx, factor, 1, &s.rows_a[best], &s.rows_b[best]);
-    std::swap(row_at_rank(ctx, s.candidate_first[best], factor), row_at_rank(ctx, s.candidate_second[best], factor));
+    std::int32_t& row_a = row_at_rank(ctx, best.first, factor);
+    std::int32_t& row_b = row_at_rank(ctx, best.second, factor);
+    crit_apply_swaps(ctx, factor, 1, &row_a, &row_b);
+    std::swap(row_a, row_b);
     return crit_value(ctx);
 }
 

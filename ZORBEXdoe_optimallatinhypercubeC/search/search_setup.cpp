@@ -135,8 +135,9 @@ void setup_search(run_context* ctx, std::int32_t n, std::int32_t first_row, std:
     group_levels(ctx, settings.factor_counts);
     set_factor_weights(ctx, settings.factor_shares);
     set_candidate_counts(ctx, settings.exchange_pairs);
-    s.rows_a = int_vector_alloc(ctx, std::max(n, s.max_candidates));
-    s.rows_b = int_vector_alloc(ctx, std::max(n, s.max_candidates));
+    const std::int32_t most_pairs = std::max({n, s.max_candidates, most_open_draws});
+    s.rows_a = int_vector_alloc(ctx, most_pairs);
+    s.rows_b = int_vector_alloc(ctx, most_pairs);
     s.inner_moves = clamp_or_default_int(1, most_iterations, default_inner_moves(ctx), settings.moves_per_iteration);
     const std::int32_t sweeps = wrap_mul(wrap_mul(2, n), s.active_count);
     s.max_iterations = clamp_or_default_int(1, most_iterations, std::max(100, sweeps), settings.iteration_budget);

@@ -7,6 +7,17 @@
 
 #include <cstdint>
 
+/// Draws of which some are repeated and it is not decided yet which copies count.
+struct open_sample {
+    std::int32_t draw_count;
+    std::int32_t bound;
+    std::int32_t wanted;
+    std::int32_t items;                   ///< the draws are numbers of pairs of so many items
+    std::int32_t first[most_open_draws];  ///< candidates that may be in the sample
+    std::int32_t second[most_open_draws]; ///<
+    std::uint8_t sure[most_open_draws];   ///< 1: it is
+};
+
 struct search_state {
     // Sizes and settings
     std::int32_t factors;
@@ -37,7 +48,7 @@ struct search_state {
     std::int32_t* candidate_first;         ///< [max_candidates], null for 0
     std::int32_t* candidate_second;        ///< [max_candidates], null for 0
     std::int32_t pairs_per_candidate;      ///< row pairs that one candidate exchanges: R, 1, or up to 2
-    std::int32_t* rows_a;                  ///< [max(rows, max_candidates)] row lists of exchanges
+    std::int32_t* rows_a;                  ///< [max(rows, max_candidates, most_open_draws)] row lists of exchanges
     std::int32_t* rows_b;                  ///< likewise
 
     // Scratch of the sampling, kept from move to move
@@ -45,6 +56,7 @@ struct search_state {
     std::int32_t* draws;    ///< [draw_capacity]
     std::uint8_t* repeated; ///< [draw_capacity]
     repeated_keys_scratch repeated_keys;
+    open_sample open; ///< of the present move
 
     // Budgets and progress
     std::int32_t inner_moves;    ///< column moves a round

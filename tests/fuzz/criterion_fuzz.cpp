@@ -190,11 +190,14 @@ private:
             candidates.second.push_back(rows[1]);
         }
         const auto best = [&](const criterion_ops& ops, run_context* ctx, double* value) {
-            return ops.best_swap != nullptr
-                       ? ops.best_swap(ctx, column, candidates.count(), candidates.first.data(),
-                                       candidates.second.data(), value)
-                       : best_swap_by_trials(ctx, ops.try_swap, column, candidates.count(), candidates.first.data(),
-                                             candidates.second.data(), value);
+            const std::int32_t unique =
+                ops.unique_best_swap == nullptr
+                    ? -1
+                    : ops.unique_best_swap(ctx, column, candidates.count(), candidates.first.data(),
+                                           candidates.second.data(), value);
+            return unique >= 0 ? unique
+                               : best_swap_by_trials(ctx, ops.try_swap, column, candidates.count(),
+                                                     candidates.first.data(), candidates.second.data(), value);
         };
         double value_of_library = 0.0;
         double value_by_trials = 0.0;

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 /// Repeats as the index sort tells them: along the sorted order, those equal to their predecessor.
@@ -67,4 +68,60 @@ TEST(repeatedkeys, of_sorted_reversed_and_equal_keys)
         }
     }
     repeated_keys_release(run.ctx(), scratch);
+}
+
+TEST(repeatedkeys, that_may_count_include_all_that_do_and_those_that_are_sure_count)
+{
+    test_run run;
+    repeated_keys_scratch scratch{};
+    random_stream random{9};
+    int open = 0;
+    int sure_of_all = 0;
+    for (int round = 0; round < 40000; ++round) {
+        const int count = 1 + random.below(round % 10 == 0 ? most_open_draws : 100);
+        const int bound = 1 + random.below(round % 3 == 0 ? 2 * count : round % 3 == 1 ? most_open_keys : 40);
+        const int wanted = 1 + random.below(round % 4 == 0 ? count + 3 : count / 2 + 1);
+        std::vector<std::int32_t> keys(static_cast<std::size_t>(count));
+        for (std::int32_t& key : keys)
+            key = random.below(bound);
+
+        // The keys that count: the first copies as the index sort tells them, up to the number wanted.
+        const std::vector<std::uint8_t> repeated = repeats_by_sorting(run, keys);
+        std::vector<std::int32_t> counting;
+        for (std::size_t i = 0; i < keys.size() && counting.size() < static_cast<std::size_t>(wanted); ++i)
+            if (repeated[i] == 0)
+                counting.push_back(keys[i]);
+
+        std::vector<std::int32_t> possible(keys.size(), -1);
+        std::vector<std::uint8_t> sure(keys.size(), 9);
+        const std::int32_t found =
+            list_possible_keys(run.ctx(), scratch, count, bound, keys.data(), wanted, possible.data(), sure.data());
+        ASSERT_LE(found, count);
+        ASSERT_GE(found, static_cast<int>(counting.size()));
+        possible.resize(static_cast<std::size_t>(found));
+        std::vector<std::int32_t> by_first_copy;
+        for (const std::int32_t key : keys)
+            if (std::find(by_first_copy.begin(), by_first_copy.end(), key) == by_first_copy.end())
+                by_first_copy.push_back(key);
+        by_first_copy.resize(possible.size());
+        ASSERT_EQ(possible, by_first_copy);
+        int surely = 0;
+        for (std::size_t t = 0; t < possible.size(); ++t) {
+            ASSERT_LE(sure[t], 1);
+            surely += sure[t];
+            if (sure[t] == 0)
+                continue;
+            ASSERT_NE(std::find(counting.begin(), counting.end(), possible[t]), counting.end())
+                << "round " << round << ": " << possible[t] << " is not sure";
+        }
+        for (const std::int32_t key : counting)
+            ASSERT_NE(std::find(possible.begin(), possible.end(), key), possible.end())
+                << "round " << round << ": " << key << " is possible";
+        sure_of_all += surely == found;
+        open += surely < found;
+    }
+    EXPECT_GT(open, 5000);
+    EXPECT_GT(sure_of_all, 5000);
+    repeated_keys_release(run.ctx(), scratch);
+    EXPECT_EQ(run.live_blocks(), 0);
 }

@@ -349,3 +349,68 @@ TEST(candidatesampling, shuffling_nothing_draws_nothing)
     EXPECT_EQ(value, 5);
     EXPECT_EQ(draws_since(run.ctx(), before), 0);
 }
+
+TEST(candidatesampling, an_open_sample_is_the_same_sample_once_it_is_decided)
+{
+    random_stream random{4};
+    int opened = 0;
+    for (int round = 0; round < 600; ++round) {
+        const int n = 3 + random.below(126);
+        search_run run(random_levels(n, 1, random), no_criterion, all_candidates);
+        const int asked = 1 + random.below(std::min(run->search->max_candidates, most_open_draws / 2));
+        *run->rng = {0x330E, static_cast<std::uint16_t>(random.below(65536)), 7};
+        test_run twin;
+        const rng_state before = *run->rng;
+        const int decided = sample_element_pairs(run.ctx(), 0, asked);
+        const pair_list expected = candidates(run.ctx(), decided);
+        const int draws = draws_since(run.ctx(), before);
+
+        *run->rng = before;
+        const int possible = sample_possible_pairs(run.ctx(), 0, asked);
+        if (possible == 0) {
+            EXPECT_EQ(draws_since(run.ctx(), before), 0) << "nothing is drawn for no sample";
+            EXPECT_GE(asked, n * (n - 1) / 2) << "only a complete list needs no sample";
+            continue;
+        }
+        ++opened;
+        EXPECT_EQ(draws_since(run.ctx(), before), draws);
+        const open_sample& open = run->search->open;
+        pair_list sure;
+        pair_list all;
+        for (int t = 0; t < possible; ++t) {
+            all.emplace_back(open.first[t], open.second[t]);
+            if (open.sure[t] != 0)
+                sure.push_back(all.back());
+        }
+        for (const auto& candidate : expected)
+            EXPECT_NE(std::find(all.begin(), all.end(), candidate), all.end());
+        for (const auto& candidate : sure)
+            EXPECT_NE(std::find(expected.begin(), expected.end(), candidate), expected.end());
+        ASSERT_EQ(decide_sample(run.ctx()), decided);
+        EXPECT_EQ(candidates(run.ctx(), decided), expected);
+        EXPECT_EQ(draws_since(run.ctx(), before), draws);
+    }
+    EXPECT_GT(opened, 400);
+}
+
+TEST(candidatesampling, no_sample_is_left_open_where_a_draw_may_be_no_candidate)
+{
+    random_stream random{4};
+    const auto possible = [](search_run& run) { return sample_possible_pairs(run.ctx(), 0, 5); };
+    search_run large(random_levels(129, 1, random), no_criterion, all_candidates);
+    EXPECT_EQ(possible(large), 0) << "many numbers";
+    search_run grouped(random_levels(20, 1, random), no_criterion, [](run_settings& s) {
+        all_candidates(s);
+        s.factor_counts[0] = 5;
+    });
+    EXPECT_EQ(possible(grouped), 0) << "groups";
+    search_run repeated(table(1, {3, 1, 4, 1, 3, 2, 5, 6, 7, 8, 9, 10}), no_criterion, all_candidates);
+    EXPECT_EQ(possible(repeated), 0) << "levels repeat";
+    search_run small(random_levels(20, 1, random), no_criterion, all_candidates);
+    EXPECT_GT(possible(small), 0);
+    small->search->symmetric_design = 1;
+    EXPECT_EQ(possible(small), 0) << "a symmetric design";
+    small->search->symmetric_design = 0;
+    EXPECT_EQ(sample_possible_pairs(small.ctx(), 0, 0), 0);
+    EXPECT_EQ(sample_possible_pairs(small.ctx(), 0, 128), 0) << "too many draws";
+}

@@ -67,6 +67,10 @@ struct phip_kernels {
     void (*bound_exchanges)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
                             const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound);
 
+    /// The same for one exchange and of all new terms: a closer bound, in the same units and with the same error.
+    float (*close_bound)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a,
+                         std::int32_t b);
+
     /// Estimate of the sum of the new terms of both rows.
     double (*sum_after_exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
                                  const exchange_lines& lines);

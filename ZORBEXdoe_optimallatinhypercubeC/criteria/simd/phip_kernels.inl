@@ -169,9 +169,9 @@ inline float_mask float_row_numbers()
     return m;
 }
 
-/// The sum of the terms of two vectors of distances, upper bounds over the reference distance, each at most 1e9. The
-/// powers go side by side; where one leaves the range its term is 0 or the most.
-inline float sum_of_terms(floats x, floats y, std::uint32_t p)
+/// The terms of two vectors of distances, lane by lane; distances are upper bounds over the reference distance, each
+/// term counts as 1e9 at most. The powers go side by side; where one leaves the range its term is 0 or the most.
+inline floats sum_of_terms(floats x, floats y, std::uint32_t p)
 {
     floats px = x;
     floats py = y;
@@ -184,49 +184,54 @@ inline float sum_of_terms(floats x, floats y, std::uint32_t p)
         }
     }
     const floats most = 1e9f - floats{};
-    return sum_of_lanes(smaller(reciprocal(px), most) + smaller(reciprocal(py), most));
+    return smaller(reciprocal(px), most) + smaller(reciprocal(py), most);
 }
 
-/// The least new distances of rows a and b, lane by lane: as many different terms of the new sum, which cannot be
-/// less than these. For the Euclidean kind the change of a distance is linear in the entry, c y + c'.
+/// How the distances of rows a and b change by an exchange: by change(r) + constant, and by the opposite. For the
+/// Euclidean kind that is linear in the entry.
 template <distance_kind kind>
-float bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+struct coarse_change {
+    float ya, yb, slope, constant;
+
+    coarse_change(const coarse_lines& l, std::int32_t a, std::int32_t b)
+        : ya(l.column[a]), yb(l.column[b]), slope(2.0f * (ya - yb)),
+          constant(kind == distance_kind::euclidean ? (yb - ya) * (yb + ya) : 0.0f)
+    {
+    }
+    floats of(floats y) const
+    {
+        if constexpr (kind == distance_kind::euclidean)
+            return slope * y;
+        else
+            return magnitude(y - yb) - magnitude(y - ya);
+    }
+};
+
+/// The least new distances of rows a and b, lane by lane: as many different terms of the new sum, which cannot be
+/// less than these.
+template <distance_kind kind>
+inline float bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
 {
     const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
     const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
-    const float ya = l.column[a];
-    const float yb = l.column[b];
-    const float slope = 2.0f * (ya - yb);
-    floats least_a = __builtin_inff() - floats{};
-    floats least_b = least_a;
-    const floats none = least_a;
+    const coarse_change<kind> change(l, a, b);
+    const floats none = __builtin_inff() - floats{};
+    floats least_a = none;
+    floats least_b = none;
     float_mask row = float_row_numbers();
     for (std::int32_t r = 0; r < l.stride; r += FLOATS, row += FLOATS) {
-        const floats y = load(l.column + r);
-        floats change;
-        if constexpr (kind == distance_kind::euclidean)
-            change = slope * y;
-        else
-            change = magnitude(y - yb) - magnitude(y - ya);
+        const floats by = change.of(load(l.column + r));
         // The pair itself keeps its distance.
-        const floats new_a = row == b ? none : load(line_a + r) + change;
-        const floats new_b = row == a ? none : load(line_b + r) - change;
-        least_a = smaller(new_a, least_a);
-        least_b = smaller(new_b, least_b);
+        least_a = smaller(row == b ? none : load(line_a + r) + by, least_a);
+        least_b = smaller(row == a ? none : load(line_b + r) - by, least_b);
     }
-    if constexpr (kind == distance_kind::euclidean) {
-        const float constant = (yb - ya) * (yb + ya);
-        least_a += constant;
-        least_b -= constant;
-    }
-    least_a = least_a > 0.0f ? least_a : floats{};
-    least_b = least_b > 0.0f ? least_b : floats{};
-    return sum_of_terms(least_a * l.unit + l.doubt, least_b * l.unit + l.doubt, static_cast<std::uint32_t>(p));
+    return sum_of_lanes(sum_of_terms((least_a + change.constant) * l.unit + l.doubt,
+                                     (least_b - change.constant) * l.unit + l.doubt, static_cast<std::uint32_t>(p)));
 }
 
 template <distance_kind kind>
-void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count, const std::int32_t* rows_a,
-               const std::int32_t* rows_b, float* bound)
+inline void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count, const std::int32_t* rows_a,
+                      const std::int32_t* rows_b, float* bound)
 {
     for (std::int32_t c = 0; c < count; ++c)
         bound[c] = bound_of<kind>(p, lines, rows_a[c], rows_b[c]);
@@ -235,10 +240,37 @@ void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count, co
 void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
                      const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound)
 {
-    if (kind == distance_kind::euclidean)
+    constexpr std::int32_t usual = 10; // of the default exponent; told, the loop over its bits is unrolled
+    if (kind == distance_kind::euclidean && p == usual)
+        bounds_of<distance_kind::euclidean>(usual, lines, count, rows_a, rows_b, bound);
+    else if (kind == distance_kind::euclidean)
         bounds_of<distance_kind::euclidean>(p, lines, count, rows_a, rows_b, bound);
     else
         bounds_of<distance_kind::rectangular>(p, lines, count, rows_a, rows_b, bound);
+}
+
+template <distance_kind kind>
+float close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+{
+    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
+    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
+    const coarse_change<kind> change(l, a, b);
+    const floats none = __builtin_inff() - floats{};
+    floats total{};
+    float_mask row = float_row_numbers();
+    for (std::int32_t r = 0; r < l.stride; r += FLOATS, row += FLOATS) {
+        const floats by = change.of(load(l.column + r)) + change.constant;
+        const floats new_a = row == b ? none : load(line_a + r) + by;
+        const floats new_b = row == a ? none : load(line_b + r) - by;
+        total += sum_of_terms(new_a * l.unit + l.doubt, new_b * l.unit + l.doubt, static_cast<std::uint32_t>(p));
+    }
+    return sum_of_lanes(total);
+}
+
+float close_bound(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a, std::int32_t b)
+{
+    return kind == distance_kind::euclidean ? close_bound_of<distance_kind::euclidean>(p, lines, a, b)
+                                            : close_bound_of<distance_kind::rectangular>(p, lines, a, b);
 }
 
 template <distance_kind kind>
@@ -363,6 +395,6 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
 } // namespace
 
 constexpr phip_kernels KERNELS{
-    NAME, estimate_error, distances, terms, exchange, bound_exchanges, sum_after_exchange, move,
-    sum,  replace_terms,  grid_sum,
+    NAME,        estimate_error,     distances, terms, exchange,      bound_exchanges,
+    close_bound, sum_after_exchange, move,      sum,   replace_terms, grid_sum,
 };

@@ -212,6 +212,10 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     return sample_pairs(ctx, trunc_i32(2.0 * ctx->rows->n / levels * wanted), wanted, draw, decode);
 }
 
+// The plain form decides every sample at once.
+std::int32_t sample_possible_pairs(run_context*, std::int32_t, std::int32_t) { return 0; }
+std::int32_t decide_sample(run_context*) { return 0; }
+
 void release_draws(run_context*) {} // the plain form keeps no scratch
 
 void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)
