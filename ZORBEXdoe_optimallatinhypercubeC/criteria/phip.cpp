@@ -122,6 +122,7 @@ static void phip_setup(run_context* ctx, const double* const* design, std::uint3
 
     phip_tables_alloc(ctx, s.tables);
     exchange_alloc(ctx, s);
+    s.last_root = {std::nan(""), std::nan("")};
     s.column_snapshot.entries = double_vector_alloc(ctx, s.free_rows);
     s.column_snapshot.capture_entries = double_vector_alloc(ctx, s.free_rows);
     s.design_snapshot.points = double_matrix_alloc(ctx, s.free_rows, factors);
@@ -136,8 +137,9 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
     const phip_exchange& e = s.exchange;
-    for (double* v : {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b, s.candidates.lower,
-                      reinterpret_cast<double*>(s.candidates.new_terms), s.column_snapshot.kept_lines})
+    release_candidates(ctx, s.candidates);
+    for (double* v :
+         {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b, s.column_snapshot.kept_lines})
         aligned_free_doubles(ctx, v);
     for (void* v :
          {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),

@@ -61,6 +61,14 @@ struct phip_candidates {
     std::int32_t capacity; ///< candidates
     double* lower;         ///< [capacity] lower bound of the total
     float* new_terms;      ///< [capacity] of some new terms, relative to the reference of the bounds
+    std::int32_t* left;    ///< [capacity] those that the first bound leaves
+    std::int32_t left_count;
+};
+
+/// The last sum that a value was computed of; not a number before the first.
+struct phip_root {
+    double sum;
+    double value;
 };
 
 struct phip_state {
@@ -72,6 +80,7 @@ struct phip_state {
     std::int32_t free_rows;
     std::int32_t weighted;
     std::int32_t update_count; ///< committed updates since the last full re-sum, 0..5
+    phip_root last_root;
     phip_exchange exchange;
     phip_candidates candidates;
     phip_column_snapshot column_snapshot;

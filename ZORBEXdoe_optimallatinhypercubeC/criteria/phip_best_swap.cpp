@@ -30,18 +30,24 @@
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation
 
+void release_candidates(run_context* ctx, phip_candidates& candidates)
+{
+    aligned_free_doubles(ctx, candidates.lower);
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(candidates.new_terms));
+    if (candidates.left != nullptr)
+        vector_free(ctx, candidates.left);
+    candidates = {};
+}
+
 /// Makes room for the bounds of `count` candidates.
 static void reserve_candidates(run_context* ctx, phip_candidates& candidates, std::int32_t count)
 {
     if (count <= candidates.capacity)
         return;
-    aligned_free_doubles(ctx, candidates.lower);
-    candidates.lower = nullptr;
-    aligned_free_doubles(ctx, reinterpret_cast<double*>(candidates.new_terms));
-    candidates.new_terms = nullptr;
-    candidates.capacity = 0;
+    release_candidates(ctx, candidates);
     candidates.lower = aligned_alloc_doubles(ctx, bits_u32(count));
     candidates.new_terms = reinterpret_cast<float*>(aligned_alloc_doubles(ctx, (bits_u32(count) + 1) / 2));
+    candidates.left = int_vector_alloc(ctx, count);
     candidates.capacity = count;
 }
 
@@ -85,7 +91,7 @@ static inline double lower_bound(const phip_state& s, const bounded_candidates& 
     const phip_tables& t = s.tables;
     const std::int32_t a = k.rows_a[c];
     const std::int32_t b = k.rows_b[c];
-    const double old_sum = (t.row_sum[a] + t.row_error[a]) + (t.row_sum[b] + t.row_error[b]);
+    const double old_sum = t.row_upper[a] + t.row_upper[b];
     const double new_sum = new_terms * k.least_new;
     return new_sum + s.term_sum - old_sum - k.slack_unit * (new_sum + s.term_sum + old_sum);
 }
@@ -119,27 +125,54 @@ static double bracket_total(phip_state& s, const bounded_candidates& k, std::int
         t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, k.column, a, b));
     const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_of(t, distance_line(t, a)[b]);
     const double total = new_sum + s.term_sum - old_sum;
-    const double slack = k.slack_unit * (new_sum + s.term_sum + t.row_sum[a] + t.row_sum[b]) + t.row_error[a] +
-                         t.row_error[b] + t.kernels->estimate_error * new_sum;
+    const double doubt = (t.row_upper[a] - t.row_sum[a]) + (t.row_upper[b] - t.row_sum[b]);
+    const double slack = k.slack_unit * (new_sum + s.term_sum + t.row_upper[a] + t.row_upper[b]) + doubt +
+                         t.kernels->estimate_error * new_sum;
     s.candidates.lower[c] = total - slack;
     return total + slack;
 }
 
+/// The total of one candidate as its trial computes it; not a number when the trial would not stop at that: equal
+/// entries, or cancellation.
+static double exact_total(phip_state& s, const bounded_candidates& k, std::int32_t c)
+{
+    const std::int32_t a = k.rows_a[c];
+    const std::int32_t b = k.rows_b[c];
+    if (entries_are_equal(s, k.column, a, b))
+        return std::nan("");
+    const phip_exchange& e = computed_exchange(s, k.column, a, b);
+    const double total = updated_sum(s, e.old_sum, e.new_sum);
+    return total / e.old_sum >= phip_least_ratio ? total : std::nan("");
+}
+
 /// Second pass: the totals of the candidates that can still win, the one with the least bound first. The others meet
-/// a closer bound before.
+/// a closer bound before. Those that are left after it are listed in s.candidates.left.
 ///   returns the upper bound of the least total
 static double bracket_totals(phip_state& s, const bounded_candidates& k, std::int32_t first)
 {
+    // Of few rows the first is most often the best, and its exact total, which is then needed anyway, costs little.
+    constexpr std::int32_t few_rows = 24;
     const phip_tables& t = s.tables;
     double* lower = s.candidates.lower;
-    double best = bracket_total(s, k, first);
+    std::int32_t* left = s.candidates.left;
+    double best = t.rows <= few_rows ? lower[first] = exact_total(s, k, first) : bracket_total(s, k, first);
+    double limit = best * surely_worse;
+    std::int32_t count = 0;
     for (std::int32_t c = 0; c < k.count; ++c) {
-        if (lower[c] > best * surely_worse || c == first)
+        left[count] = c;
+        count += !(lower[c] > limit);
+    }
+    s.candidates.left_count = count;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const std::int32_t c = left[i];
+        if (lower[c] > limit || c == first)
             continue;
         const float new_terms = t.kernels->close_bound(t.kind, t.p, k.coarse, k.rows_a[c], k.rows_b[c]);
         lower[c] = lower_bound(s, k, c, new_terms);
-        if (!(lower[c] > best * surely_worse))
-            best = std::min(best, bracket_total(s, k, c));
+        if (lower[c] > limit)
+            continue;
+        best = std::min(best, bracket_total(s, k, c));
+        limit = best * surely_worse;
     }
     return best;
 }
@@ -154,11 +187,10 @@ static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int3
         return;
     for (std::int32_t c = 0; c < count; ++c) {
         const std::int32_t r = rows[c];
-        if (t.row_error[r] <= most_doubt * present)
+        if (t.row_upper[r] - t.row_sum[r] <= most_doubt * present)
             continue;
         terms_of_line(t, distance_line(t, r), t.old_terms);
-        t.row_sum[r] = t.kernels->sum(t.stride, t.old_terms);
-        t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+        set_row_sum(t, r, t.old_terms);
     }
 }
 
@@ -183,17 +215,16 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
 
     // The exact values of those that are left.
     std::int32_t winner = -1;
-    std::int32_t left = 0;
+    std::int32_t tried = 0;
     bool tied = false;
-    for (std::int32_t c = 0; c < count; ++c) {
-        if (s.candidates.lower[c] > best * surely_worse)
+    const double limit = best * surely_worse;
+    for (std::int32_t i = 0; i < s.candidates.left_count; ++i) {
+        const std::int32_t c = s.candidates.left[i];
+        if (s.candidates.lower[c] > limit)
             continue;
-        if (entries_are_equal(s, column, rows_a[c], rows_b[c])) // its trial is the present value, without sums
-            return -1;
-        left += 1;
-        const phip_exchange& e = computed_exchange(s, column, rows_a[c], rows_b[c]);
-        const double total = updated_sum(s, e.old_sum, e.new_sum);
-        if (!(total / e.old_sum >= phip_least_ratio))
+        tried += 1;
+        const double total = exact_total(s, k, c);
+        if (std::isnan(total))
             return -1;
         const double value = value_of_sum(s, total);
         if (winner < 0 || value < *best_value) {
@@ -204,7 +235,7 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
             tied = true;
         }
     }
-    if (left > few) {
+    if (tried > few) {
         sharpen_row_sums(s.tables, count, rows_a, s.term_sum);
         sharpen_row_sums(s.tables, count, rows_b, s.term_sum);
     }

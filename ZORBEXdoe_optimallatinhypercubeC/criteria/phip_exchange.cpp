@@ -11,9 +11,11 @@
 
 constexpr std::int32_t updates_between_sums = 5;
 
-double value_of_sum(const phip_state& s, double sum)
+double value_of_sum(phip_state& s, double sum)
 {
-    return std::pow(sum, (s.tables.kind == distance_kind::euclidean ? 0.5 : 1.0) / s.tables.p);
+    if (!same_bits(sum, s.last_root.sum))
+        s.last_root = {sum, std::pow(sum, (s.tables.kind == distance_kind::euclidean ? 0.5 : 1.0) / s.tables.p)};
+    return s.last_root.value;
 }
 
 exchange_lines lines_of(const phip_tables& t, std::int32_t column, std::int32_t a, std::int32_t b)
@@ -31,28 +33,26 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
     e.column = column;
     e.a = a;
     e.b = b;
-    t.kernels->exchange(t.kind, t.stride, lines_of(t, column, a, b), e.distance_a, e.distance_b);
-    terms_of_line(t, distance_line(t, a), e.old_term_a);
-    terms_of_line(t, distance_line(t, b), e.old_term_b);
-    terms_of_line(t, e.distance_a, e.term_a);
-    terms_of_line(t, e.distance_b, e.term_b);
+    t.kernels->exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, column, a, b),
+                        {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b});
 
-    // Both sums run over the other rows in ascending order, row a's term before row b's.
-    const double* old_a = e.old_term_a;
-    const double* old_b = e.old_term_b;
-    e.old_sum = 0.0;
-    e.new_sum = 0.0;
+    // Both sums run over the other rows in ascending order, row a's term before row b's. The terms of rows a and b
+    // among them are 0, which changes no sum.
+    const double pair_term = e.old_term_a[b];
+    e.old_term_a[b] = e.old_term_b[a] = 0.0;
+    double old_sum = 0.0;
+    double new_sum = 0.0;
     for (std::int32_t r = 0; r < t.rows; ++r) {
-        if (r == a || r == b)
-            continue;
-        e.old_sum += old_a[r];
-        e.old_sum += old_b[r];
-        e.new_sum += e.term_a[r];
-        e.new_sum += e.term_b[r];
+        old_sum += e.old_term_a[r];
+        old_sum += e.old_term_b[r];
+        new_sum += e.term_a[r];
+        new_sum += e.term_b[r];
     }
+    e.old_sum = old_sum;
+    e.new_sum = new_sum;
     // The pair itself keeps its distance.
     e.distance_a[b] = e.distance_b[a] = distance_line(t, a)[b];
-    e.term_a[b] = e.term_b[a] = old_a[b];
+    e.term_a[b] = e.term_b[a] = e.old_term_a[b] = e.old_term_b[a] = pair_term;
     e.computed = true;
     return e;
 }

@@ -8,8 +8,9 @@ inline constexpr double phip_least_ratio = 1e-8; ///< below it an update is re-s
 /// Brings the tables up to date with the points; every operation that reads or changes tables begins with it.
 void settle(phip_state& s);
 
-/// value of a sum of terms: its root, with the half of the Euclidean kind's squared distances.
-double value_of_sum(const phip_state& s, double sum);
+/// value of a sum of terms: its root, with the half of the Euclidean kind's squared distances. A commit asks for the
+/// sum that its trial had: the last one is remembered.
+double value_of_sum(phip_state& s, double sum);
 
 /// What the kernels take of an exchange.
 exchange_lines lines_of(const phip_tables& t, std::int32_t column, std::int32_t a, std::int32_t b);
@@ -31,6 +32,9 @@ double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t cou
                          const std::int32_t* rows_src);
 double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
                        const std::int32_t* rows_src);
+
+/// Frees the scratch of the best of several exchanges.
+void release_candidates(run_context* ctx, phip_candidates& candidates);
 
 /// The best of several exchanges, without trying all of them; see there for the proof.
 std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count,

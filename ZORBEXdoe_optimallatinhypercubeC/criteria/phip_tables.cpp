@@ -41,7 +41,7 @@ void phip_tables_alloc(run_context* ctx, phip_tables& t)
         t.coarse.kind = t.kind;
         coarse_alloc(ctx, t.coarse);
         t.row_sum = stride_vector(ctx, t, 0.0);
-        t.row_error = stride_vector(ctx, t, 0.0);
+        t.row_upper = stride_vector(ctx, t, 0.0);
         t.grid = {stride_vector(ctx, t, 0.0), stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
         t.old_terms = stride_vector(ctx, t, 0.0);
         t.new_terms = stride_vector(ctx, t, 0.0);
@@ -58,7 +58,7 @@ void phip_tables_free(run_context* ctx, phip_tables& t)
 {
     matrix_free(ctx, t.points);
     coarse_free(ctx, t.coarse);
-    for (double* v : {t.columns, t.distances, t.row_sum, t.row_error, t.grid.limit, t.grid.sum, t.grid.ties,
+    for (double* v : {t.columns, t.distances, t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties,
                       t.row_least, t.line_distances, t.old_terms, t.new_terms})
         aligned_free_doubles(ctx, v);
     for (void* v :
@@ -118,11 +118,16 @@ static void compute_line(const phip_tables& t, std::int32_t r, double* distances
     distances[r] = infinity;
 }
 
+void set_row_sum(phip_tables& t, std::int32_t r, const double* terms)
+{
+    t.row_sum[r] = t.kernels->sum(t.stride, terms);
+    t.row_upper[r] = t.row_sum[r] * (1.0 + 4e-16 * t.rows);
+}
+
 /// Sums of row r anew; its place on the grid is looked for when it is next asked for.
 static void sum_row_anew(phip_tables& t, std::int32_t r, const double* terms)
 {
-    t.row_sum[r] = t.kernels->sum(t.stride, terms);
-    t.row_error[r] = t.row_sum[r] * 2.3e-16 * t.rows;
+    set_row_sum(t, r, terms);
     t.grid.limit[r] = 0.0;
     t.grid.ties[r] = infinity;
 }
@@ -193,7 +198,7 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances)
 void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
                  const double* new_terms)
 {
-    t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_error, t.grid);
+    t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_upper, t.grid);
     write_symmetric(t, r, distances);
     coarse_set_row_and_column(t.coarse, r, distances);
     sum_row_anew(t, r, new_terms);

@@ -47,7 +47,7 @@ struct phip_tables {
     // For p > 0.
     phip_coarse coarse;
     double* row_sum;   ///< [stride] approximate sum of the row's terms
-    double* row_error; ///< [stride] bound of its error
+    double* row_upper; ///< [stride] upper bound of it, off by as much as row_sum may be
     grid_cache grid;   ///< of each row's terms left of the diagonal
 
     // Least distances of rows, p = 0.
@@ -96,6 +96,9 @@ double term_of(const phip_tables& t, double distance);
 /// Terms of a line of distances of the table; 0 for those that are +inf.
 ///   out   [stride]
 void terms_of_line(const phip_tables& t, const double* distances, double* out);
+
+/// Sums the terms of row r anew.
+void set_row_sum(phip_tables& t, std::int32_t r, const double* terms);
 
 /// Computes the distances of all rows from the points; no row is changed then.
 void fill_tables(phip_tables& t);

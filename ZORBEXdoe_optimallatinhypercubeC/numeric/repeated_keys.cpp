@@ -28,8 +28,7 @@ void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
         *v = nullptr;
     }
     aligned_free_doubles(ctx, reinterpret_cast<double*>(s.set));
-    if (s.last != nullptr)
-        vector_free(ctx, s.last);
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(s.last));
     s = {};
 }
 
@@ -337,31 +336,37 @@ std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch
                                 const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
                                 std::uint8_t* sure)
 {
-    if (scratch.last == nullptr) {
-        scratch.last = byte_vector_alloc(ctx, most_open_keys);
-        std::memset(scratch.last, 0, most_open_keys);
+    constexpr std::size_t bytes = most_open_keys * sizeof(std::uint16_t);
+    if (scratch.last == nullptr || scratch.stamp > UINT16_MAX - most_open_draws) {
+        if (scratch.last == nullptr)
+            scratch.last = reinterpret_cast<std::uint16_t*>(aligned_alloc_doubles(ctx, bytes / sizeof(double)));
+        std::memset(scratch.last, 0, bytes);
+        scratch.stamp = 0;
     }
-    std::uint8_t* last = scratch.last;
+    // The stamp of index i is before + 1 + i: a key that has none of this call is new.
+    std::uint16_t* last = scratch.last;
+    const std::int32_t before = scratch.stamp;
     bool is_first[most_open_draws];
     for (std::int32_t i = 0; i < count; ++i) {
-        is_first[i] = last[keys[i]] == 0;
-        last[keys[i]] = static_cast<std::uint8_t>(i + 1);
+        is_first[i] = last[keys[i]] <= before;
+        last[keys[i]] = static_cast<std::uint16_t>(before + 1 + i);
     }
+    scratch.stamp = static_cast<std::uint16_t>(before + count);
+
     // Behind i keys, at least those whose last copy was seen have been taken, at most those of which any was.
-    std::uint8_t last_of[most_open_draws];
+    std::int32_t last_of[most_open_draws];
     std::int32_t seen = 0;
     std::int32_t complete = 0;
     std::int32_t safe = 0; // up to here no more keys than wanted were seen
     for (std::int32_t i = 0; i < count && complete < wanted; ++i) {
+        const std::int32_t last_index = last[keys[i]] - before - 1;
         possible[seen] = keys[i];
-        last_of[seen] = last[keys[i]];
+        last_of[seen] = last_index;
         seen += is_first[i];
-        complete += last[keys[i]] == i + 1;
-        safe = seen <= wanted ? i + 1 : safe;
+        complete += last_index == i;
+        safe = seen <= wanted ? i : safe;
     }
     for (std::int32_t t = 0; t < seen; ++t)
         sure[t] = last_of[t] <= safe;
-    for (std::int32_t i = 0; i < count; ++i)
-        last[keys[i]] = 0;
     return seen;
 }

@@ -16,7 +16,8 @@ struct repeated_keys_scratch {
     std::int32_t* indices; ///< [capacity] index of the key at each place
     std::int32_t bound;    ///< keys that the set has room for
     std::uint64_t* set;    ///< two bits a key: it is there, it has copies; all zero between calls
-    std::uint8_t* last;    ///< [most_open_keys] one more than the index of the last copy; all zero between calls
+    std::uint16_t* last;   ///< [most_open_keys] stamp of the key's last copy
+    std::uint16_t stamp;   ///< no key of the next call has a higher one yet
 };
 
 /// Marks all copies of each key but the first in the order of indexx_int.
@@ -27,7 +28,7 @@ struct repeated_keys_scratch {
 void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t bound,
                         const std::int32_t* keys, std::uint8_t* repeated);
 
-inline constexpr std::int32_t most_open_draws = 254; ///< keys that list_possible_keys takes
+inline constexpr std::int32_t most_open_draws = 252; ///< keys that list_possible_keys takes
 inline constexpr std::int32_t most_open_keys = 8192; ///< and their bound, so that it stays in the nearest cache
 
 /// What can be said about the first `wanted` of the copies that mark_repeated_keys leaves, in the given order,

@@ -255,7 +255,10 @@ std::int32_t sample_possible_pairs(run_context* ctx, std::int32_t factor, std::i
     std::int32_t numbers[most_open_draws];
     const std::int32_t possible = list_possible_keys(ctx, s.repeated_keys, open.draw_count, open.bound, s.draws,
                                                      open.wanted, numbers, open.sure);
-    pairs_of_numbers(possible, numbers, n, open.first, open.second);
+    // Whole fours are decoded faster.
+    const std::int32_t whole = (possible + 3) / 4 * 4;
+    std::fill(numbers + possible, numbers + whole, 0);
+    pairs_of_numbers(whole, numbers, n, open.first, open.second);
     return possible;
 }
 

@@ -26,6 +26,16 @@ struct exchange_lines {
     std::int32_t a, b;
 };
 
+/// Lines of rows a and b after an exchange, and their terms before it: [stride] each.
+struct exchange_results {
+    double* distance_a;
+    double* distance_b;
+    double* old_term_a;
+    double* old_term_b;
+    double* term_a;
+    double* term_b;
+};
+
 /// What bounds are computed from, see phip_coarse.h.
 struct coarse_lines {
     std::int32_t stride;
@@ -56,9 +66,10 @@ struct phip_kernels {
     /// Terms of distances: 1e200 below the floor, where the distance has no mark, else 1 / int_power(|distance|, p).
     void (*terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out);
 
-    /// Distances of rows a and b after an exchange, at least 0; +inf at a and b.
-    void (*exchange)(distance_kind kind, std::int32_t stride, const exchange_lines& lines, double* new_a,
-                     double* new_b);
+    /// Distances of rows a and b after an exchange, at least 0 and +inf at a and b, their terms, and the terms
+    /// before.
+    void (*exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
+                     const exchange_lines& lines, const exchange_results& out);
 
     /// For each of `count` exchanges of one column a sum of some of the new terms of both rows, over the term of the
     /// reference distance: of the least distances of several groups of rows, each term at most 1e9. With an error of
@@ -83,10 +94,10 @@ struct phip_kernels {
     double (*sum)(std::int32_t stride, const double* line);
 
     /// Brings sums of rows up to date when a line of terms is replaced.
-    ///   row_sum, row_error   [stride] sum of each row's terms and a bound of its error
+    ///   row_sum, row_upper   [stride] sum of each row's terms and an upper bound of it
     ///   grid                 of the rows behind `line` only
     void (*replace_terms)(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
-                          double* row_sum, double* row_error, const grid_cache& grid);
+                          double* row_sum, double* row_upper, const grid_cache& grid);
 
     /// Sum of the first `count` terms of a row, each rounded to the grid of a binade, with the number of ties; +inf
     /// ties when a term is too large for the grid.

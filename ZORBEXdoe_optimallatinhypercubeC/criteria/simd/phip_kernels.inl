@@ -124,24 +124,38 @@ inline void exchanged_block(const exchange_lines& l, std::int32_t r, mask row, l
 }
 
 template <distance_kind kind>
-void exchange_of(std::int32_t stride, const exchange_lines& l, double* out_a, double* out_b)
+inline void exchange_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l,
+                        const exchange_results& out)
 {
+    const auto n = static_cast<std::uint32_t>(p);
+    const lanes least = all(floor);
     mask row = row_numbers();
     for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
         lanes new_a;
         lanes new_b;
         exchanged_block<kind>(l, r, row, new_a, new_b);
-        store(out_a + r, at_least_zero(new_a));
-        store(out_b + r, at_least_zero(new_b));
+        new_a = at_least_zero(new_a);
+        new_b = at_least_zero(new_b);
+        store(out.distance_a + r, new_a);
+        store(out.distance_b + r, new_b);
+        store(out.old_term_a + r, term(load(l.distance_a + r), n, least));
+        store(out.old_term_b + r, term(load(l.distance_b + r), n, least));
+        store(out.term_a + r, term(new_a, n, least));
+        store(out.term_b + r, term(new_b, n, least));
     }
 }
 
-void exchange(distance_kind kind, std::int32_t stride, const exchange_lines& l, double* new_a, double* new_b)
+constexpr std::int32_t usual_p = 10; // of the default exponent; told, the loops over its bits are unrolled
+
+void exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l,
+              const exchange_results& out)
 {
-    if (kind == distance_kind::euclidean)
-        exchange_of<distance_kind::euclidean>(stride, l, new_a, new_b);
+    if (kind == distance_kind::euclidean && p == usual_p)
+        exchange_of<distance_kind::euclidean>(usual_p, floor, stride, l, out);
+    else if (kind == distance_kind::euclidean)
+        exchange_of<distance_kind::euclidean>(p, floor, stride, l, out);
     else
-        exchange_of<distance_kind::rectangular>(stride, l, new_a, new_b);
+        exchange_of<distance_kind::rectangular>(p, floor, stride, l, out);
 }
 
 // Bounds, in single precision: twice as many lanes.
@@ -210,7 +224,7 @@ struct coarse_change {
 /// The least new distances of rows a and b, lane by lane: as many different terms of the new sum, which cannot be
 /// less than these.
 template <distance_kind kind>
-inline float bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+[[gnu::always_inline]] inline floats bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
 {
     const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
     const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
@@ -225,24 +239,23 @@ inline float bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std
         least_a = smaller(row == b ? none : load(line_a + r) + by, least_a);
         least_b = smaller(row == a ? none : load(line_b + r) - by, least_b);
     }
-    return sum_of_lanes(sum_of_terms((least_a + change.constant) * l.unit + l.doubt,
-                                     (least_b - change.constant) * l.unit + l.doubt, static_cast<std::uint32_t>(p)));
+    return sum_of_terms((least_a + change.constant) * l.unit + l.doubt,
+                        (least_b - change.constant) * l.unit + l.doubt, static_cast<std::uint32_t>(p));
 }
 
 template <distance_kind kind>
-inline void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count, const std::int32_t* rows_a,
-                      const std::int32_t* rows_b, float* bound)
+[[gnu::always_inline]] inline void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count,
+                                             const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound)
 {
     for (std::int32_t c = 0; c < count; ++c)
-        bound[c] = bound_of<kind>(p, lines, rows_a[c], rows_b[c]);
+        bound[c] = sum_of_lanes(bound_of<kind>(p, lines, rows_a[c], rows_b[c]));
 }
 
 void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
                      const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound)
 {
-    constexpr std::int32_t usual = 10; // of the default exponent; told, the loop over its bits is unrolled
-    if (kind == distance_kind::euclidean && p == usual)
-        bounds_of<distance_kind::euclidean>(usual, lines, count, rows_a, rows_b, bound);
+    if (kind == distance_kind::euclidean && p == usual_p)
+        bounds_of<distance_kind::euclidean>(usual_p, lines, count, rows_a, rows_b, bound);
     else if (kind == distance_kind::euclidean)
         bounds_of<distance_kind::euclidean>(p, lines, count, rows_a, rows_b, bound);
     else
@@ -250,7 +263,7 @@ void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lin
 }
 
 template <distance_kind kind>
-float close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+inline float close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
 {
     const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
     const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
@@ -269,6 +282,8 @@ float close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std:
 
 float close_bound(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a, std::int32_t b)
 {
+    if (kind == distance_kind::euclidean && p == usual_p)
+        return close_bound_of<distance_kind::euclidean>(usual_p, lines, a, b);
     return kind == distance_kind::euclidean ? close_bound_of<distance_kind::euclidean>(p, lines, a, b)
                                             : close_bound_of<distance_kind::rectangular>(p, lines, a, b);
 }
@@ -339,14 +354,16 @@ inline lanes tie(lanes x, lanes rounded, lanes limit)
 }
 
 void replace_terms(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
-                   double* row_sum, double* row_error, const grid_cache& grid)
+                   double* row_sum, double* row_upper, const grid_cache& grid)
 {
     mask row = row_numbers();
     for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
         const lanes before = load(old_terms + r);
         const lanes after = load(new_terms + r);
-        const lanes total = (load(row_sum + r) - before) + after;
-        store(row_error + r, load(row_error + r) + 4e-16 * (magnitude(total) + before + after));
+        const lanes sum = load(row_sum + r);
+        const lanes total = (sum - before) + after;
+        const lanes doubt = load(row_upper + r) - sum;
+        store(row_upper + r, total + doubt + 8e-16 * (magnitude(total) + magnitude(sum) + before + after + doubt));
         store(row_sum + r, total);
 
         const lanes limit = load(grid.limit + r);
