@@ -79,8 +79,9 @@ static bool set_scale(const phip_state& s, bounded_candidates& k)
     const double unit = upwards / (t.coarse.scale * reference);
     const double doubt = upwards * coarse_doubt(t.coarse) / reference;
     k.least_new = reference_term * (1.0 - bound_error);
-    k.coarse = {t.coarse.stride, t.coarse.distances, coarse_column_line(t.coarse, k.column), static_cast<float>(unit),
-                static_cast<float>(doubt)};
+    k.coarse = {t.coarse.stride,          t.coarse.pitch,
+                t.coarse.distances,       coarse_column_line(t.coarse, k.column),
+                static_cast<float>(unit), static_cast<float>(doubt)};
     return coarse_is_usable(t.coarse) && unit < 1e30 && doubt < 1e30 && reference_term > 1e-280 &&
            reference_term < 1e190;
 }

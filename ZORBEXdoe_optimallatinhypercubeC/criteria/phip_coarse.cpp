@@ -16,11 +16,11 @@ static float* floats_alloc(run_context* ctx, std::int32_t lines, std::int32_t st
 void coarse_alloc(run_context* ctx, phip_coarse& c)
 {
     c.stride = (c.rows + coarse_step - 1) / coarse_step * coarse_step;
-    c.distances = floats_alloc(ctx, c.rows, c.stride);
+    c.pitch = spread_pitch(c.stride, coarse_step);
+    c.distances = floats_alloc(ctx, c.rows, c.pitch);
     c.columns = floats_alloc(ctx, c.factors, c.stride);
     for (std::int32_t r = 0; r < c.rows; ++r)
-        std::fill_n(c.distances + static_cast<std::ptrdiff_t>(r) * c.stride + c.rows, c.stride - c.rows,
-                    __builtin_inff());
+        std::fill(coarse_distance_line(c, r) + c.rows, coarse_distance_line(c, r) + c.pitch, __builtin_inff());
     std::fill_n(c.columns, static_cast<std::ptrdiff_t>(c.factors) * c.stride, 0.0f);
     c.lowest = double_vector_alloc(ctx, c.factors);
     c.highest = double_vector_alloc(ctx, c.factors);
@@ -72,23 +72,18 @@ void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, doubl
     coarse_column_line(c, column)[r] = static_cast<float>((x - middle) * c.entry_scale);
 }
 
-/// A distance may carry a sign as a mark.
-static float copied(const phip_coarse& c, double distance)
-{
-    return static_cast<float>(std::fabs(distance) * c.scale);
-}
-
 void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances)
 {
-    float* line = c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
-    for (std::int32_t j = 0; j < c.rows; ++j)
-        line[j] = copied(c, distances[j]);
+    float* line = coarse_distance_line(c, r);
+    for (std::int32_t j = 0; j < c.rows; ++j) // a distance may carry a sign as a mark
+        line[j] = static_cast<float>(std::fabs(distances[j]) * c.scale);
 }
 
 void coarse_set_row_and_column(phip_coarse& c, std::int32_t r, const double* distances)
 {
-    float* line = c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
+    coarse_set_row(c, r, distances);
+    const float* line = coarse_distance_line(c, r);
     float* cell = c.distances + r;
-    for (std::int32_t j = 0; j < c.rows; ++j, cell += c.stride)
-        line[j] = *cell = copied(c, distances[j]);
+    for (std::int32_t j = 0; j < c.rows; ++j, cell += c.pitch)
+        *cell = line[j];
 }

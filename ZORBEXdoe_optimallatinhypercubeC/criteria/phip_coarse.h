@@ -15,12 +15,17 @@
 
 inline constexpr std::int32_t coarse_step = 16; ///< floats of the widest vector
 
+/// Entries from one line of a table to the next, for lines of `stride` entries: an odd number of vectors of `step`.
+/// Each fills a cache line, and the cells of a column then fall on different sets of the caches.
+inline std::int32_t spread_pitch(std::int32_t stride, std::int32_t step) { return (stride / step | 1) * step; }
+
 struct phip_coarse {
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
+    std::int32_t pitch;  ///< of spread_pitch
     std::int32_t factors;
     distance_kind kind;
-    float* distances; ///< [rows x stride], +inf on the diagonal
+    float* distances; ///< [rows x pitch], +inf on the diagonal
     float* columns;   ///< [factors x stride]
 
     double* lowest;  ///< [factors] of all entries that the column has held since the set-up
@@ -46,9 +51,9 @@ void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, doubl
 void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances);
 void coarse_set_row_and_column(phip_coarse& c, std::int32_t r, const double* distances);
 
-inline const float* coarse_distance_line(const phip_coarse& c, std::int32_t r)
+inline float* coarse_distance_line(const phip_coarse& c, std::int32_t r)
 {
-    return c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
+    return c.distances + static_cast<std::ptrdiff_t>(r) * c.pitch;
 }
 
 inline float* coarse_column_line(const phip_coarse& c, std::int32_t column)

@@ -20,21 +20,23 @@ static double* stride_vector(run_context* ctx, const phip_tables& t, double fill
 }
 
 /// A table of lines; the padding of each is set.
-static double* table_alloc(run_context* ctx, const phip_tables& t, std::int32_t lines, double padding)
+static double* table_alloc(run_context* ctx, const phip_tables& t, std::int32_t lines, std::int32_t pitch,
+                           double padding)
 {
-    double* table = aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(t.stride));
+    double* table = aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(pitch));
     for (std::int32_t i = 0; i < lines; ++i)
-        std::fill(table + static_cast<std::ptrdiff_t>(i) * t.stride + t.rows,
-                  table + static_cast<std::ptrdiff_t>(i + 1) * t.stride, padding);
+        std::fill(table + static_cast<std::ptrdiff_t>(i) * pitch + t.rows,
+                  table + static_cast<std::ptrdiff_t>(i + 1) * pitch, padding);
     return table;
 }
 
 void phip_tables_alloc(run_context* ctx, phip_tables& t)
 {
     t.stride = (t.rows + line_step - 1) / line_step * line_step;
+    t.pitch = spread_pitch(t.stride, line_step);
     t.points = double_matrix_alloc(ctx, t.rows, t.factors);
-    t.columns = table_alloc(ctx, t, t.factors, 0.0);
-    t.distances = table_alloc(ctx, t, t.rows, infinity);
+    t.columns = table_alloc(ctx, t, t.factors, t.stride, 0.0);
+    t.distances = table_alloc(ctx, t, t.rows, t.pitch, infinity);
     if (t.p > 0) {
         t.coarse.rows = t.rows;
         t.coarse.factors = t.factors;
@@ -149,17 +151,6 @@ void fill_tables(phip_tables& t)
     forget_changes(t, 0);
 }
 
-void refresh_tables(phip_tables& t)
-{
-    if (t.changed_count > t.rows / 2)
-        return fill_tables(t);
-    for (std::int32_t i = 0; i < t.changed_count; ++i) {
-        compute_line(t, t.changed[i], t.line_distances);
-        replace_row(t, t.changed[i], t.line_distances);
-    }
-    forget_changes(t, 0);
-}
-
 /// Keeps the nearest rows in step with a new line of row r.
 static void update_nearest(phip_tables& t, std::int32_t r, const double* distances)
 {
@@ -179,8 +170,17 @@ static void write_symmetric(const phip_tables& t, std::int32_t r, const double* 
 {
     std::memcpy(distance_line(t, r), line, bits_u32(t.rows) * sizeof(double));
     double* cell = t.distances + r;
-    for (std::int32_t j = 0; j < t.rows; ++j, cell += t.stride)
+    for (std::int32_t j = 0; j < t.rows; ++j, cell += t.pitch)
         *cell = line[j];
+}
+
+/// Gives row r a new line in the table and the sums, not in the copies.
+static void replace_in_table(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
+                             const double* new_terms)
+{
+    t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_upper, t.grid);
+    write_symmetric(t, r, distances);
+    sum_row_anew(t, r, new_terms);
 }
 
 void replace_row(phip_tables& t, std::int32_t r, const double* distances)
@@ -198,10 +198,26 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances)
 void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
                  const double* new_terms)
 {
-    t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_upper, t.grid);
-    write_symmetric(t, r, distances);
+    replace_in_table(t, r, distances, old_terms, new_terms);
     coarse_set_row_and_column(t.coarse, r, distances);
-    sum_row_anew(t, r, new_terms);
+}
+
+void refresh_tables(phip_tables& t)
+{
+    if (t.changed_count > t.rows / 2)
+        return fill_tables(t);
+    for (std::int32_t i = 0; i < t.changed_count; ++i) {
+        const std::int32_t r = t.changed[i];
+        compute_line(t, r, t.line_distances);
+        if (t.p > 0) { // the copies in single precision need not follow: what rounding changes is within their doubt
+            terms_of_line(t, distance_line(t, r), t.old_terms);
+            terms_of_line(t, t.line_distances, t.new_terms);
+            replace_in_table(t, r, t.line_distances, t.old_terms, t.new_terms);
+        } else {
+            replace_row(t, r, t.line_distances);
+        }
+    }
+    forget_changes(t, 0);
 }
 
 double sum_in_order(phip_tables& t)

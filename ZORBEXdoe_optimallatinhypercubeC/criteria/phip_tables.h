@@ -35,6 +35,7 @@ struct phip_tables {
     const phip_kernels* kernels;
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
+    std::int32_t pitch;  ///< from one line of the table to the next, see spread_pitch
     std::int32_t factors;
     std::int32_t p; ///< exponent on the distances as kept; 0: no terms
     distance_kind kind;
@@ -42,7 +43,7 @@ struct phip_tables {
 
     double** points;   ///< [rows x factors] working design, each factor times its weight when weights are in force
     double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
-    double* distances; ///< [rows x stride], +inf on the diagonal and behind the last row
+    double* distances; ///< [rows x pitch], +inf on the diagonal and behind the last row
 
     // For p > 0.
     phip_coarse coarse;
@@ -74,7 +75,7 @@ struct phip_capture {
 
 inline double* distance_line(const phip_tables& t, std::int32_t r)
 {
-    return t.distances + static_cast<std::ptrdiff_t>(r) * t.stride;
+    return t.distances + static_cast<std::ptrdiff_t>(r) * t.pitch;
 }
 
 inline double* column_line(const phip_tables& t, std::int32_t column)

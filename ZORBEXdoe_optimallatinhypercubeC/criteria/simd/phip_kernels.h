@@ -39,7 +39,8 @@ struct exchange_results {
 /// What bounds are computed from, see phip_coarse.h.
 struct coarse_lines {
     std::int32_t stride;
-    const float* distances; ///< [rows x stride]
+    std::int32_t pitch;
+    const float* distances; ///< [rows x pitch]
     const float* column;    ///< [stride]
     float unit;             ///< of the scaled distances: an upper bound of their ratio to the reference distance
     float doubt;            ///< an upper bound of their error, over the reference distance

@@ -226,8 +226,8 @@ struct coarse_change {
 template <distance_kind kind>
 [[gnu::always_inline]] inline floats bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
 {
-    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
-    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
+    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.pitch;
+    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.pitch;
     const coarse_change<kind> change(l, a, b);
     const floats none = __builtin_inff() - floats{};
     floats least_a = none;
@@ -265,8 +265,8 @@ void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lin
 template <distance_kind kind>
 inline float close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
 {
-    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.stride;
-    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.stride;
+    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.pitch;
+    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.pitch;
     const coarse_change<kind> change(l, a, b);
     const floats none = __builtin_inff() - floats{};
     floats total{};
@@ -353,18 +353,27 @@ inline lanes tie(lanes x, lanes rounded, lanes limit)
     return magnitude(x - rounded) == limit * 0x1p-52 ? all(1.0) : lanes{};
 }
 
+/// New sums of one block of rows when a term of each is replaced.
+inline void replace_in_sums(std::int32_t r, lanes before, lanes after, double* row_sum, double* row_upper)
+{
+    const lanes sum = load(row_sum + r);
+    const lanes total = (sum - before) + after;
+    const lanes doubt = load(row_upper + r) - sum;
+    store(row_upper + r, total + doubt + 8e-16 * (magnitude(total) + magnitude(sum) + before + after + doubt));
+    store(row_sum + r, total);
+}
+
 void replace_terms(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
                    double* row_sum, double* row_upper, const grid_cache& grid)
 {
-    mask row = row_numbers();
-    for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
+    const std::int32_t first = line / LANES * LANES; // block of the first row that may be behind the line
+    for (std::int32_t r = 0; r < first; r += LANES)
+        replace_in_sums(r, load(old_terms + r), load(new_terms + r), row_sum, row_upper);
+    mask row = row_numbers() + first;
+    for (std::int32_t r = first; r < stride; r += LANES, row += LANES) {
         const lanes before = load(old_terms + r);
         const lanes after = load(new_terms + r);
-        const lanes sum = load(row_sum + r);
-        const lanes total = (sum - before) + after;
-        const lanes doubt = load(row_upper + r) - sum;
-        store(row_upper + r, total + doubt + 8e-16 * (magnitude(total) + magnitude(sum) + before + after + doubt));
-        store(row_sum + r, total);
+        replace_in_sums(r, before, after, row_sum, row_upper);
 
         const lanes limit = load(grid.limit + r);
         const lanes rounded_before = to_grid(before, limit);
