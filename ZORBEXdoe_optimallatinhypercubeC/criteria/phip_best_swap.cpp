@@ -23,9 +23,10 @@
 // Those that are left are computed exactly: a unique least value comes first in every sort. When two are equal, their
 // order depends on the sort's path through all values, and nothing is told. So it is when anything leaves the ground
 // of this argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities; equal
-// entries, when they are among those left. A bound that is not a number drops nothing. Equal entries and totals near
-// cancellation cannot hide among the dropped: there the total is T, or above 1e-8 of the old terms, which are part of
-// T.
+// entries, when they are among those left. A bound that is not a number drops nothing. Totals near
+// cancellation cannot hide among the dropped: theirs is below 1e-8 of the old terms, which are part of T. Equal entries
+// leave the value as it is. Their bounds from below hold, since new and old terms are the same there; no estimate of
+// their total is made, as their new terms would have a floor where a re-arrangement left the old ones without.
 
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation
@@ -122,6 +123,10 @@ static double bracket_total(phip_state& s, const bounded_candidates& k, std::int
     const phip_tables& t = s.tables;
     const std::int32_t a = k.rows_a[c];
     const std::int32_t b = k.rows_b[c];
+    if (entries_are_equal(s, k.column, a, b)) {
+        s.candidates.lower[c] = std::nan("");
+        return __builtin_inf();
+    }
     const double new_sum =
         t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, k.column, a, b));
     const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_of(t, distance_line(t, a)[b]);
