@@ -69,6 +69,9 @@ std::string link_target(const std::string& file)
 
 std::string temporary_beside(const std::string& file)
 {
+    struct stat status {};
+    if (stat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        throw input_error(fmt::format("{}: is not a regular file, which it would be replaced by", file));
     return fmt::format("{}.{}.part", link_target(file), getpid());
 }
 

@@ -14,7 +14,8 @@ void write_output(const std::string& file, std::string_view content);
 /// Throws what write_output would throw for want of a folder or of rights: better before a long run than after it.
 void refuse_unwritable(const std::string& file);
 
-/// A name in the file's folder for somebody else's output; the caller renames with commit_temporary.
+/// A name in the file's folder for somebody else's output; the caller renames with commit_temporary. What exists and is
+/// no regular file, a device for one, is not replaced: an error of input.
 std::string temporary_beside(const std::string& file);
 void commit_temporary(const std::string& temporary, const std::string& file);
 

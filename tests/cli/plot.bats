@@ -27,6 +27,16 @@ pictures() {
     grep -q 'it.*s `touch ran` {x}_2' 'p `touch ran2` it'\''s.svg'
 }
 
+@test "a picture replaces no pipe or device" {
+    "$OPTDOE" 8 2 --seed 1 -q -o d.csv
+    mkfifo pipe.svg
+    run "$OPTDOE" plot d.csv -o pipe.svg
+    [ "$status" -eq 1 ]
+    [[ "$output" == *"pipe.svg: is not a regular file"* ]]
+    [ -p pipe.svg ]
+    [ -z "$(compgen -G "./*.part")" ]
+}
+
 @test "without gnuplot the message says what to do" {
     "$OPTDOE" 8 2 --seed 1 -q -o d.csv
     mkdir empty
