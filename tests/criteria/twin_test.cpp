@@ -1,9 +1,4 @@
 // Every operation of every criterion against the plain form, bit for bit, over long random sequences.
-#include "criteria/a2.h"
-#include "criteria/cd2.h"
-#include "criteria/entropy.h"
-#include "criteria/phip.h"
-#include "criteria/simd/kernel_variants.h"
 #include "support/criterion_twins.h"
 
 #include <gtest/gtest.h>
@@ -51,7 +46,7 @@ public:
         : twins(design, how), n_(design.rows()), k_(design.columns()), fixed_(how.fixed_rows), random_{seed},
           loaded_(design)
     {
-        use_variant(how.criterion_id, set);
+        twins.use_variant(set);
         twins.setup();
     }
 
@@ -65,8 +60,6 @@ public:
     criterion_twins twins;
 
 private:
-    void use_variant(int id, instruction_set set);
-
     void same(criterion_twins::results r, const char* what, int step)
     {
         ASSERT_EQ(std::bit_cast<std::uint64_t>(r.fast), std::bit_cast<std::uint64_t>(r.plain))
@@ -225,19 +218,6 @@ private:
     std::vector<std::int32_t> rows_a_;
     std::vector<std::int32_t> rows_b_;
 };
-
-void lockstep::use_variant(int id, instruction_set set)
-{
-    const auto at = static_cast<std::size_t>(set);
-    if (id == 0)
-        twins.fast()->entropy->kernels = entropy_kernel_variants[at];
-    else if (id == 1)
-        twins.fast()->phip->tables.kernels = phip_kernel_variants[at];
-    else if (id == 2)
-        twins.fast()->cd2->kernels = cd2_kernel_variants[at];
-    else if (id == 3)
-        twins.fast()->a2->kernels = a2_kernel_variants[at];
-}
 
 class twin : public ::testing::TestWithParam<instruction_set> {
 protected:

@@ -1,6 +1,10 @@
 #include "support/criterion_twins.h"
 
+#include "criteria/a2.h"
+#include "criteria/cd2.h"
 #include "criteria/criterion.h"
+#include "criteria/entropy.h"
+#include "criteria/phip.h"
 #include "numeric/index_sort.h"
 
 static const criterion_ops& fast_criterion(int id)
@@ -21,6 +25,17 @@ criterion_twins::criterion_twins(const table& design, const twin_case& how)
 }
 
 criterion_twins::~criterion_twins() { optdoe_plain_library()->slots_close(&plain_); }
+
+void criterion_twins::use_variant(instruction_set set)
+{
+    const auto at = static_cast<std::size_t>(set);
+    switch (how_.criterion_id) {
+    case 0: fast()->entropy->kernels = entropy_kernel_variants[at]; break;
+    case 1: fast()->phip->tables.kernels = phip_kernel_variants[at]; break;
+    case 2: fast()->cd2->kernels = cd2_kernel_variants[at]; break;
+    default: fast()->a2->kernels = a2_kernel_variants[at]; break;
+    }
+}
 
 void criterion_twins::setup()
 {

@@ -1,6 +1,7 @@
 /// One criterion in two forms, the library's and the plain one, set up alike and driven in lockstep.
 #pragma once
 
+#include "criteria/simd/kernel_variants.h"
 #include "reference/plain/plain_library.h"
 #include "support/designs.h"
 #include "support/test_run.h"
@@ -28,6 +29,9 @@ public:
     const criterion_ops& plain_ops() const { return *plain_ops_; }
     run_context* fast() { return fast_.ctx(); }
     run_context* plain() { return &plain_; }
+
+    /// Chooses the kernels of the library's form, before setup(); the machine must have the set.
+    void use_variant(instruction_set set);
 
     /// Sets up both forms; apart from the constructor, so that a test can choose a kernel variant before.
     void setup();
