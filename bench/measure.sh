@@ -92,7 +92,7 @@ operations() {
 # One line for one call under callgrind; the environment, which lies in the program's memory, is always the same.
 count_instructions() {
     local call count
-    call=$(env -i "$valgrind" --tool=callgrind --instr-atstart=no --callgrind-out-file=/dev/null \
+    call=$(env -i "$valgrind" --tool=callgrind --instr-atstart=no --callgrind-out-file="$measured/callgrind.out" \
         "$programs/one_call" "$@" 1000 2>"$measured/callgrind.log")
     count=$(sed -n 's/.*Collected : //p' "$measured/callgrind.log")
     printf '{"call":%s,"instructions":%s}\n' "$call" "$count"
