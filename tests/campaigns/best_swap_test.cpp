@@ -431,7 +431,7 @@ void compare(subject which, long candidates)
 } // namespace
 
 TEST(best_swap_campaign, entropy) { compare(subject::entropy, 200'000); }
-TEST(best_swap_campaign, phip) { compare(subject::phip, 1'000'000); }
+TEST(best_swap_campaign, phip) { compare(subject::phip, 3'000'000); }
 TEST(best_swap_campaign, maximin) { compare(subject::maximin, 300'000); }
 TEST(best_swap_campaign, cd2) { compare(subject::cd2, 500'000); }
 TEST(best_swap_campaign, a2) { compare(subject::a2, 500'000); }
