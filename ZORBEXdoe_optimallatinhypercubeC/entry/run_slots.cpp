@@ -10,11 +10,12 @@
 #include "search/level_structure.h"
 #include "search/search_setup.h"
 
+/// Whether every slot after the first is open.
 static bool all_slots_open(const run_context* ctx)
 {
-    return ctx->globals != nullptr && ctx->a2 != nullptr && ctx->criterion != nullptr && ctx->cd2 != nullptr &&
-           ctx->storage_status != nullptr && ctx->entropy != nullptr && ctx->phip != nullptr && ctx->rng != nullptr &&
-           ctx->search != nullptr && ctx->levels != nullptr && ctx->groups != nullptr && ctx->rows != nullptr;
+    return ctx->a2 != nullptr && ctx->criterion != nullptr && ctx->cd2 != nullptr && ctx->storage_status != nullptr &&
+           ctx->entropy != nullptr && ctx->phip != nullptr && ctx->rng != nullptr && ctx->search != nullptr &&
+           ctx->levels != nullptr && ctx->groups != nullptr && ctx->rows != nullptr;
 }
 
 bool run_slots_open(run_context* ctx, jni::Env* env, jni::Object self)

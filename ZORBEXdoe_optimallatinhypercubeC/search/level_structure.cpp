@@ -105,7 +105,7 @@ void group_levels(run_context* ctx, const std::int32_t* levels_per_factor)
     groups.matched = byte_vector_alloc(ctx, k);
     for (std::int32_t j = 0; j < k; ++j) {
         const std::int32_t wanted = levels_per_factor[j];
-        const bool divides = wanted >= 1 && n % wanted == 0 && wanted != n;
+        const bool divides = n % wanted == 0 && wanted != n;
         const bool grouped = divides && groups_respect_levels(ctx, j, n / wanted);
         groups.group_count[j] = grouped ? wanted : 1;
         groups.rows_per_group[j] = grouped ? n / wanted : n;

@@ -251,8 +251,6 @@ static double annealing_search(run_context* ctx, double** design_out)
             return end_with(ctx, end_reason::iteration_limit);
         if (!begin_round(ctx))
             return s.best_value;
-        if (s.inner_moves < 1)
-            return end_with(ctx, end_reason::nothing_to_move);
 
         bool any_accepted = false;
         for (std::int32_t stale = 0; stale < s.inner_moves && s.move_count < s.max_iterations;) {
