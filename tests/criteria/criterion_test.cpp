@@ -1,5 +1,6 @@
 #include "criteria/criterion.h"
 
+#include "criteria/criterion_ops.h"
 #include "reference/criteria_reference.h"
 #include "support/search_run.h"
 
@@ -7,6 +8,8 @@
 
 #include <bit>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -74,6 +77,126 @@ TEST(criteriondispatch, evaluating_a_design_loads_it)
         EXPECT_EQ(bits(crit_evaluate(run.ctx(), other.data())), bits(crit_value(fresh.ctx())));
         EXPECT_EQ(bits(crit_value(run.ctx())), bits(crit_value(fresh.ctx())));
     }
+}
+
+/// The best of the exchanges is that of single trials and the index sort, to the bit.
+static void expect_best_swap_of_trials(run_context* ctx, std::int32_t column, const std::vector<std::int32_t>& a,
+                                       const std::vector<std::int32_t>& b)
+{
+    const auto count = static_cast<std::int32_t>(a.size());
+    double expected_value = 0.0;
+    const std::int32_t expected =
+        best_swap_by_trials(ctx, crit_try_swap, column, count, a.data(), b.data(), &expected_value);
+    double value = 0.0;
+    EXPECT_EQ(crit_best_swap(ctx, column, count, a.data(), b.data(), &value), expected);
+    EXPECT_EQ(bits(value), bits(expected_value));
+}
+
+/// All exchanges of n rows.
+static void expect_best_of_all_swaps(run_context* ctx, std::int32_t column, std::int32_t n)
+{
+    std::vector<std::int32_t> a;
+    std::vector<std::int32_t> b;
+    for (std::int32_t i = 0; i < n; ++i)
+        for (std::int32_t j = i + 1; j < n; ++j) {
+            a.push_back(i);
+            b.push_back(j);
+        }
+    expect_best_swap_of_trials(ctx, column, a, b);
+}
+
+TEST(criteriondispatch, the_best_swap_of_a_discrepancy_that_bounds_cannot_tell)
+{
+    random_stream random{9};
+    // Entries too far out for the bounds; then sums of pair terms that come near the largest number.
+    for (const auto& [factors, scale] : {std::pair{2, 1e7}, {3, 1e120}, {47, 1e6}}) {
+        table start = random_unit_design(6, factors, random);
+        for (int i = 0; i < 6; ++i)
+            for (int j = 0; j < factors; ++j)
+                start[i][j] *= scale;
+        search_run run(start, with_id(2));
+        for (int j = 0; j < 2; ++j)
+            expect_best_of_all_swaps(run.ctx(), j, 6);
+    }
+}
+
+TEST(criteriondispatch, the_best_swap_that_parts_two_points_close_together)
+{
+    // Rows 0 and 1 nearly coincide: the matrix is close to a singular one, those of some exchanges are not.
+    const double rectangular = 1.0;
+    for (const double apart : {1e-9, 2e-10, 5e-11, 1e-11}) {
+        search_run run(table(2, {0, 0, apart, apart, 1, 0.4, 0.5, 1}), [&](run_settings& s) {
+            s.criterion.criterion_id = 0;
+            s.criterion.params.param_count_2 = 1;
+            s.criterion.params.param_list_2 = &rectangular;
+        });
+        expect_best_of_all_swaps(run.ctx(), 0, 4);
+        expect_best_of_all_swaps(run.ctx(), 1, 4);
+    }
+}
+
+TEST(criteriondispatch, the_best_swap_at_the_end_of_what_entropy_estimates)
+{
+    // Points in line: the value is the sum of -ln(1 - exp(-2 theta distance)) over neighbours, here just below 1000.
+    constexpr int n = 251;
+    const double theta = -0.5 * (n - 1) * std::log(1.0 - std::exp(-999.6 / (n - 1)));
+    const double rectangular = 1.0;
+    table start(n, 1);
+    for (int i = 0; i < n; ++i)
+        start[i][0] = i / (n - 1.0);
+    search_run run(start, [&](run_settings& s) {
+        s.criterion.criterion_id = 0;
+        s.criterion.params.param_count_1 = s.criterion.params.param_count_2 = 1;
+        s.criterion.params.param_list_1 = &theta;
+        s.criterion.params.param_list_2 = &rectangular;
+    });
+    EXPECT_NEAR(crit_value(run.ctx()), 999.6, 0.1);
+    expect_best_swap_of_trials(run.ctx(), 0, {3, 100, 7}, {200, 101, 8});
+}
+
+TEST(criteriondispatch, the_best_swap_of_phi_p_terms_too_small_for_bounds)
+{
+    random_stream random{9};
+    for (const double scale : {1e2, 1e14, 1e30}) {
+        const double exponent = 20.0;
+        table start = random_unit_design(7, 3, random);
+        for (int i = 0; i < 7; ++i)
+            for (int j = 0; j < 3; ++j)
+                start[i][j] *= scale;
+        search_run run(start, [&](run_settings& s) {
+            s.criterion.criterion_id = 1;
+            s.criterion.params.param_count_1 = 1;
+            s.criterion.params.param_list_1 = &exponent;
+        });
+        expect_best_of_all_swaps(run.ctx(), 0, 7);
+    }
+}
+
+TEST(criteriondispatch, a_design_of_fixed_rows_only_has_a_value_and_comes_back)
+{
+    random_stream random{4};
+    const table start = random_unit_design(8, 2, random, 2);
+    for (int id = 0; id < 4; ++id)
+        for (const double exponent : {0.0, 5.0}) {
+            search_run run(start, {.fixed_rows = 4, .with_criterion = false}, [&](run_settings& s) {
+                with_id(id)(s);
+                s.criterion.params.param_count_1 = id == 1;
+                s.criterion.params.param_list_1 = &exponent;
+            });
+            run_context* ctx = run.ctx();
+            crit_setup(ctx, start.data(), 0, 8, 2, run.settings().criterion);
+            const double value = crit_value(ctx);
+            crit_save_column(ctx, 0);
+            crit_save_design(ctx);
+            EXPECT_EQ(bits(crit_evaluate(ctx, nullptr)), bits(value)) << id;
+            crit_restore_column(ctx, 0);
+            crit_restore_design(ctx);
+            EXPECT_EQ(bits(crit_value(ctx)), bits(value)) << id;
+            table copy(8, 2);
+            crit_copy_saved_design(ctx, copy.data());
+            EXPECT_EQ(copy, start) << id;
+            crit_release(ctx);
+        }
 }
 
 TEST(criteriondispatch, the_two_snapshots_are_apart)

@@ -8,8 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 namespace {
 
@@ -76,6 +79,62 @@ TEST(kernel_variants, entropy_factors_have_the_same_bits)
                 }
             }
         });
+    }
+}
+
+TEST(kernel_variants, entropy_factors_of_wide_rows_fail_alike)
+{
+    for (int n = 16; n <= 136; n += 8) {
+        test_run run;
+        const upper_table r = upper_table_alloc(run.ctx(), n);
+        r.row[0][1] = 1.0; // the first two points are one
+        const upper_table factor = upper_table_alloc(run.ctx(), n);
+        const auto check = [&](const entropy_kernels& kernels) {
+            std::vector<double> pivot(static_cast<std::size_t>(n), 7.0);
+            EXPECT_EQ(kernels.factorise({n, 0, r.row, factor.row, pivot.data(), factor.row, pivot.data()}), 0.0);
+            EXPECT_EQ(pivot[0], 1.0);
+            EXPECT_EQ(std::count(pivot.begin() + 1, pivot.end(), 0.0), n - 1) << kernels.name << ", " << n;
+        };
+        check(entropy_kernels_baseline);
+        for_each_variant(entropy_kernel_variants, check);
+    }
+}
+
+TEST(kernel_variants, entropy_solutions_solve_the_system_for_any_number_of_right_sides)
+{
+    random_stream random{8};
+    constexpr int most_eights = 17;
+    for (const int n : {1, 2, 9, 16}) {
+        test_run run;
+        const upper_table factor = upper_table_alloc(run.ctx(), n); // row j holds column j of L
+        std::vector<double> pivot;
+        for (int j = 0; j < n; ++j) {
+            pivot.push_back(0.5 + random.unit());
+            for (int i = j + 1; i < n; ++i)
+                factor.row[j][i] = 0.2 * random.unit();
+        }
+        aligned_rows sides(run, n, 8 * (most_eights + 1));
+        aligned_rows y(run, n, 8 * (most_eights + 1));
+        const auto check = [&](const entropy_kernels& kernels, int first, int eights) {
+            for (int i = 0; i < n; ++i)
+                for (int c = 0; c < 8 * (most_eights + 1); ++c)
+                    y.row[i][c] = sides.row[i][c] = i < first ? 0.0 : random.unit() - 0.5;
+            kernels.substitute(n, first, factor.row, pivot.data(), y.row, 8, eights);
+            for (int i = first; i < n; ++i)
+                for (int c = 0; c < 8 * (most_eights + 1); ++c) {
+                    const bool solved = c >= 8 && c < 8 + 8 * eights;
+                    double side = solved ? pivot[static_cast<std::size_t>(i)] * y.row[i][c] : y.row[i][c];
+                    for (int m = first; m < i && solved; ++m)
+                        side += factor.row[m][i] * y.row[m][c];
+                    ASSERT_NEAR(side, sides.row[i][c], 1e-12) << kernels.name << ", " << eights << ", column " << c;
+                }
+        };
+        for (const int first : {0, n / 2})
+            for (int eights = 1; eights <= most_eights; ++eights) {
+                check(entropy_kernels_baseline, first, eights);
+                for_each_variant(entropy_kernel_variants,
+                                 [&](const entropy_kernels& kernels) { check(kernels, first, eights); });
+            }
     }
 }
 
@@ -164,4 +223,5 @@ TEST(kernel_variants, are_named_and_the_best_one_is_chosen)
     EXPECT_EQ(best_variant(entropy_kernel_variants), entropy_kernel_variants[static_cast<std::size_t>(best)]);
     const kernel_variants<cd2_kernels> only_baseline{&cd2_kernels_baseline, nullptr, nullptr};
     EXPECT_EQ(best_variant(only_baseline), &cd2_kernels_baseline);
+    EXPECT_EQ(best_variant(kernel_variants<cd2_kernels>{}), nullptr);
 }

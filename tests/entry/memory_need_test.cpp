@@ -8,6 +8,17 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+extern "C" {
+long __real_sysconf(int name);
+long __wrap_sysconf(int name);
+}
+
+static int unknown_to_the_system = -1; ///< a name that sysconf has no answer to
+
+long __wrap_sysconf(int name) { return name == unknown_to_the_system ? -1 : __real_sysconf(name); }
+
 namespace {
 
 const host_exception malloc_failed{"java/lang/OutOfMemoryError",
@@ -97,4 +108,14 @@ TEST(memory_need, bytes_that_the_machine_has_pass)
     EXPECT_TRUE(run.completes([&] { refuse_beyond_memory(run.ctx(), 1e6); }));
     EXPECT_FALSE(run.completes([&] { refuse_beyond_memory(run.ctx(), 1e18); }));
     EXPECT_EQ(run.host.pending(), malloc_failed);
+}
+
+TEST(memory_need, nothing_is_refused_where_the_machine_does_not_tell_its_memory)
+{
+    test_run run;
+    for (const int name : {_SC_PHYS_PAGES, _SC_PAGESIZE}) {
+        unknown_to_the_system = name;
+        EXPECT_TRUE(run.completes([&] { refuse_beyond_memory(run.ctx(), 1e18); }));
+        unknown_to_the_system = -1;
+    }
 }

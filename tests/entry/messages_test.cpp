@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cwchar>
 #include <limits>
 
 namespace {
@@ -25,6 +26,17 @@ TEST(messages, format_text_is_bounded_and_tells_the_whole_length)
     EXPECT_STREQ(buffer, "12-abcd");
     EXPECT_EQ(format_text(buffer, sizeof buffer, "%d", 5), 1);
     EXPECT_STREQ(buffer, "5");
+}
+
+TEST(messages, a_text_that_cannot_be_formatted_is_empty)
+{
+    // The "C" locale has no bytes for this character.
+    constexpr auto foreign = static_cast<std::wint_t>(0x20AC);
+    char buffer[8] = "xxxxxxx";
+    EXPECT_EQ(format_text(buffer, sizeof buffer, "%lc", foreign), -1);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(format_text(buffer + 1, 0, "%lc", foreign), -1);
+    EXPECT_EQ(buffer[1], 'x');
 }
 
 TEST(messages, a_line_holds_the_longest_double)
