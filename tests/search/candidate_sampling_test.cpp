@@ -414,3 +414,39 @@ TEST(candidatesampling, no_sample_is_left_open_where_a_draw_may_be_no_candidate)
     EXPECT_EQ(sample_possible_pairs(small.ctx(), 0, 0), 0);
     EXPECT_EQ(sample_possible_pairs(small.ctx(), 0, 128), 0) << "too many draws";
 }
+
+TEST(candidatesampling, pairs_of_tens_of_thousands_of_rows_are_decoded)
+{
+    random_stream random{1};
+    for (const int n : {30000, 30001, 46341}) {
+        search_run run(random_levels(n, 1, random), no_criterion);
+        test_run twin;
+        *twin->rng = *run->rng;
+        const std::int64_t total = std::int64_t{n} * (n - 1) / 2;
+        std::vector<std::int32_t> draws;
+        for (int t = 0; t < 100; ++t)
+            draws.push_back(static_cast<std::int32_t>(rng_uniform(twin.ctx()) * static_cast<double>(total)));
+        pair_list expected;
+        for (int p : distinct_draws(twin.ctx(), draws)) {
+            int a = 0;
+            for (; p >= n - 1 - a; ++a)
+                p -= n - 1 - a;
+            if (expected.size() < 50)
+                expected.emplace_back(a, a + 1 + p);
+        }
+        EXPECT_EQ(candidates(run.ctx(), sample_element_pairs(run.ctx(), 0, 50)), expected) << n;
+    }
+}
+
+TEST(candidatesampling, counts_that_wrapped_give_pairs_of_rows_or_none)
+{
+    random_stream random{1};
+    for (const int n : {46342, 65536, 65537, 65600, 70000, 80000}) {
+        search_run run(random_levels(n, 1, random), no_criterion);
+        for (const auto& [a, b] : candidates(run.ctx(), sample_element_pairs(run.ctx(), 0, 50))) {
+            EXPECT_LE(0, a) << n;
+            EXPECT_LT(a, b) << n;
+            EXPECT_LT(b, n) << n;
+        }
+    }
+}

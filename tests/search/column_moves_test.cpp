@@ -557,3 +557,28 @@ TEST(columnmoves, a_mirrored_exchange_applies_the_best_of_all_exchanges_with_the
         }
     }
 }
+
+TEST(columnmoves, a_group_exchange_without_candidates_draws_and_changes_nothing)
+{
+    random_stream random{5};
+    search_run run(random_unit_design(12, 2, random));
+    const rng_state generator = *run->rng;
+    const double value = crit_value(run.ctx());
+    EXPECT_EQ(group_exchange_search(run.ctx(), 0, 5), value); // one group only
+    EXPECT_EQ(draws_since(run.ctx(), generator), 0);
+    EXPECT_TRUE(rank_order_is_in_step(run.ctx()));
+}
+
+TEST(columnmoves, rearrangements_whose_objective_is_beyond_all_bounds_are_not_applied)
+{
+    random_stream random{5};
+    table start = random_unit_design(6, 2, random);
+    for (int i = 0; i < 6; ++i)
+        start[i][0] *= 1e300;
+    search_run run(start, [](run_settings& s) { s.criterion.criterion_id = 2; });
+    randomize_column(run.ctx(), 0, 1, 6, 10);
+    const double* const* working = crit_copy_design(run.ctx(), nullptr);
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(working[i][0], start[i][0]);
+    EXPECT_TRUE(rank_order_is_in_step(run.ctx()));
+}

@@ -162,6 +162,13 @@ TEST(levelstructure, mirrored_designs_are_symmetric)
     }
 }
 
+TEST(levelstructure, one_free_row_is_symmetric)
+{
+    test_run run;
+    describe(run, table(2, {1, 2, 2, 1, 3, 3}), 2);
+    EXPECT_TRUE(is_symmetric_design(run.ctx()));
+}
+
 TEST(levelstructure, one_pair_out_of_step_is_not_symmetric)
 {
     random_stream random{8};
