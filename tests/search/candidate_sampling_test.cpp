@@ -450,3 +450,55 @@ TEST(candidatesampling, counts_that_wrapped_give_pairs_of_rows_or_none)
         }
     }
 }
+
+TEST(candidatesampling, a_symmetric_design_whose_pairs_wrap_gives_pairs_of_rows)
+{
+    // 46342 rows and more have over 2^30 pairs; those that begin in the lower half are fewer.
+    random_stream random{1};
+    search_run run(random_symmetric_levels(50000, 1, random), no_criterion,
+                   [](run_settings& s) { s.symmetric_design = 1; });
+    ASSERT_NE(run->search->symmetric_design, 0);
+    for (int t = 0; t < 10; ++t)
+        for (const auto& [a, b] : candidates(run.ctx(), sample_element_pairs(run.ctx(), 0, 50))) {
+            EXPECT_LE(0, a);
+            EXPECT_LT(a, b);
+            EXPECT_LT(b, 50000);
+        }
+}
+
+TEST(candidatesampling, there_are_no_more_candidates_than_the_work_vectors_hold)
+{
+    random_stream random{1};
+    for (const int groups : {1, 2, 6}) {
+        search_run run(random_levels(12, 1, random), no_criterion,
+                       [&](run_settings& s) { s.factor_counts[0] = groups; });
+        const int most = run->search->max_candidates;
+        const int group_pairs = groups * (groups - 1) / 2;
+        const int element_pairs = groups * (12 / groups) * (12 / groups - 1) / 2;
+        EXPECT_EQ(sample_group_pairs(run.ctx(), 0, 1000), std::min(group_pairs, most));
+        EXPECT_EQ(sample_element_pairs(run.ctx(), 0, 1000), std::min(element_pairs, most));
+        EXPECT_LE(sample_group_pairs(run.ctx(), 0, group_pairs - 1), most);
+        EXPECT_LE(sample_element_pairs(run.ctx(), 0, element_pairs - 1), most);
+    }
+}
+
+TEST(candidatesampling, numbers_beyond_32_bits_give_no_candidates_and_no_draws)
+{
+    const auto expect_none = [](const table& start, int groups, int count) {
+        search_run run(start, no_criterion, [&](run_settings& s) { s.factor_counts[0] = groups; });
+        const rng_state before = *run->rng;
+        EXPECT_EQ(sample_element_pairs(run.ctx(), 0, count), 0) << start.rows() << ' ' << groups;
+        EXPECT_EQ(draws_since(run.ctx(), before), 0);
+    };
+    const auto with_levels = [](int n, int first_rows) {
+        table start(n, 1);
+        for (int i = 0; i < n; ++i)
+            start[i][0] = i < first_rows ? 1 : 2;
+        return start;
+    };
+    random_stream random{1};
+    expect_none(random_levels(150000, 1, random), 3, 50); // pairs of a group below 0, three times that above
+    expect_none(random_levels(230000, 1, random), 5, 50); // five groups of 46000 rows: 2^32 and more pairs
+    expect_none(with_levels(46000, 1), 1, 100000);        // 2n / L w draws
+    expect_none(with_levels(2 * 46341, 46341), 1, 50);    // pairs of rows of two levels
+}
