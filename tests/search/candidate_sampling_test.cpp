@@ -451,21 +451,6 @@ TEST(candidatesampling, counts_that_wrapped_give_pairs_of_rows_or_none)
     }
 }
 
-TEST(candidatesampling, a_symmetric_design_whose_pairs_wrap_gives_pairs_of_rows)
-{
-    // 46342 rows and more have over 2^30 pairs; those that begin in the lower half are fewer.
-    random_stream random{1};
-    search_run run(random_symmetric_levels(50000, 1, random), no_criterion,
-                   [](run_settings& s) { s.symmetric_design = 1; });
-    ASSERT_NE(run->search->symmetric_design, 0);
-    for (int t = 0; t < 10; ++t)
-        for (const auto& [a, b] : candidates(run.ctx(), sample_element_pairs(run.ctx(), 0, 50))) {
-            EXPECT_LE(0, a);
-            EXPECT_LT(a, b);
-            EXPECT_LT(b, 50000);
-        }
-}
-
 TEST(candidatesampling, there_are_no_more_candidates_than_the_work_vectors_hold)
 {
     random_stream random{1};
