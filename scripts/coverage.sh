@@ -10,9 +10,12 @@ root=$(dirname -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")")
 tree=$root/build/coverage
 programs=(optdoe_tests optdoe_twins optdoe_golden optdoe_campaigns)
 targets=(entry settings criterion index_sort)
+forget_counts() { find "$tree" -name '*.gcda' -delete; }
+
 cmake -S "$root" --preset coverage >/dev/null
+forget_counts # of objects that are built anew: the build runs the tests to list them
 cmake --build "$tree" --target "${programs[@]}" "${targets[@]/#/fuzz_}" -- -j2 | tail -n 1
-find "$tree" -name '*.gcda' -delete
+forget_counts
 for program in "${programs[@]}"; do
     chosen='*'
     [[ $program != optdoe_campaigns ]] || chosen='-*_full*'

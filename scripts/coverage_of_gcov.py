@@ -4,7 +4,7 @@
 usage: coverage_of_gcov.py SOURCES OBJECTS...
 
 SOURCES    folder of the sources; the figures are those of its folders
-OBJECTS    folders of .gcda files
+OBJECTS    folders of .gcno files and, for the objects that ran, .gcda files
 
 A line stands once per object and per instance of a template. Counts of the same branch of the same line are added up:
 it is reached when one of them reaches it. Edges of exceptions, and the calls that have them, are no branches.
@@ -31,7 +31,7 @@ def without_throws(branches):
 def read(sources, objects):
     """(file, line) -> [count, function, {number of branches: counts}]; instances differ where `if constexpr` does."""
     merged = {}
-    for data in sorted(path for folder in objects for path in pathlib.Path(folder).rglob("*.gcda")):
+    for data in sorted(path for folder in objects for path in pathlib.Path(folder).rglob("*.gcno")):
         command = ["gcov", "--branch-probabilities", "--branch-counts", "--json-format", "--stdout", str(data)]
         run = subprocess.run(command, check=True, capture_output=True, text=True)
         for text in run.stdout.splitlines():
@@ -39,7 +39,7 @@ def read(sources, objects):
             folder = pathlib.Path(report["current_working_directory"])
             for source in report["files"]:
                 path = (folder / source["file"]).resolve()
-                if not path.is_relative_to(sources):
+                if not path.is_relative_to(sources) or not path.exists():  # the object of a source that is gone
                     continue
                 names = {f["name"]: f["demangled_name"] for f in source["functions"]}
                 for line in source["lines"]:
