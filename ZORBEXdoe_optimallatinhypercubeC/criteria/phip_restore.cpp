@@ -36,7 +36,9 @@ void capture_for_restore(run_context* ctx, bool all_rows)
     }
     take_capture(ctx, s.tables, snapshot.capture);
     snapshot.capture.all_rows = all_rows;
-    std::memcpy(snapshot.capture_entries, free_entries(s, snapshot.column), bits_u32(s.free_rows) * sizeof(double));
+    if (s.free_rows > 0)
+        std::memcpy(snapshot.capture_entries, free_entries(s, snapshot.column),
+                    bits_u32(s.free_rows) * sizeof(double));
 }
 
 /// Makes room for `more` kept rows in the column snapshot.

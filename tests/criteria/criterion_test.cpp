@@ -191,6 +191,7 @@ TEST(criteriondispatch, a_design_of_fixed_rows_only_has_a_value_and_comes_back)
             crit_restore_design(ctx);
             EXPECT_EQ(bits(crit_value(ctx)), bits(value)) << id;
             crit_save_column(ctx, 0);
+            EXPECT_EQ(bits(crit_evaluate(ctx, nullptr)), bits(value)) << id << ", with a snapshot of no rows";
             crit_restore_column(ctx, 0);
             EXPECT_EQ(bits(crit_value(ctx)), bits(value)) << id;
             table copy(8, 2);
