@@ -11,6 +11,7 @@ command -v clang++ >/dev/null || {
     exit 0
 }
 tree=$root/build/fuzz
+mkdir -p "$root/build"
 cmake -S "$root" --preset fuzz >"$tree.log" 2>&1
 cmake --build "$tree" --target fuzzers -- -j2 >>"$tree.log" 2>&1 || {
     tail -n 50 "$tree.log"
