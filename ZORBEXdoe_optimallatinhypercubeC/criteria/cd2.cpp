@@ -11,14 +11,13 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <utility>
 
 // Uses of the scratch lines; 0 and 1 hold new terms.
-constexpr std::int32_t scaled_line = 2;
-constexpr std::int32_t centred_line = 3;
-constexpr std::int32_t counted_line = 4; ///< always ones, and zeroes in the padding
+constexpr std::int32_t counted_line = 2; ///< always ones, and zeroes in the padding
 
 constexpr double mean_square_one_factor = 1.0833333333333333; ///< 13/12
 
@@ -38,6 +37,27 @@ void cd2_open(run_context* ctx)
 }
 
 void cd2_close(run_context* ctx) { close_plain_record(ctx->cd2); }
+
+using entry = cd2_entry;
+
+static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k)
+{
+    return {s.columns[k][r], s.columns[s.factors + k][r]};
+}
+
+/// Sets an entry in both layouts.
+static void put_entry(const cd2_state& s, std::int32_t r, std::int32_t k, entry e)
+{
+    s.scaled[r][k] = s.columns[k][r] = e.z;
+    s.centred[r][k] = s.columns[s.factors + k][r] = e.a;
+}
+
+static void exchange_entries(const cd2_state& s, std::int32_t a, std::int32_t b, std::int32_t k)
+{
+    const entry before = entry_at(s, a, k);
+    put_entry(s, a, k, entry_at(s, b, k));
+    put_entry(s, b, k, before);
+}
 
 /// Entry of the caller as a criterion entry, and its distance from the centre.
 static double scaled_entry(const cd2_state& s, double x, std::int32_t k)
@@ -83,18 +103,13 @@ static void mirror_rows(double* const* terms, std::int32_t begin, std::int32_t e
 }
 
 /// All terms of a design and their sum with the constant, which is one chain in the order of the rows.
-static double evaluate_into(const cd2_state& s, const double* const* scaled, const double* const* centred,
+///   columns   scaled, then centred entries, as s.columns
+static double evaluate_into(const cd2_state& s, const double* const* centred, const double* const* columns,
                             double** terms)
 {
     const std::int32_t n = s.rows;
-    double* const* z = s.columns;
-    double* const* a = s.columns + s.factors;
-    for (std::int32_t i = 0; i < n; ++i) {
-        for (std::int32_t k = 0; k < s.factors; ++k) {
-            z[k][i] = scaled[i][k];
-            a[k][i] = centred[i][k];
-        }
-    }
+    const double* const* z = columns;
+    const double* const* a = columns + s.factors;
     double value = 1.0;
     for (std::int32_t k = 0; k < s.active_factors; ++k)
         value *= mean_square_one_factor;
@@ -136,14 +151,14 @@ static double cd2_evaluate(run_context* ctx, const double* const* design)
     cd2_state& s = *ctx->cd2;
     for (std::int32_t r = 0; r < s.rows && design != nullptr; ++r) {
         for (std::int32_t k = 0; k < s.factors; ++k) {
-            s.scaled[r][k] = scaled_entry(s, design[r][k], k);
-            s.centred[r][k] = centred_entry(s, design[r][k], k);
+            const double z = scaled_entry(s, design[r][k], k);
+            put_entry(s, r, k, {z, centred_entry(s, design[r][k], k)});
         }
     }
     if (design != nullptr)
         s.most_centred = greatest_centred(s);
     snapshot_keep_all(ctx, s.saved_column_terms, table_of(s));
-    s.value = evaluate_into(s, s.scaled, s.centred, s.terms);
+    s.value = evaluate_into(s, s.centred, s.columns, s.terms);
     return s.value;
 }
 
@@ -169,7 +184,7 @@ static void cd2_setup(run_context* ctx, const double* const* design, std::uint32
     s.centred = double_matrix_alloc(ctx, s.rows, factors);
     s.terms = aligned_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
     s.columns = aligned_matrix_alloc(ctx, 2 * factors, s.rows);
-    s.lines = aligned_matrix_alloc(ctx, 5, s.rows + 1);
+    s.lines = aligned_matrix_alloc(ctx, 3, s.rows + 1);
     std::fill_n(s.lines[counted_line], s.rows, 1.0);
     s.saved_column_scaled = double_vector_alloc(ctx, s.free_rows);
     s.saved_column_centred = double_vector_alloc(ctx, s.free_rows);
@@ -201,25 +216,6 @@ static double set_term(const cd2_state& s, std::int32_t i, std::int32_t j, doubl
     return change;
 }
 
-using entry = cd2_entry;
-
-static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k)
-{
-    return {s.scaled[r][k], s.centred[r][k]};
-}
-
-static void put_entry(const cd2_state& s, std::int32_t r, std::int32_t k, entry e)
-{
-    s.scaled[r][k] = e.z;
-    s.centred[r][k] = e.a;
-}
-
-static void exchange_entries(const cd2_state& s, std::int32_t a, std::int32_t b, std::int32_t k)
-{
-    std::swap(s.scaled[a][k], s.scaled[b][k]);
-    std::swap(s.centred[a][k], s.centred[b][k]);
-}
-
 /// Ratio of the new to the old factor of the pair (r, d) when row d's entry goes from `from` to `to`.
 static double pair_ratio(entry r, entry from, entry to)
 {
@@ -247,18 +243,9 @@ static void exchange_own_terms(const cd2_state& s, std::int32_t a, std::int32_t 
     delta += set(b, n, s.terms[b][n] / hg);
 }
 
-/// An exchange in the column that is in the scratch lines.
-static cd2_exchange describe_exchange(const cd2_state& s, std::int32_t a, std::int32_t b)
+static cd2_exchange describe_exchange(const cd2_state& s, std::int32_t k, std::int32_t a, std::int32_t b)
 {
-    return {s.rows, s.lines[scaled_line], s.lines[centred_line], s.terms[a], s.terms[b], a, b};
-}
-
-static void read_column(const cd2_state& s, std::int32_t k)
-{
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        s.lines[scaled_line][r] = s.scaled[r][k];
-        s.lines[centred_line][r] = s.centred[r][k];
-    }
+    return {s.rows, s.columns[k], s.columns[s.factors + k], s.terms[a], s.terms[b], a, b};
 }
 
 /// Gives rows a and b their new pair terms, in both halves of the table; the pair of both keeps its term.
@@ -288,8 +275,7 @@ static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t cou
         const entry eb = entry_at(s, b, k);
         if (!equal_entries(ea.z, eb.z)) {
             exchange_own_terms(s, a, b, ea, eb, set, delta);
-            read_column(s, k);
-            delta = s.kernels->exchange(describe_exchange(s, a, b), s.lines[0], s.lines[1], delta);
+            delta = s.kernels->exchange(describe_exchange(s, k, a, b), s.lines[0], s.lines[1], delta);
             put_pair_terms(s, a, b, s.lines[0], s.lines[1]);
         }
         exchange_entries(s, a, b, k);
@@ -298,8 +284,7 @@ static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t cou
     return s.value;
 }
 
-/// The value after an exchange in the column that is in the scratch lines.
-static double try_in_column(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
+static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
     const cd2_state& s = *ctx->cd2;
     const entry ea = entry_at(s, a, k);
@@ -309,28 +294,25 @@ static double try_in_column(run_context* ctx, std::int32_t k, std::int32_t a, st
     const auto change = [&s](std::int32_t i, std::int32_t j, double term) { return term - s.terms[i][j]; };
     double delta = 0.0;
     exchange_own_terms(s, a, b, ea, eb, change, delta);
-    return s.value + s.kernels->exchange(describe_exchange(s, a, b), s.lines[0], s.lines[1], delta);
-}
-
-static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
-{
-    read_column(*ctx->cd2, k);
-    return try_in_column(ctx, k, a, b);
+    return s.value + s.kernels->exchange(describe_exchange(s, k, a, b), s.lines[0], s.lines[1], delta);
 }
 
 /// Bounds of the values of exchanges, for unique_best_within_bounds.
 ///
-/// Let u = 2^-53, t and s the pair terms of the rows a and b, T their sum over the n - 2 other rows, F and G the
-/// computed factors of a row's pairs with a and b. With centred entries up to 1e6 every F and G lies between 1.9 and
-/// H = 2.1 + 2 max a (the definition gives at least 2), so that every ratio is at most Q = H / 1.9. The terms are
-/// positive.
+/// Let u = 2^-53, t and s the pair terms of the rows a and b, T an upper bound of their sum over the n - 2 other
+/// rows, F and G the computed factors of a row's pairs with a and b. With centred entries up to 1e6 every F and G
+/// lies between 1.9 and H = 2.1 + 2 max a (the definition gives at least 2), so that every ratio is at most Q = H
+/// / 1.9. The terms are positive.
 ///  - The trial computes t (G/F - 1) and s (F/G - 1), each within 4 u (Q + 1) times its term, and adds the 2 n - 4
 ///    changes, none above (Q + 1) times its term in size, to the four own changes, of which the estimate has the same
 ///    bits: both errors together stay below u (4 n + 8) (Q + 1) T + 2 n u O, O the sizes of the own changes.
 ///  - The estimate of a row, (G - F) (t G - s F) / (F G), is at most Q (t + s) in size and within 20 u Q (t + s)
 ///    with the common denominators, and the sum of them within (n + 8) u Q T.
-/// The margin below, 32 u (n + 8) (Q T + O), is twice all of it with the rounding of T; results near the smallest
-/// numbers err by less than its last summand. The value is the working value V plus the change, rounded once; two
+///  - A factor of a pair, 1 + (a + a')/2 - |z - z'|/2, is at most 1 + min(a, a'): on one side of the centre the
+///    entries differ by |a - a'|, else by a + a'. So with the constants before the products t is at most twice the
+///    diagonal term of its row, four times with what drifts between evaluations, and T = 4 n times both of them.
+/// The margin below, 32 u (n + 8) (Q T + O), is twice all of it; results near the smallest numbers err by less than
+/// its last summand. The value is the working value V plus the change, rounded once; two
 /// sums that differ by more than 2 u times the larger one round to different numbers in the same order, which the
 /// summand with |V| takes care of. Sizes that could overflow give no bounds.
 struct cd2_bounds {
@@ -345,7 +327,7 @@ static cd2_bounds bounds_of_exchange(const cd2_state& s, std::int32_t k, std::in
     const entry eb = entry_at(s, b, k);
     double own_delta = 0.0;
     double own_sizes = 0.0;
-    cd2_estimate pairs{};
+    double pair_change = 0.0;
     if (!equal_entries(ea.z, eb.z)) {
         const auto change = [&](std::int32_t i, std::int32_t j, double term) {
             own_sizes += std::fabs(term - s.terms[i][j]);
@@ -354,14 +336,15 @@ static cd2_bounds bounds_of_exchange(const cd2_state& s, std::int32_t k, std::in
         exchange_own_terms(s, a, b, ea, eb, change, own_delta);
         double* counted = s.lines[counted_line];
         counted[a] = counted[b] = 0.0;
-        pairs = s.kernels->estimate(describe_exchange(s, a, b), counted);
+        pair_change = s.kernels->estimate(describe_exchange(s, k, a, b), counted);
         counted[a] = counted[b] = 1.0;
     }
-    const double estimate = own_delta + pairs.change;
+    const double estimate = own_delta + pair_change;
+    const double pair_sum = 4.0 * s.rows * (s.terms[a][a] + s.terms[b][b]);
     const double ratio = (2.1 + 2.0 * s.most_centred) / 1.9;
-    const double margin = 32.0 * u * (s.rows + 8.0) * (ratio * pairs.pair_sum + own_sizes) +
+    const double margin = 32.0 * u * (s.rows + 8.0) * (ratio * pair_sum + own_sizes) +
                           16.0 * u * (std::fabs(s.value) + std::fabs(estimate)) + 1e-280;
-    if (!(ratio * pairs.pair_sum < 1e280) || !(s.most_centred <= 1e6))
+    if (!(ratio * pair_sum < 1e280) || !(s.most_centred <= 1e6))
         return {NAN, NAN};
     return {estimate - margin, estimate + margin};
 }
@@ -370,7 +353,6 @@ static std::int32_t cd2_unique_best_swap(run_context* ctx, std::int32_t k, std::
                                          const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
 {
     const cd2_state& s = *ctx->cd2;
-    read_column(s, k);
     double* low = double_vector_alloc(ctx, count);
     double* high = double_vector_alloc(ctx, count);
     for (std::int32_t t = 0; t < count; ++t) {
@@ -378,7 +360,7 @@ static std::int32_t cd2_unique_best_swap(run_context* ctx, std::int32_t k, std::
         low[t] = bounds.low;
         high[t] = bounds.high;
     }
-    const swap_candidates candidates{try_in_column, k, count, rows_a, rows_b};
+    const swap_candidates candidates{cd2_try_swap, k, count, rows_a, rows_b};
     const std::int32_t best = unique_best_within_bounds(ctx, candidates, low, high, best_value);
     vector_free(ctx, high);
     vector_free(ctx, low);
@@ -521,10 +503,8 @@ static void cd2_save_column(run_context* ctx, std::int32_t k)
 {
     cd2_state& s = *ctx->cd2;
     s.saved_column_value = s.value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
-        s.saved_column_scaled[f] = s.scaled[s.fixed_rows + f][k];
-        s.saved_column_centred[f] = s.centred[s.fixed_rows + f][k];
-    }
+    std::copy_n(s.columns[k] + s.fixed_rows, s.free_rows, s.saved_column_scaled);
+    std::copy_n(s.columns[s.factors + k] + s.fixed_rows, s.free_rows, s.saved_column_centred);
     snapshot_take(s.saved_column_terms);
 }
 
@@ -532,8 +512,15 @@ static void cd2_restore_column(run_context* ctx, std::int32_t k)
 {
     cd2_state& s = *ctx->cd2;
     s.value = s.saved_column_value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        put_entry(s, s.fixed_rows + f, k, {s.saved_column_scaled[f], s.saved_column_centred[f]});
+    const auto differ = [](double x, double y) {
+        return std::bit_cast<std::uint64_t>(x) != std::bit_cast<std::uint64_t>(y);
+    };
+    for (std::int32_t f = 0; f < s.free_rows; ++f) {
+        const entry saved{s.saved_column_scaled[f], s.saved_column_centred[f]};
+        const entry present = entry_at(s, s.fixed_rows + f, k);
+        if (differ(present.z, saved.z) || differ(present.a, saved.a))
+            put_entry(s, s.fixed_rows + f, k, saved);
+    }
     snapshot_restore(s.saved_column_terms, table_of(s));
 }
 
@@ -592,19 +579,20 @@ static void cd2_copy_saved_design(run_context* ctx, double** out)
 static double cd2_value_of(run_context* ctx, const double* const* design)
 {
     const cd2_state& s = *ctx->cd2;
-    double** scaled = double_matrix_alloc(ctx, s.rows, s.factors);
     double** centred = double_matrix_alloc(ctx, s.rows, s.factors);
+    double** columns = aligned_matrix_alloc(ctx, 2 * s.factors, s.rows);
     double** terms = aligned_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
     for (std::int32_t r = 0; r < s.rows; ++r) {
         for (std::int32_t k = 0; k < s.factors; ++k) {
-            scaled[r][k] = design == nullptr ? s.scaled[r][k] : scaled_entry(s, design[r][k], k);
+            columns[k][r] = design == nullptr ? s.scaled[r][k] : scaled_entry(s, design[r][k], k);
             centred[r][k] = design == nullptr ? s.centred[r][k] : centred_entry(s, design[r][k], k);
+            columns[s.factors + k][r] = centred[r][k];
         }
     }
-    const double value = evaluate_into(s, scaled, centred, terms);
+    const double value = evaluate_into(s, centred, columns, terms);
     aligned_matrix_free(ctx, terms);
+    aligned_matrix_free(ctx, columns);
     matrix_free(ctx, centred);
-    matrix_free(ctx, scaled);
     return value;
 }
 

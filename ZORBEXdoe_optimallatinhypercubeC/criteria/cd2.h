@@ -19,8 +19,8 @@ struct cd2_state {
     double** terms;   ///< [(rows + 1) x (rows + 1)] summands of the value, symmetric; index rows: the single sum
     double value;
     double most_centred;   ///< greatest centred entry of the design that was loaded last; exchanges keep it
-    double** columns;      ///< [2 factors x rows] scaled, then centred entries as columns: scratch of an evaluation
-    double** lines;        ///< [5 x (rows + 1)] scratch: new terms of two rows, a column's entries, ones
+    double** columns;      ///< [2 factors x rows] scaled, then centred entries as columns, in step with the others
+    double** lines;        ///< [3 x (rows + 1)] scratch: new terms of two rows, ones
     double** saved_design; ///< [free rows x factors] scaled entries; null before the first save
     double* saved_design_terms; ///< packed: terms[i][j], fixed_rows <= i <= rows, j <= i; likewise
     double saved_design_value;

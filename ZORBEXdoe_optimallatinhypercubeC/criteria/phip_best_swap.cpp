@@ -24,9 +24,10 @@
 // order depends on the sort's path through all values, and nothing is told. So it is when anything leaves the ground
 // of this argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities; equal
 // entries, when they are among those left. A bound that is not a number drops nothing. Totals near
-// cancellation cannot hide among the dropped: theirs is below 1e-8 of the old terms, which are part of T. Equal entries
-// leave the value as it is. Their bounds from below hold, since new and old terms are the same there; no estimate of
-// their total is made, as their new terms would have a floor where a re-arrangement left the old ones without.
+// cancellation cannot hide among the dropped: theirs is below 1e-8 of the old terms, which are part of T. Equal
+// entries leave the value as it is. Their bounds from below hold, since new and old terms are the same there; no
+// estimate of their total is made, as their new terms would have a floor where a re-arrangement left the old ones
+// without.
 
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation

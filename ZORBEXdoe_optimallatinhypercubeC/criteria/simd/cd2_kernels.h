@@ -22,12 +22,6 @@ struct cd2_exchange {
     int row_b;
 };
 
-/// An order-free estimate of the change of the value by an exchange, its rows' own terms left out.
-struct cd2_estimate {
-    double change;
-    double pair_sum; ///< sum of the pair terms of both rows, an estimate too
-};
-
 struct cd2_kernels {
     const char* name;
 
@@ -36,9 +30,9 @@ struct cd2_kernels {
     ///   returns delta with the changes
     double (*exchange)(const cd2_exchange& x, double* new_a, double* new_b, double delta);
 
-    /// Estimate of the same changes.
+    /// Estimate of the sum of the same changes, in any order.
     ///   counted   in  [n padded] 1, and 0 at row_a, row_b and in the padding
-    cd2_estimate (*estimate)(const cd2_exchange& x, const double* counted);
+    double (*estimate)(const cd2_exchange& x, const double* counted);
 
     /// Pair terms of row i with the rows from i + 1 on.
     ///   z, a    in   [factors] columns

@@ -49,17 +49,15 @@ struct fractions {
 
 /// With F and G the factors of a row's pairs with the two exchanged rows, t and s the terms:
 /// t (G/F - 1) + s (F/G - 1) = (G - F) (t G - s F) / (F G).
-static inline fractions row_changes(const cd2_exchange& x, cd2_entry ea, cd2_entry eb, const double* counted, int r,
-                                    vec& pair_sum)
+static inline fractions row_changes(const cd2_exchange& x, cd2_entry ea, cd2_entry eb, const double* counted, int r)
 {
     const vec z = load(x.z + r);
     const vec a = load(x.a + r);
     const vec f = twice_factors(ea, z, a);
     const vec g = twice_factors(eb, z, a);
-    const vec t = load(x.terms_a + r) * load(counted + r);
-    const vec s = load(x.terms_b + r) * load(counted + r);
-    pair_sum += t + s;
-    return {(g - f) * (t * g - s * f), f * g};
+    const vec t = load(x.terms_a + r);
+    const vec s = load(x.terms_b + r);
+    return {(g - f) * load(counted + r) * (t * g - s * f), f * g};
 }
 
 static inline fractions operator+(const fractions& x, const fractions& y)
@@ -68,13 +66,12 @@ static inline fractions operator+(const fractions& x, const fractions& y)
 }
 
 /// Four rows share a division, which costs more than to bring them to one denominator.
-static cd2_estimate estimate(const cd2_exchange& x, const double* counted)
+static double estimate(const cd2_exchange& x, const double* counted)
 {
     const cd2_entry ea{x.z[x.row_a], x.a[x.row_a]};
     const cd2_entry eb{x.z[x.row_b], x.a[x.row_b]};
     vec change{};
-    vec pair_sum{};
-    const auto rows = [&](int r) { return row_changes(x, ea, eb, counted, r, pair_sum); };
+    const auto rows = [&](int r) { return row_changes(x, ea, eb, counted, r); };
     int r = 0;
     for (; r + 3 * LANES < x.n; r += 4 * LANES) {
         const fractions sum = (rows(r) + rows(r + LANES)) + (rows(r + 2 * LANES) + rows(r + 3 * LANES));
@@ -86,7 +83,7 @@ static cd2_estimate estimate(const cd2_exchange& x, const double* counted)
             sum = sum + rows(r);
         change += sum.above / sum.below;
     }
-    return {sum_of_lanes(change), sum_of_lanes(pair_sum)};
+    return sum_of_lanes(change);
 }
 
 static void pair_terms(int n, int factors, int i, const double* const* z, const double* const* a, double scale,
