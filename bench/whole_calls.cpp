@@ -25,11 +25,15 @@ struct measured_size {
     timed_call fast;
 };
 
-/// Stops early when a call takes long.
+/// Repeats short calls until they have taken a second, and long ones not at all.
 measured_size measure(const call_request& size)
 {
+    constexpr double enough = 1.0;
+    constexpr int most_repeats = 400;
     measured_size m{make_call(plain_form(), size), make_call(fast_form(), size)};
-    for (int repeat = 0; repeat < 4 && m.plain.seconds < 2.0; ++repeat)
+    const double once = m.plain.seconds + m.fast.seconds;
+    const int repeats = once < 2.0 ? std::clamp(static_cast<int>(enough / once), 4, most_repeats) : 0;
+    for (int repeat = 0; repeat < repeats; ++repeat)
         m = {best_of(m.plain, make_call(plain_form(), size)), best_of(m.fast, make_call(fast_form(), size))};
     return m;
 }

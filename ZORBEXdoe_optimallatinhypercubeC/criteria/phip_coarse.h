@@ -16,8 +16,12 @@
 inline constexpr std::int32_t coarse_step = 16; ///< floats of the widest vector
 
 /// Entries from one line of a table to the next, for lines of `stride` entries: an odd number of vectors of `step`.
-/// Each fills a cache line, and the cells of a column then fall on different sets of the caches.
-inline std::int32_t spread_pitch(std::int32_t stride, std::int32_t step) { return (stride / step | 1) * step; }
+/// Each fills a cache line, and the cells of a column then fall on different sets of the caches. Tables that fit the
+/// nearest cache are better kept small.
+inline std::int32_t spread_pitch(std::int32_t stride, std::int32_t step)
+{
+    return stride < 16 * step ? stride : (stride / step | 1) * step;
+}
 
 struct phip_coarse {
     std::int32_t rows;

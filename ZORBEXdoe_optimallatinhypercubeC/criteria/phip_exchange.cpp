@@ -83,6 +83,14 @@ double updated_sum(const phip_state& s, double old_sum, double new_sum)
     return std::min(phip_cap, new_sum) + s.term_sum - std::min(phip_cap, old_sum);
 }
 
+/// The sum of all terms, in order, with the exchange at hand done, which the table need not know of.
+static double sum_after_exchange(phip_state& s)
+{
+    const phip_exchange& e = s.exchange;
+    const pending_rows pending{{{e.a, e.old_term_a, e.term_a}, {e.b, e.old_term_b, e.term_b}}};
+    return sum_in_order(s.tables, &pending);
+}
+
 /// Ends a committed update: the sum, re-summed when it is due or when cancellation has eaten the digits.
 static double commit_sum(phip_state& s, double old_sum, double new_sum)
 {
@@ -90,9 +98,8 @@ static double commit_sum(phip_state& s, double old_sum, double new_sum)
     if (s.update_count != updates_between_sums && total / std::min(phip_cap, old_sum) >= phip_least_ratio) {
         s.update_count += 1;
     } else {
-        settle(s);
         s.update_count = 0;
-        total = sum_in_order(s.tables);
+        total = s.exchange.pending ? sum_after_exchange(s) : sum_in_order(s.tables);
     }
     s.term_sum = std::min(phip_cap, total);
     s.value = value_of_sum(s, s.term_sum);
@@ -206,21 +213,6 @@ double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count
     });
 }
 
-/// The sum of all terms, in order, as if the exchange at hand were done.
-static double sum_after_exchange(run_context* ctx)
-{
-    phip_state& s = *ctx->phip;
-    double* kept = aligned_alloc_doubles(ctx, 2 * std::size_t{bits_u32(s.tables.stride)});
-    keep_line(s.tables, s.exchange.a, kept);
-    keep_line(s.tables, s.exchange.b, kept + s.tables.stride);
-    write_exchange(s);
-    const double total = sum_in_order(s.tables);
-    replace_row(s.tables, s.exchange.a, kept);
-    replace_row(s.tables, s.exchange.b, kept + s.tables.stride);
-    aligned_free_doubles(ctx, kept);
-    return total;
-}
-
 /// Value after one exchange. Other than a commit, it is re-summed only after cancellation.
 double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
@@ -231,7 +223,7 @@ double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std
     const phip_exchange& e = computed_exchange(s, column, a, b);
     double total = updated_sum(s, e.old_sum, e.new_sum);
     if (total / std::min(phip_cap, e.old_sum) < phip_least_ratio)
-        total = sum_after_exchange(ctx);
+        total = sum_after_exchange(s);
     return value_of_sum(s, std::min(phip_cap, total));
 }
 

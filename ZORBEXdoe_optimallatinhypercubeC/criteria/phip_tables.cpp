@@ -220,33 +220,114 @@ void refresh_tables(phip_tables& t)
     forget_changes(t, 0);
 }
 
-double sum_in_order(phip_tables& t)
+namespace {
+
+/// Sum of a row's terms on the grid of a binade and the number of ties; +inf ties: the grid does not hold for it.
+struct row_on_grid {
+    double sum;
+    double ties;
+};
+
+/// The terms of row j left of the diagonal, computed when they are asked for; t.old_terms holds them.
+class terms_of_row {
+public:
+    terms_of_row(const phip_tables& t, std::int32_t j) : t_(t), j_(j) {}
+    double* get()
+    {
+        if (!known_)
+            t_.kernels->terms(t_.p, t_.distance_floor, (j_ + line_step - 1) / line_step * line_step,
+                              distance_line(t_, j_), t_.old_terms);
+        known_ = true;
+        return t_.old_terms;
+    }
+
+private:
+    const phip_tables& t_;
+    std::int32_t j_;
+    bool known_ = false;
+};
+
+} // namespace
+
+/// As the kernels have it.
+static double to_grid(double x, double limit)
+{
+    const double shift = 3.0 * limit;
+    return (x + shift) - shift;
+}
+
+static double tie(double x, double rounded, double limit) { return std::fabs(x - rounded) == limit * 0x1p-52; }
+
+/// The row with one of its terms replaced.
+static void replace_on_grid(row_on_grid& row, double limit, double before, double after)
+{
+    const double rounded_before = to_grid(before, limit);
+    const double rounded_after = to_grid(after, limit);
+    row.sum = (row.sum - rounded_before) + rounded_after;
+    row.ties += tie(after, rounded_after, limit) - tie(before, rounded_before, limit);
+    if (!(after < limit && row.sum < 4.0 * limit))
+        row.ties = infinity;
+}
+
+/// Row j of the table on the grid; remembered for the next time.
+static row_on_grid grid_of_row(phip_tables& t, std::int32_t j, double limit, terms_of_row& terms)
+{
+    if (t.grid.limit[j] != limit || t.grid.ties[j] == infinity) {
+        t.grid.limit[j] = limit;
+        t.kernels->grid_sum(j, terms.get(), limit, &t.grid.sum[j], &t.grid.ties[j]);
+    }
+    return {t.grid.sum[j], t.grid.ties[j]};
+}
+
+/// The same with the pending rows in place of what the table has.
+static row_on_grid grid_of_pending_row(phip_tables& t, const pending_rows& pending, std::int32_t j, double limit,
+                                       terms_of_row& terms)
+{
+    row_on_grid row{};
+    for (const pending_row& p : pending) {
+        if (p.row != j)
+            continue;
+        t.kernels->grid_sum(j, p.terms, limit, &row.sum, &row.ties);
+        return row;
+    }
+    row = grid_of_row(t, j, limit, terms);
+    for (const pending_row& p : pending)
+        if (p.row < j)
+            replace_on_grid(row, limit, p.old_terms[j], p.terms[j]);
+    return row;
+}
+
+/// The terms of row j with the pending rows in place.
+static const double* terms_of_pending_row(const pending_rows& pending, std::int32_t j, terms_of_row& terms)
+{
+    for (const pending_row& p : pending)
+        if (p.row == j)
+            return p.terms;
+    double* line = terms.get();
+    for (const pending_row& p : pending)
+        if (p.row < j)
+            line[p.row] = p.terms[j];
+    return line;
+}
+
+double sum_in_order(phip_tables& t, const pending_rows* pending)
 {
     constexpr double least_binade = 1e-290; // below it the steps of the grid would leave the range of doubles
     double total = 0.0;
     for (std::int32_t j = 1; j < t.rows; ++j) {
-        bool terms_known = false;
-        const auto terms = [&]() -> const double* {
-            if (!terms_known)
-                t.kernels->terms(t.p, t.distance_floor, (j + line_step - 1) / line_step * line_step,
-                                 distance_line(t, j), t.old_terms);
-            terms_known = true;
-            return t.old_terms;
-        };
+        terms_of_row terms(t, j);
         if (total >= least_binade && total < infinity) {
             constexpr std::uint64_t exponent_bits = 0x7FF0000000000000u;
             const double limit = 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(total) & exponent_bits);
-            if (t.grid.limit[j] != limit || t.grid.ties[j] == infinity) {
-                t.grid.limit[j] = limit;
-                t.kernels->grid_sum(j, terms(), limit, &t.grid.sum[j], &t.grid.ties[j]);
-            }
-            const double next = total + t.grid.sum[j];
-            if (t.grid.ties[j] == 0.0 && next < 4.0 * limit) {
+            const row_on_grid row = pending == nullptr ? grid_of_row(t, j, limit, terms)
+                                                       : grid_of_pending_row(t, *pending, j, limit, terms);
+            const double next = total + row.sum;
+            if (row.ties == 0.0 && next < 4.0 * limit) {
                 total = next;
                 continue;
             }
         }
-        const double* line = terms();
+        const double* line = pending == nullptr ? terms.get() : terms_of_pending_row(*pending, j, terms);
         for (std::int32_t i = 0; i < j; ++i)
             total += line[i];
     }

@@ -19,6 +19,7 @@
 #include "criteria/simd/phip_kernels.h"
 #include "entry/run_context.h"
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -63,6 +64,14 @@ struct phip_tables {
     double* old_terms;      ///< [stride] scratch, p > 0
     double* new_terms;      ///< [stride] scratch, p > 0
 };
+
+/// A row whose line the table has not got yet: its terms in the table and its terms to be, [stride].
+struct pending_row {
+    std::int32_t row;
+    const double* old_terms;
+    const double* terms;
+};
+using pending_rows = std::array<pending_row, 2>; ///< of an exchange
 
 /// Lines of the changed rows at one moment; with the points it gives the tables of that moment back.
 struct phip_capture {
@@ -127,7 +136,8 @@ void forget_changes(phip_tables& t, std::int32_t count);
 /// at once as the sum of its rn(x), which is exact in any order, whenever the row has no such tie and leaves S in its
 /// binade; otherwise the row is added one by one. The sums of rounded terms are kept per row (grid), so that a sum
 /// costs a step a row. Ties and binade ends fall on the short rows: a number of them that grows with the logarithm.
-double sum_in_order(phip_tables& t);
+///   pending   rows whose lines the table has not got yet; null: none
+double sum_in_order(phip_tables& t, const pending_rows* pending = nullptr);
 
 /// Least distance of all pairs with a row from first_row on, p = 0; at most `least`.
 double least_distance(phip_tables& t, std::int32_t first_row, double least);

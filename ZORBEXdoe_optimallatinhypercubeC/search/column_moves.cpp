@@ -132,23 +132,35 @@ static void list_candidate_rows(run_context* ctx, std::int32_t factor, std::int3
     }
 }
 
-/// The best of a sample; false when it is empty. A unique best of all that may belong to the sample, which is sure to
-/// belong to it, is its best; else the sample is decided first.
+static bool is_candidate(const search_state& s, std::int32_t candidates, const chosen_exchange& exchange)
+{
+    for (std::int32_t c = 0; c < candidates; ++c)
+        if (s.candidate_first[c] == exchange.first && s.candidate_second[c] == exchange.second)
+            return true;
+    return false;
+}
+
+/// The best of a sample; false when it is empty. A unique best of all that may belong to the sample is its best if it
+/// does belong to it; the sample is decided only when that is not sure.
 static bool best_exchange(run_context* ctx, std::int32_t factor, std::int32_t count, chosen_exchange& best)
 {
     search_state& s = *ctx->search;
     const std::int32_t possible = sample_possible_pairs(ctx, factor, count);
+    std::int32_t unique = -1;
     if (possible > 0) {
         const open_sample& open = s.open;
         list_candidate_rows(ctx, factor, possible, open.first, open.second);
-        const std::int32_t unique = crit_unique_best_swap(ctx, factor, possible, s.rows_a, s.rows_b, &best.value);
-        if (unique >= 0 && open.sure[unique] != 0) {
+        unique = crit_unique_best_swap(ctx, factor, possible, s.rows_a, s.rows_b, &best.value);
+        if (unique >= 0) {
             best.first = open.first[unique];
             best.second = open.second[unique];
-            return true;
+            if (open.sure[unique] != 0)
+                return true;
         }
     }
     const std::int32_t candidates = possible > 0 ? decide_sample(ctx) : sample_element_pairs(ctx, factor, count);
+    if (unique >= 0 && is_candidate(s, candidates, best))
+        return true;
     if (candidates < 1)
         return false;
     list_candidate_rows(ctx, factor, candidates, s.candidate_first, s.candidate_second);
