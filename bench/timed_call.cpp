@@ -38,6 +38,32 @@ library_form fast_form() { return {optdoe_run, &choice_counter}; }
 
 library_form plain_form() { return {optdoe_plain_library()->run, optdoe_plain_library()->choice_counter}; }
 
+/// Makes the call in a host that is ready.
+static timed_call call_in(embedded_host& host, const library_form& form, const call_request& request)
+{
+    timed_call call{};
+    call.design.resize(static_cast<std::size_t>(request.n) * static_cast<std::size_t>(request.k));
+    call.outcome.design = call.design.data();
+    call_request asked = request;
+    run_extras extras{};
+    extras.outcome = &call.outcome;
+    extras.user = &asked;
+    extras.edit_settings = edit_settings;
+    *form.counter = 0;
+    host.begin_call();
+    const double before = processor_seconds();
+    form.run(host.env(), host.self(), request.n, request.k, request.minutes, 5, &extras);
+    call.seconds = processor_seconds() - before;
+    host.end_call();
+    return call;
+}
+
+timed_call make_whole_call(const library_form& form, const call_request& request)
+{
+    embedded_host host;
+    return call_in(host, form, request);
+}
+
 timed_call make_call(const library_form& form, const call_request& request,
                      const std::function<void(int round)>& on_round)
 {
@@ -53,20 +79,7 @@ timed_call make_call(const library_form& form, const call_request& request,
             on_round(rounds);
         return 0;
     };
-    timed_call call{};
-    call.design.resize(static_cast<std::size_t>(request.n) * static_cast<std::size_t>(request.k));
-    call.outcome.design = call.design.data();
-    call_request asked = request;
-    run_extras extras{};
-    extras.outcome = &call.outcome;
-    extras.user = &asked;
-    extras.edit_settings = edit_settings;
-    *form.counter = 0;
-    host.begin_call();
-    const double before = processor_seconds();
-    form.run(host.env(), host.self(), request.n, request.k, request.minutes, 5, &extras);
-    call.seconds = processor_seconds() - before;
-    host.end_call();
+    timed_call call = call_in(host, form, request);
     call.search_seconds = last_round - first_round;
     call.search_moves = rounds > 1 ? (rounds - 1) * moves_a_round(call.outcome, request.n) : 0.0;
     return call;

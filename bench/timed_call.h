@@ -29,11 +29,15 @@ struct timed_call {
     std::vector<double> design;
     run_outcome outcome;   ///< its design points to the vector above
     double seconds;        ///< processor time of all
-    double search_seconds; ///< of the rounds but the last: from the first poll of the stop flag to the last
+    double search_seconds; ///< of the rounds but the last, when they are timed
     double search_moves;   ///< column moves made in these rounds
 };
 
-/// Makes the call with seed 5.
+/// Makes the call with seed 5 and times its rounds, from the first poll of the stop flag to the last, which costs a
+/// little in every round.
 ///   on_round   called at the begin of each round with its number, from 1; may be empty
 timed_call make_call(const library_form& form, const call_request& request,
                      const std::function<void(int round)>& on_round = {});
+
+/// Makes the same call without a look at its rounds.
+timed_call make_whole_call(const library_form& form, const call_request& request);

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The lesser of two times of each part, and the design of the later call.
+/// The least of the times of two calls with timed rounds.
 timed_call best_of(const timed_call& earlier, timed_call later)
 {
     later.seconds = std::min(later.seconds, earlier.seconds);
@@ -20,21 +20,29 @@ timed_call best_of(const timed_call& earlier, timed_call later)
     return later;
 }
 
+/// One call with timed rounds and some without, which are short of what the looks at the clock cost.
+timed_call calls_in_a_row(const library_form& form, const call_request& size, int whole_calls)
+{
+    timed_call call = make_call(form, size);
+    for (int i = 0; i < whole_calls; ++i)
+        call.seconds = std::min(call.seconds, make_whole_call(form, size).seconds);
+    return call;
+}
+
 struct measured_size {
     timed_call plain;
     timed_call fast;
 };
 
-/// Repeats short calls until they have taken a second, and long ones not at all.
+/// Short calls are made several times in turn, long ones once.
 measured_size measure(const call_request& size)
 {
-    constexpr double enough = 1.0;
-    constexpr int most_repeats = 400;
     measured_size m{make_call(plain_form(), size), make_call(fast_form(), size)};
-    const double once = m.plain.seconds + m.fast.seconds;
-    const int repeats = once < 2.0 ? std::clamp(static_cast<int>(enough / once), 4, most_repeats) : 0;
-    for (int repeat = 0; repeat < repeats; ++repeat)
-        m = {best_of(m.plain, make_call(plain_form(), size)), best_of(m.fast, make_call(fast_form(), size))};
+    if (m.plain.seconds + m.fast.seconds > 2.0)
+        return m;
+    for (int turn = 0; turn < 5; ++turn)
+        m = {best_of(m.plain, calls_in_a_row(plain_form(), size, 3)),
+             best_of(m.fast, calls_in_a_row(fast_form(), size, 3))};
     return m;
 }
 
