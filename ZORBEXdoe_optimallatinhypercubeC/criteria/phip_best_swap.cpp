@@ -206,6 +206,7 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
 {
     phip_state& s = *ctx->phip;
     settle(s);
+    renew_sums(s.tables);
     reserve_candidates(ctx, s.candidates, count);
     bounded_candidates k{column, count, rows_a, rows_b, (8.0 * s.tables.rows + 32.0) * 0x1p-53, {}, 0.0};
     std::int32_t first = -1;

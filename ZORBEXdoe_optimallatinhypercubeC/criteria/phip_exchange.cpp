@@ -257,7 +257,7 @@ static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t
                 batch.new_sum += t.new_terms[r];
             }
             mark_terms_without_floor(t, t.line_distances);
-            replace_row(t, d, t.line_distances, t.old_terms, t.new_terms);
+            replace_distances(t, d, t.line_distances);
         }
         if (!same_bits(before, taken[i])) {
             set_point(t, d, column, taken[i]);

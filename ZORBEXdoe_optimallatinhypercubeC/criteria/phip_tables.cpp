@@ -136,19 +136,17 @@ static void sum_row_anew(phip_tables& t, std::int32_t r, const double* terms)
 
 void fill_tables(phip_tables& t)
 {
-    if (t.p > 0)
-        coarse_fit(t.coarse, t.points);
     for (std::int32_t r = 0; r < t.rows; ++r) {
         compute_line(t, r, distance_line(t, r));
-        if (t.p > 0) {
-            coarse_set_row(t.coarse, r, distance_line(t, r));
-            terms_of_line(t, distance_line(t, r), t.new_terms);
-            sum_row_anew(t, r, t.new_terms);
-        } else {
+        if (t.p == 0)
             t.row_nearest[r] = -1;
-        }
     }
     forget_changes(t, 0);
+    if (t.p == 0)
+        return;
+    coarse_fit(t.coarse, t.points);
+    t.sums_are_stale = true;
+    renew_sums(t);
 }
 
 /// Keeps the nearest rows in step with a new line of row r.
@@ -183,9 +181,29 @@ static void replace_in_table(phip_tables& t, std::int32_t r, const double* dista
     sum_row_anew(t, r, new_terms);
 }
 
+void renew_sums(phip_tables& t)
+{
+    if (!t.sums_are_stale)
+        return;
+    t.sums_are_stale = false;
+    for (std::int32_t r = 0; r < t.rows; ++r) {
+        coarse_set_row(t.coarse, r, distance_line(t, r));
+        terms_of_line(t, distance_line(t, r), t.new_terms);
+        sum_row_anew(t, r, t.new_terms);
+    }
+}
+
+void replace_distances(phip_tables& t, std::int32_t r, const double* distances)
+{
+    write_symmetric(t, r, distances);
+    std::fill_n(t.grid.ties, t.rows, infinity); // a sum in order may have been asked for in between
+    t.sums_are_stale = true;
+}
+
 void replace_row(phip_tables& t, std::int32_t r, const double* distances)
 {
     if (t.p > 0) {
+        renew_sums(t);
         terms_of_line(t, distance_line(t, r), t.old_terms);
         terms_of_line(t, distances, t.new_terms);
         return replace_row(t, r, distances, t.old_terms, t.new_terms);
@@ -198,6 +216,7 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances)
 void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
                  const double* new_terms)
 {
+    renew_sums(t);
     replace_in_table(t, r, distances, old_terms, new_terms);
     coarse_set_row_and_column(t.coarse, r, distances);
 }
@@ -206,6 +225,8 @@ void refresh_tables(phip_tables& t)
 {
     if (t.changed_count > t.rows / 2)
         return fill_tables(t);
+    if (t.p > 0)
+        renew_sums(t);
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
         const std::int32_t r = t.changed[i];
         compute_line(t, r, t.line_distances);

@@ -48,9 +48,10 @@ struct phip_tables {
 
     // For p > 0.
     phip_coarse coarse;
-    double* row_sum;   ///< [stride] approximate sum of the row's terms
-    double* row_upper; ///< [stride] upper bound of it, off by as much as row_sum may be
-    grid_cache grid;   ///< of each row's terms left of the diagonal
+    double* row_sum;     ///< [stride] approximate sum of the row's terms
+    double* row_upper;   ///< [stride] upper bound of it, off by as much as row_sum may be
+    grid_cache grid;     ///< of each row's terms left of the diagonal
+    bool sums_are_stale; ///< row sums and copies are not in step with the distances; nobody asked yet
 
     // Least distances of rows, p = 0.
     double* row_least;         ///< [rows]
@@ -122,6 +123,13 @@ void refresh_tables(phip_tables& t);
 void replace_row(phip_tables& t, std::int32_t r, const double* distances);
 void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
                  const double* new_terms);
+
+/// The same for the distances alone, p > 0; sums and copies become stale. For changes of many rows, after which they
+/// are mostly computed anew before anybody asks for them.
+void replace_distances(phip_tables& t, std::int32_t r, const double* distances);
+
+/// Brings sums and copies in step when they are stale; what uses them begins with it. Overwrites t.new_terms.
+void renew_sums(phip_tables& t);
 
 /// Puts a row on the list of changed rows.
 void mark_changed(phip_tables& t, std::int32_t r);
