@@ -2,12 +2,15 @@
 ///
 /// Every line is one size: both forms make the same design (checked to the bit), in turn, and the processor time of
 /// the best of several calls counts. The cost of a move is that of the rounds: the set-up and the improvement before
-/// the search are left out of it. Usage: whole_calls [n k rounds]..., with rounds 0 for the default number.
+/// the search are left out of it. Usage: whole_calls [entropy|phip|cd2|a2 | n k rounds]..., with rounds 0 for the
+/// default number; a criterion holds for the sizes behind it, the first ones are phip's.
 #include "timed_call.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -27,6 +30,15 @@ timed_call calls_in_a_row(const library_form& form, const call_request& size, in
     for (int i = 0; i < whole_calls; ++i)
         call.seconds = std::min(call.seconds, make_whole_call(form, size).seconds);
     return call;
+}
+
+const char* const criteria[] = {"entropy", "phip", "cd2", "a2"};
+
+/// Number of the named criterion, -1 for any other word.
+int criterion_of(std::string_view name)
+{
+    const auto* const found = std::find(std::begin(criteria), std::end(criteria), name);
+    return found == std::end(criteria) ? -1 : static_cast<int>(found - criteria);
 }
 
 struct measured_size {
@@ -51,14 +63,25 @@ measured_size measure(const call_request& size)
 int main(int argc, char** argv)
 {
     std::vector<call_request> sizes;
-    for (int i = 1; i + 2 < argc; i += 3)
-        sizes.push_back({std::atoi(argv[i]), std::atoi(argv[i + 1]), std::atoi(argv[i + 2])});
+    int criterion = 1;
+    for (int i = 1; i < argc;) {
+        if (const int named = criterion_of(argv[i]); named >= 0) {
+            criterion = named;
+            ++i;
+        } else if (i + 2 < argc) {
+            sizes.push_back({std::atoi(argv[i]), std::atoi(argv[i + 1]), std::atoi(argv[i + 2]), criterion});
+            i += 3;
+        } else {
+            std::fputs("usage: whole_calls [entropy|phip|cd2|a2 | n k rounds]...\n", stderr);
+            return 2;
+        }
+    }
     if (sizes.empty())
         sizes = {{10, 2, 0}, {20, 5, 0}, {50, 5, 0}, {100, 10, 100}, {200, 10, 30}, {500, 10, 12}, {1000, 10, 6}};
 
-    std::printf(
-        "| n | k | rounds | plain, s | fast, s | ratio | plain, us a move | fast, us a move | ratio | design |\n"
-        "|---|---|---|---|---|---|---|---|---|---|\n");
+    std::printf("| criterion | n | k | rounds | plain, s | fast, s | ratio | plain, us a move | fast, us a move | "
+                "ratio | design |\n"
+                "|---|---|---|---|---|---|---|---|---|---|---|\n");
     bool all_same = true;
     for (const call_request& size : sizes) {
         const auto [plain, fast] = measure(size);
@@ -66,9 +89,10 @@ int main(int argc, char** argv)
         const double fast_move = 1e6 * fast.search_seconds / fast.search_moves;
         const bool same = plain.design == fast.design && plain.outcome.best_objective == fast.outcome.best_objective;
         all_same = all_same && same;
-        std::printf("| %d | %d | %d | %.4f | %.4f | %.1f | %.2f | %.2f | %.1f | %s |\n", size.n, size.k,
-                    fast.outcome.iterations, plain.seconds, fast.seconds, plain.seconds / fast.seconds, plain_move,
-                    fast_move, plain_move / fast_move, same ? "same" : "DIFFERENT");
+        std::printf("| %s | %d | %d | %d | %.4f | %.4f | %.1f | %.2f | %.2f | %.1f | %s |\n",
+                    criteria[size.criterion], size.n, size.k, fast.outcome.iterations, plain.seconds, fast.seconds,
+                    plain.seconds / fast.seconds, plain_move, fast_move, plain_move / fast_move,
+                    same ? "same" : "DIFFERENT");
         std::fflush(stdout);
     }
     return all_same ? EXIT_SUCCESS : EXIT_FAILURE;

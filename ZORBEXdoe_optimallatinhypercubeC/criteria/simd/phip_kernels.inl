@@ -51,7 +51,7 @@ inline lanes term(lanes distance, std::uint32_t p, lanes floor)
 {
     const lanes d = magnitude(distance);
     const lanes term = 1.0 / power(d, p);
-    return (d < floor) & ((mask)distance >= 0) ? all(1e200) : term;
+    return ((d < floor) & ((mask)distance >= 0)) ? all(1e200) : term;
 }
 
 /// 1 / x within estimate_error of itself, for bounds.
