@@ -146,6 +146,14 @@ static double greatest_centred(const cd2_state& s)
     return greatest;
 }
 
+/// Not a number stays.
+static void widen_most_centred(cd2_state& s)
+{
+    const double greatest = greatest_centred(s);
+    if (!std::isnan(s.most_centred) && !(greatest <= s.most_centred))
+        s.most_centred = greatest;
+}
+
 static double cd2_evaluate(run_context* ctx, const double* const* design)
 {
     cd2_state& s = *ctx->cd2;
@@ -156,7 +164,7 @@ static double cd2_evaluate(run_context* ctx, const double* const* design)
         }
     }
     if (design != nullptr)
-        s.most_centred = greatest_centred(s);
+        widen_most_centred(s);
     snapshot_keep_all(ctx, s.saved_column_terms, table_of(s));
     s.value = evaluate_into(s, s.centred, s.columns, s.terms);
     return s.value;

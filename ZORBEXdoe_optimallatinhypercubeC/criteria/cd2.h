@@ -18,7 +18,7 @@ struct cd2_state {
     double** centred; ///< [rows x factors] a = |w (x - 1/2)|
     double** terms;   ///< [(rows + 1) x (rows + 1)] summands of the value, symmetric; index rows: the single sum
     double value;
-    double most_centred;   ///< greatest centred entry of the design that was loaded last; exchanges keep it
+    double most_centred;   ///< greatest centred entry of all designs loaded since the set-up
     double** columns;      ///< [2 factors x rows] scaled, then centred entries as columns, in step with the others
     double** lines;        ///< [3 x (rows + 1)] scratch: new terms of two rows, ones
     double** saved_design; ///< [free rows x factors] scaled entries; null before the first save

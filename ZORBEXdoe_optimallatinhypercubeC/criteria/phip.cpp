@@ -75,6 +75,8 @@ static double phip_evaluate(run_context* ctx, const double* const* design)
     capture_for_restore(ctx, design != nullptr);
     if (design != nullptr) {
         load_design(s, design);
+        if (s.tables.p > 0)
+            coarse_note_equal(ctx, s.tables.coarse, s.tables.points);
         fill_tables(s.tables);
     } else {
         refresh_tables(s.tables);

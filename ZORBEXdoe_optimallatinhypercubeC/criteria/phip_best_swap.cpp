@@ -24,10 +24,9 @@
 // order depends on the sort's path through all values, and nothing is told. So it is when anything leaves the ground
 // of this argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities; equal
 // entries, when they are among those left. A bound that is not a number drops nothing. Totals near
-// cancellation cannot hide among the dropped: theirs is below 1e-8 of the old terms, which are part of T. Equal
-// entries leave the value as it is. Their bounds from below hold, since new and old terms are the same there; no
-// estimate of their total is made, as their new terms would have a floor where a re-arrangement left the old ones
-// without.
+// cancellation cannot hide among the dropped: theirs is below 1e-8 of the old terms, which are part of T, else
+// nothing is told. The total of equal entries is T, since they leave the value as it is; sums of the exchange say
+// nothing of it.
 
 constexpr double surely_worse = 1.0 + 1e-9;
 constexpr double least_share = 1e-7; ///< totals below this share of the present sum are near cancellation
@@ -80,7 +79,7 @@ static bool set_scale(const phip_state& s, bounded_candidates& k)
     constexpr double upwards = 1.0 + 0x1p-20;
     const double unit = upwards / (t.coarse.scale * reference);
     const double doubt = upwards * coarse_doubt(t.coarse) / reference;
-    k.least_new = reference_term * (1.0 - bound_error);
+    k.least_new = reference_term * (1.0 - bound_error(t.rows));
     k.coarse = {t.coarse.stride,          t.coarse.pitch,
                 t.coarse.distances,       coarse_column_line(t.coarse, k.column),
                 static_cast<float>(unit), static_cast<float>(doubt)};
@@ -100,20 +99,29 @@ static inline double lower_bound(const phip_state& s, const bounded_candidates& 
 }
 
 /// First pass: a lower bound of every total, from some of the new terms and from above of the old ones.
-///   returns the candidate with the least bound, -1 when there is none: no bound is a number
+/// That of equal entries is the sum that there is.
+///   returns the candidate with the least bound, -1 when no bound is a number or the present sum is not what it says
 static std::int32_t bound_candidates(phip_state& s, const bounded_candidates& k)
 {
     const phip_tables& t = s.tables;
     float* new_terms = s.candidates.new_terms;
     t.kernels->bound_exchanges(t.kind, t.p, k.coarse, k.count, k.rows_a, k.rows_b, new_terms);
     double least_lower = __builtin_inf();
+    double most_old = 0.0;
     std::int32_t least = -1;
     for (std::int32_t c = 0; c < k.count; ++c) {
         const double lower = lower_bound(s, k, c, new_terms[c]);
         s.candidates.lower[c] = lower;
         least = lower < least_lower ? c : least;
         least_lower = lower < least_lower ? lower : least_lower;
+        most_old = std::max(most_old, t.row_upper[k.rows_a[c]] + t.row_upper[k.rows_b[c]]);
     }
+    if (t.coarse.has_equal[k.column] != 0)
+        for (std::int32_t c = 0; c < k.count; ++c)
+            if (entries_are_equal(s, k.column, k.rows_a[c], k.rows_b[c]))
+                s.candidates.lower[c] = s.term_sum;
+    if (!(most_old <= 4.0 * s.term_sum)) // both rows' terms are part of the sum
+        return -1;
     return least;
 }
 
@@ -124,10 +132,8 @@ static double bracket_total(phip_state& s, const bounded_candidates& k, std::int
     const phip_tables& t = s.tables;
     const std::int32_t a = k.rows_a[c];
     const std::int32_t b = k.rows_b[c];
-    if (entries_are_equal(s, k.column, a, b)) {
-        s.candidates.lower[c] = std::nan("");
-        return __builtin_inf();
-    }
+    if (entries_are_equal(s, k.column, a, b))
+        return s.term_sum;
     const double new_sum =
         t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, k.column, a, b));
     const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_of(t, distance_line(t, a)[b]);
@@ -174,6 +180,11 @@ static double bracket_totals(phip_state& s, const bounded_candidates& k, std::in
         const std::int32_t c = left[i];
         if (lower[c] > limit || c == first)
             continue;
+        if (entries_are_equal(s, k.column, k.rows_a[c], k.rows_b[c])) {
+            best = std::min(best, s.term_sum);
+            limit = best * surely_worse;
+            continue;
+        }
         const float new_terms = t.kernels->close_bound(t.kind, t.p, k.coarse, k.rows_a[c], k.rows_b[c]);
         lower[c] = lower_bound(s, k, c, new_terms);
         if (lower[c] > limit)

@@ -1,5 +1,6 @@
 #include "criteria/phip_coarse.h"
 
+#include "criteria/criterion.h"
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
@@ -22,6 +23,7 @@ void coarse_alloc(run_context* ctx, phip_coarse& c)
     for (std::int32_t r = 0; r < c.rows; ++r)
         std::fill(coarse_distance_line(c, r) + c.rows, coarse_distance_line(c, r) + c.pitch, __builtin_inff());
     std::fill_n(c.columns, static_cast<std::ptrdiff_t>(c.factors) * c.stride, 0.0f);
+    c.has_equal = byte_vector_alloc(ctx, c.factors);
     c.lowest = double_vector_alloc(ctx, c.factors);
     c.highest = double_vector_alloc(ctx, c.factors);
     std::fill_n(c.lowest, c.factors, __builtin_inf());
@@ -32,10 +34,35 @@ void coarse_free(run_context* ctx, phip_coarse& c)
 {
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.distances));
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.columns));
-    for (double* v : {c.lowest, c.highest})
+    for (void* v : {static_cast<void*>(c.lowest), static_cast<void*>(c.highest), static_cast<void*>(c.has_equal)})
         if (v != nullptr)
             vector_free(ctx, v);
     c = {};
+}
+
+void coarse_note_equal(run_context* ctx, phip_coarse& c, const double* const* points)
+{
+    double* column = double_vector_alloc(ctx, c.rows);
+    for (std::int32_t k = 0; k < c.factors; ++k) {
+        bool finite = true;
+        for (std::int32_t r = 0; r < c.rows; ++r) {
+            column[r] = points[r][k];
+            finite = finite && std::isfinite(column[r]);
+        }
+        if (!finite) { // there are no bounds then
+            c.has_equal[k] = 1;
+            c.has_nearly_equal = true;
+            continue;
+        }
+        std::sort(column, column + c.rows);
+        for (std::int32_t r = 1; r < c.rows; ++r) {
+            if (!equal_entries(column[r - 1], column[r]))
+                continue;
+            c.has_equal[k] = 1;
+            c.has_nearly_equal = c.has_nearly_equal || column[r - 1] != column[r];
+        }
+    }
+    vector_free(ctx, column);
 }
 
 void coarse_fit(phip_coarse& c, const double* const* points)
@@ -68,12 +95,16 @@ bool coarse_is_usable(const phip_coarse& c) { return c.reach < 1e200 && (c.reach
 
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x)
 {
+    if (!coarse_is_usable(c))
+        return;
     const double middle = 0.5 * c.lowest[column] + 0.5 * c.highest[column];
     coarse_column_line(c, column)[r] = static_cast<float>((x - middle) * c.entry_scale);
 }
 
 void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances)
 {
+    if (!coarse_is_usable(c))
+        return;
     float* line = coarse_distance_line(c, r);
     for (std::int32_t j = 0; j < c.rows; ++j) // a distance may carry a sign as a mark
         line[j] = static_cast<float>(std::fabs(distances[j]) * c.scale);
@@ -81,6 +112,8 @@ void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances)
 
 void coarse_set_row_and_column(phip_coarse& c, std::int32_t r, const double* distances)
 {
+    if (!coarse_is_usable(c))
+        return;
     coarse_set_row(c, r, distances);
     const float* line = coarse_distance_line(c, r);
     float* cell = c.distances + r;

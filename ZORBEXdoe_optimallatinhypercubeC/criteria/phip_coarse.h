@@ -32,16 +32,21 @@ struct phip_coarse {
     float* distances; ///< [rows x pitch], +inf on the diagonal
     float* columns;   ///< [factors x stride]
 
-    double* lowest;  ///< [factors] of all entries that the column has held since the set-up
-    double* highest; ///< [factors]
-    double reach;    ///< no distance of rows with such entries is larger
-    double scale;    ///< of distances
+    double* lowest;          ///< [factors] of all entries that the column has held since the set-up
+    double* highest;         ///< [factors]
+    std::uint8_t* has_equal; ///< [factors] 1: some of its entries may be equal (equal_entries)
+    bool has_nearly_equal;   ///< somewhere equal entries are not the same to the bit: their exchange moves the points
+    double reach;            ///< no distance of rows with such entries is larger
+    double scale;            ///< of distances
     double entry_scale;
 };
 
 /// Allocates everything; rows, factors and kind are set before. Nothing is filled but padding.
 void coarse_alloc(run_context* ctx, phip_coarse& c);
 void coarse_free(run_context* ctx, phip_coarse& c);
+
+/// Takes note of equal entries of a design that was loaded; what was noted stays.
+void coarse_note_equal(run_context* ctx, phip_coarse& c, const double* const* points);
 
 /// Widens the ranges of the columns to all present entries and copies the entries anew. Distances must be copied anew
 /// afterwards.
@@ -50,7 +55,8 @@ void coarse_fit(phip_coarse& c, const double* const* points);
 /// False when an entry is not finite or the distances leave the range of the scale: there are no bounds then.
 bool coarse_is_usable(const phip_coarse& c);
 
-/// Copies one entry, or a whole line of distances: into row r, or into row and column r.
+/// Copies one entry, or a whole line of distances: into row r, or into row and column r. Nothing where they are of no
+/// use.
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x);
 void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances);
 void coarse_set_row_and_column(phip_coarse& c, std::int32_t r, const double* distances);

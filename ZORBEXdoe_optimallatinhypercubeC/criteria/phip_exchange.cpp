@@ -37,9 +37,11 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
                         {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b});
 
     // Both sums run over the other rows in ascending order, row a's term before row b's. The terms of rows a and b
-    // among them are 0, which changes no sum.
+    // among them are 0, which changes no sum, and stay so whatever the entries are.
     const double pair_term = e.old_term_a[b];
     e.old_term_a[b] = e.old_term_b[a] = 0.0;
+    e.distance_a[a] = e.distance_b[b] = __builtin_inf();
+    e.term_a[a] = e.term_b[b] = 0.0;
     double old_sum = 0.0;
     double new_sum = 0.0;
     for (std::int32_t r = 0; r < t.rows; ++r) {
@@ -84,7 +86,7 @@ double updated_sum(const phip_state& s, double old_sum, double new_sum)
 }
 
 /// The sum of all terms, in order, with the exchange at hand done, which the table need not know of.
-static double sum_after_exchange(phip_state& s)
+static double sum_with_exchange(phip_state& s)
 {
     const phip_exchange& e = s.exchange;
     const pending_rows pending{{{e.a, e.old_term_a, e.term_a}, {e.b, e.old_term_b, e.term_b}}};
@@ -99,7 +101,7 @@ static double commit_sum(phip_state& s, double old_sum, double new_sum)
         s.update_count += 1;
     } else {
         s.update_count = 0;
-        total = s.exchange.pending ? sum_after_exchange(s) : sum_in_order(s.tables);
+        total = s.exchange.pending ? sum_with_exchange(s) : sum_in_order(s.tables);
     }
     s.term_sum = std::min(phip_cap, total);
     s.value = value_of_sum(s, s.term_sum);
@@ -223,7 +225,7 @@ double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std
     const phip_exchange& e = computed_exchange(s, column, a, b);
     double total = updated_sum(s, e.old_sum, e.new_sum);
     if (total / std::min(phip_cap, e.old_sum) < phip_least_ratio)
-        total = sum_after_exchange(s);
+        total = sum_with_exchange(s);
     return value_of_sum(s, std::min(phip_cap, total));
 }
 
@@ -248,6 +250,7 @@ static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t
             batch.changed = true;
             t.kernels->move(t.kind, t.stride, column_line(t, column), before, taken[i], distance_line(t, d),
                             t.line_distances);
+            t.line_distances[d] = __builtin_inf();
             t.kernels->terms(t.p, 0.0, t.stride, t.line_distances, t.new_terms);
             terms_of_line(t, distance_line(t, d), t.old_terms);
             for (std::int32_t r = 0; r < t.rows; ++r) {
@@ -258,6 +261,7 @@ static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t
             }
             mark_terms_without_floor(t, t.line_distances);
             replace_distances(t, d, t.line_distances);
+            mark_changed(t, d);
         }
         if (!same_bits(before, taken[i])) {
             set_point(t, d, column, taken[i]);

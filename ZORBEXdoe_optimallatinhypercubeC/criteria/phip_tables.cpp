@@ -230,10 +230,13 @@ void refresh_tables(phip_tables& t)
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
         const std::int32_t r = t.changed[i];
         compute_line(t, r, t.line_distances);
-        if (t.p > 0) { // the copies in single precision need not follow: what rounding changes is within their doubt
+        if (t.p > 0) {
             terms_of_line(t, distance_line(t, r), t.old_terms);
             terms_of_line(t, t.line_distances, t.new_terms);
             replace_in_table(t, r, t.line_distances, t.old_terms, t.new_terms);
+            // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
+            if (t.coarse.has_nearly_equal)
+                coarse_set_row_and_column(t.coarse, r, t.line_distances);
         } else {
             replace_row(t, r, t.line_distances);
         }
@@ -360,9 +363,11 @@ double least_distance(phip_tables& t, std::int32_t first_row, double least)
     for (std::int32_t j = first_row; j < t.rows; ++j) {
         if (t.row_nearest[j] < 0) {
             const double* line = distance_line(t, j);
-            const double* nearest = std::min_element(line, line + t.rows);
-            t.row_nearest[j] = static_cast<std::int32_t>(nearest - line);
-            t.row_least[j] = *nearest;
+            std::int32_t nearest = j; // a distance that is not a number is none
+            for (std::int32_t i = 0; i < t.rows; ++i)
+                nearest = line[i] < line[nearest] ? i : nearest;
+            t.row_nearest[j] = nearest;
+            t.row_least[j] = line[nearest];
         }
         least = std::min(least, t.row_least[j]);
     }

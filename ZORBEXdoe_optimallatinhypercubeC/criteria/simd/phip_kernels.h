@@ -14,8 +14,10 @@
 
 #include <cstdint>
 
-inline constexpr std::int32_t line_step = 8;   ///< doubles of the widest vector
-inline constexpr double bound_error = 0x1p-12; ///< of the sums in bound_exchanges, relative
+inline constexpr std::int32_t line_step = 8; ///< doubles of the widest vector
+
+/// Relative error of the sums in the bounds: of the terms, and of adding up those of n rows in four lanes and more.
+inline double bound_error(std::int32_t n) { return 0x1p-12 + n * 0x1p-26; }
 
 /// What an exchange of rows a and b in one column is made of.
 struct exchange_lines {
