@@ -56,12 +56,13 @@ table design_of_some_size(int n, int k, const range_of_entries& range, random_st
     return design;
 }
 
+constexpr int maximin = 4; ///< the phi-p criterion with exponent 0
+
 class duel {
 public:
     duel(int id, const range_of_entries& range, std::uint64_t seed)
         : random_{seed}, range_(range), n_(3 + random_.below(random_.below(3) == 0 ? 60 : 14)),
-          k_(1 + random_.below(4)), how_(any_case(id)),
-          twins_(design_of_some_size(n_, k_, range_, random_), how_)
+          k_(1 + random_.below(4)), how_(any_case(id)), twins_(design_of_some_size(n_, k_, range_, random_), how_)
     {
         const auto set = static_cast<instruction_set>(random_.below(3));
         if (machine_has(set))
@@ -83,15 +84,16 @@ private:
     twin_case any_case(int id)
     {
         twin_case how;
-        how.criterion_id = id;
+        how.criterion_id = id == maximin ? 1 : id;
         if (random_.below(4) == 0 && n_ > 3)
             how.fixed_rows = 1 + random_.below(n_ / 2 - 1 > 0 ? n_ / 2 - 1 : 1);
         if (random_.below(3) == 0)
             for (int j = 0; j < k_; ++j)
                 how.weights.push_back(random_.below(3) == 0 ? one_of({1e-40, 0.25, 0.5}, random_)
                                                             : 0.1 + 0.9 * random_.unit());
-        if (id < 2) {
-            how.params_1 = {one_of({1.0, 2.0, 3.0, 5.0, 9.0, 15.0, 20.0, 20.0, 33.0, 100.0}, random_)};
+        if (how.criterion_id < 2) {
+            how.params_1 = {
+                id == maximin ? 0.0 : one_of({1.0, 2.0, 3.0, 5.0, 9.0, 15.0, 20.0, 20.0, 33.0, 100.0}, random_)};
             how.params_2 = {1.0 + random_.below(2)};
         }
         return how;
@@ -181,9 +183,7 @@ private:
         case 1: return both("evaluate", [](ops_of ops, run_context* ctx) { return ops.evaluate(ctx, nullptr); });
         case 2: return rearrange(column, false);
         case 3: return rearrange(column, true);
-        case 4:
-            saved_ = true;
-            return both_do([](ops_of ops, run_context* ctx) { ops.save_design(ctx); });
+        case 4: saved_ = true; return both_do([](ops_of ops, run_context* ctx) { ops.save_design(ctx); });
         case 5:
             if (!saved_)
                 return;
@@ -235,6 +235,9 @@ const range_of_entries odd{{1.0, 1.0, 1e5, 1e120, 1e-120, 1e160, 1e-160, 1e-310,
 TEST(changing_scales, phip_of_usual_entries) { compare(1, usual, 300); }
 TEST(changing_scales, phip_of_huge_and_tiny_entries) { compare(1, wide, 300); }
 TEST(changing_scales, phip_of_entries_that_are_no_numbers) { compare(1, odd, 300); }
+TEST(changing_scales, maximin_of_usual_entries) { compare(maximin, usual, 200); }
+TEST(changing_scales, maximin_of_huge_and_tiny_entries) { compare(maximin, wide, 200); }
+TEST(changing_scales, maximin_of_entries_that_are_no_numbers) { compare(maximin, odd, 200); }
 TEST(changing_scales, discrepancy_of_usual_entries) { compare(2, usual, 200); }
 TEST(changing_scales, discrepancy_of_huge_and_tiny_entries) { compare(2, wide, 200); }
 TEST(changing_scales, discrepancy_of_entries_that_are_no_numbers) { compare(2, odd, 200); }
