@@ -75,7 +75,7 @@ describe_machine() {
 whole_calls() {
     local sizes="10 2 0 20 5 0 50 5 0 100 10 200 200 10 50 entropy 50 5 10 cd2 100 10 60 a2 100 10 60"
     [[ $quick == yes ]] || sizes="10 2 0 20 5 0 50 5 0 100 10 0 200 10 400 500 10 300 1000 10 30
-        entropy 50 5 20 100 10 3 cd2 50 5 100 100 10 60 500 10 20 a2 50 5 100 100 10 60 500 10 20"
+        entropy 50 5 20 100 10 3 cd2 50 5 100 100 10 60 500 10 20 a2 50 5 100 100 10 60"
     # shellcheck disable=SC2086 # a list of numbers
     "$programs/whole_calls" $sizes >"$measured/whole_calls.md"
 }

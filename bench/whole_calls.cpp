@@ -85,6 +85,11 @@ int main(int argc, char** argv)
     bool all_same = true;
     for (const call_request& size : sizes) {
         const auto [plain, fast] = measure(size);
+        if (fast.search_moves < 1.0) {
+            std::fprintf(stderr, "%s %d x %d ends before its second round\n", criteria[size.criterion], size.n,
+                         size.k);
+            continue;
+        }
         const double plain_move = 1e6 * plain.search_seconds / plain.search_moves;
         const double fast_move = 1e6 * fast.search_seconds / fast.search_moves;
         const bool same = plain.design == fast.design && plain.outcome.best_objective == fast.outcome.best_objective;
