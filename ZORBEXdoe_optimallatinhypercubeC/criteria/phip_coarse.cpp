@@ -72,7 +72,7 @@ void coarse_fit(phip_coarse& c, const double* const* points)
         for (std::int32_t r = 0; r < c.rows; ++r) {
             const double x = points[r][k];
             c.lowest[k] = std::min(c.lowest[k], x);
-            c.highest[k] = x <= c.highest[k] || x > c.highest[k] ? std::max(c.highest[k], x) : __builtin_inf(); // NaN
+            c.highest[k] = std::isnan(x) ? __builtin_inf() : std::max(c.highest[k], x);
         }
         c.reach += distance_part(c.kind, c.highest[k] - c.lowest[k]);
     }
