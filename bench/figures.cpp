@@ -279,7 +279,8 @@ void print_figures(const std::filesystem::path& directory)
         throw std::runtime_error("machine.txt cannot be read");
     fmt::print("# Measured figures\n\n{}", *machine);
     if (const auto table = read(directory / "whole_calls.md"))
-        fmt::print("\n## Whole calls\n\nDefault settings but for the criterion and the number of rounds; processor time.\n\n{}",
+        fmt::print("\n## Whole calls\n\nDefault settings but for the criterion and the number of rounds; processor "
+                   "time.\n\n{}",
                    *table);
     if (const auto content = read(directory / "criteria.json")) {
         const measured all = read_benchmarks(*content);

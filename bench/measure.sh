@@ -3,7 +3,7 @@
 #
 #   bench/measure.sh [--quick] [--minute] [--output FILE]
 #
-#   --quick         fewer sizes and repetitions: some 2 minutes on two cores in place of some 6
+#   --quick         fewer sizes and repetitions: some 2 minutes on two cores in place of some 7
 #   --minute        also the default call of 1000 x 10 with a limit of one minute, once in each form
 #   --output FILE   in place of docs/performance-figures.md
 #

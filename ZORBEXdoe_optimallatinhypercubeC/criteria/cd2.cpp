@@ -135,23 +135,13 @@ static symmetric_table<double> table_of(const cd2_state& s) { return {s.terms, s
 
 static double cd2_value(run_context* ctx) { return ctx->cd2->value; }
 
-/// Not a number when an entry is not one.
-static double greatest_centred(const cd2_state& s)
-{
-    double greatest = 0.0;
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        for (std::int32_t k = 0; k < s.factors; ++k)
-            if (!(s.centred[r][k] <= greatest))
-                greatest = s.centred[r][k];
-    return greatest;
-}
-
-/// Not a number stays.
+/// Takes the loaded entries in; not a number, once there, stays.
 static void widen_most_centred(cd2_state& s)
 {
-    const double greatest = greatest_centred(s);
-    if (!std::isnan(s.most_centred) && !(greatest <= s.most_centred))
-        s.most_centred = greatest;
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        for (std::int32_t k = 0; k < s.factors; ++k)
+            if (!std::isnan(s.most_centred) && !(s.centred[r][k] <= s.most_centred))
+                s.most_centred = s.centred[r][k];
 }
 
 static double cd2_evaluate(run_context* ctx, const double* const* design)

@@ -36,6 +36,6 @@ double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count
 /// Frees the scratch of the best of several exchanges.
 void release_candidates(run_context* ctx, phip_candidates& candidates);
 
-/// The best of several exchanges, without trying all of them; see there for the proof.
+/// crit_unique_best_swap for p > 0; the proof that it is the one that trying all would give stands there.
 std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::int32_t count,
                                     const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value);

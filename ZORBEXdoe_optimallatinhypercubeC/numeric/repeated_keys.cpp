@@ -84,12 +84,16 @@ static std::int32_t key_of(std::int32_t word) { return wrap_i32((bits_u32(word) 
 
 #ifdef __SSE2__
 
-/// Bit i of the result: lane i of four vectors is negative.
+/// Bit i of the result: lane i of a block is negative.
+///   lanes_at   (i) -> the four lanes from i on
 template <class Lanes>
-static std::uint32_t signs_of_16(Lanes lanes_at)
+static std::uint32_t signs_of_block(Lanes lanes_at)
 {
-    return bits_u32(_mm_movemask_epi8(
-        _mm_packs_epi16(_mm_packs_epi32(lanes_at(0), lanes_at(4)), _mm_packs_epi32(lanes_at(8), lanes_at(12)))));
+    const auto half = [=](int i) {
+        return bits_u32(_mm_movemask_epi8(_mm_packs_epi16(_mm_packs_epi32(lanes_at(i), lanes_at(i + 4)),
+                                                          _mm_packs_epi32(lanes_at(i + 8), lanes_at(i + 12)))));
+    };
+    return half(0) | half(16) << 16;
 }
 
 static __m128i words_at(const std::int32_t* words)
@@ -101,29 +105,20 @@ static __m128i words_at(const std::int32_t* words)
 static std::uint32_t below(const std::int32_t* words, std::int32_t a)
 {
     const __m128i bound = _mm_set1_epi32(a);
-    const auto half = [=](const std::int32_t* from) {
-        return signs_of_16([=](int i) { return _mm_cmplt_epi32(words_at(from + i), bound); });
-    };
-    return half(words) | half(words + 16) << 16;
+    return signs_of_block([=](int i) { return _mm_cmplt_epi32(words_at(words + i), bound); });
 }
 
 /// Bit i: words[i] > a.
 static std::uint32_t above(const std::int32_t* words, std::int32_t a)
 {
     const __m128i bound = _mm_set1_epi32(a);
-    const auto half = [=](const std::int32_t* from) {
-        return signs_of_16([=](int i) { return _mm_cmpgt_epi32(words_at(from + i), bound); });
-    };
-    return half(words) | half(words + 16) << 16;
+    return signs_of_block([=](int i) { return _mm_cmpgt_epi32(words_at(words + i), bound); });
 }
 
 /// Bit i: the key of words[i] has copies.
 static std::uint32_t with_copies(const std::int32_t* words)
 {
-    const auto half = [](const std::int32_t* from) {
-        return signs_of_16([=](int i) { return _mm_slli_epi32(words_at(from + i), 31); });
-    };
-    return half(words) | half(words + 16) << 16;
+    return signs_of_block([=](int i) { return _mm_slli_epi32(words_at(words + i), 31); });
 }
 
 #else
@@ -332,7 +327,7 @@ void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::i
         word_of(scratch, keys[i]) = 0;
 }
 
-std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t,
+std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
                                 const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
                                 std::uint8_t* sure)
 {

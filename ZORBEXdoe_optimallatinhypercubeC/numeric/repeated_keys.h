@@ -34,13 +34,14 @@ inline constexpr std::int32_t most_open_keys = 8192; ///< and their bound, so th
 /// What can be said about the first `wanted` of the copies that mark_repeated_keys leaves, in the given order,
 /// without knowing which ones it leaves.
 ///   count      at most most_open_draws
-///   bound      at most most_open_keys
+///   keys       in    [count] in 0 .. most_open_keys-1
+///   wanted     at least 1
 ///   possible   out   [count] the keys that may be among them, each once, in the order of their first copies
 ///   sure       out   [count] 1: the key is among them whichever of its copies is left
 ///   returns the number of possible keys
 std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
-                                std::int32_t bound, const std::int32_t* keys, std::int32_t wanted,
-                                std::int32_t* possible, std::uint8_t* sure);
+                                const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
+                                std::uint8_t* sure);
 
 /// Frees the scratch; it may be unused.
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& scratch);

@@ -253,8 +253,8 @@ std::int32_t sample_possible_pairs(run_context* ctx, std::int32_t factor, std::i
     reserve_draws(ctx, s, open.draw_count);
     rng_below(ctx, open.bound, open.draw_count, s.draws);
     std::int32_t numbers[most_open_draws];
-    const std::int32_t possible = list_possible_keys(ctx, s.repeated_keys, open.draw_count, open.bound, s.draws,
-                                                     open.wanted, numbers, open.sure);
+    const std::int32_t possible =
+        list_possible_keys(ctx, s.repeated_keys, open.draw_count, s.draws, open.wanted, numbers, open.sure);
     // Whole fours are decoded faster.
     const std::int32_t whole = (possible + 3) / 4 * 4;
     std::fill(numbers + possible, numbers + whole, 0);

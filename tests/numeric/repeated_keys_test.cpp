@@ -95,7 +95,7 @@ TEST(repeatedkeys, that_may_count_include_all_that_do_and_those_that_are_sure_co
         std::vector<std::int32_t> possible(keys.size(), -1);
         std::vector<std::uint8_t> sure(keys.size(), 9);
         const std::int32_t found =
-            list_possible_keys(run.ctx(), scratch, count, bound, keys.data(), wanted, possible.data(), sure.data());
+            list_possible_keys(run.ctx(), scratch, count, keys.data(), wanted, possible.data(), sure.data());
         ASSERT_LE(found, count);
         ASSERT_GE(found, static_cast<int>(counting.size()));
         possible.resize(static_cast<std::size_t>(found));
