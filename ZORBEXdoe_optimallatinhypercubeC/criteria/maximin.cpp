@@ -18,8 +18,8 @@ static void exchange_distances(const phip_tables& t, std::int32_t column, std::i
                                double* line_a, double* line_b)
 {
     const double* x = column_line(t, column);
-    const double* old_a = distance_line(t, a);
-    const double* old_b = distance_line(t, b);
+    const double* old_a = stored_line(t, a);
+    const double* old_b = stored_line(t, b);
     for (std::int32_t r = 0; r < t.rows; ++r) {
         const double delta = distance_part(t.kind, x[r] - x[b]) - distance_part(t.kind, x[r] - x[a]);
         line_a[r] = old_a[r] + delta;
@@ -80,7 +80,7 @@ double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, s
     if (entries_are_equal(s, column, a, b))
         return s.value;
     exchange_distances(t, column, a, b, s.exchange.distance_a, s.exchange.distance_b);
-    double least = std::min(-s.term_sum, distance_line(t, a)[b]);
+    double least = std::min(-s.term_sum, stored_line(t, a)[b]);
     least_distance(t, s.fixed_rows, least); // brings every row's nearest up to date
     for (std::int32_t r = 0; r < t.rows; ++r) {
         if (r == a || r == b)
@@ -92,7 +92,7 @@ double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, s
             least = std::min(least, t.row_least[r]);
             continue;
         }
-        const double* line = distance_line(t, r);
+        const double* line = stored_line(t, r);
         for (std::int32_t j = 0; j < t.rows; ++j)
             if (j != a && j != b)
                 least = std::min(least, line[j]);
@@ -112,7 +112,7 @@ static bool rearrange(phip_state& s, std::int32_t column, std::int32_t count, co
         if (!equal_entries(before, taken[i])) {
             changed = true;
             const double* x = column_line(t, column);
-            const double* old = distance_line(t, d);
+            const double* old = stored_line(t, d);
             for (std::int32_t r = 0; r < t.rows; ++r)
                 t.line_distances[r] =
                     old[r] + (distance_part(t.kind, x[r] - taken[i]) - distance_part(t.kind, x[r] - before));
@@ -156,7 +156,7 @@ double maximin_try_moves(run_context* ctx, std::int32_t column, std::int32_t cou
     const double result = rearrange(s, column, count, rows_dst, taken) ? maximin_value(s) : s.value;
     for (std::int32_t i = 0; i < count; ++i)
         set_point(s.tables, rows_src[i], column, taken[i]);
-    put_capture_back(s.tables, before);
+    put_capture_back(ctx, s.tables, before);
     vector_free(ctx, taken);
     drop_capture(ctx, before);
     return result;

@@ -12,6 +12,7 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -61,7 +62,7 @@ static double value_from_tables(phip_state& s)
     double least_fixed = phip_cap;
     for (std::int32_t i = 0; i < s.fixed_rows; ++i)
         for (std::int32_t j = i + 1; j < s.fixed_rows; ++j)
-            least_fixed = std::min(least_fixed, distance_line(s.tables, i)[j]);
+            least_fixed = std::min(least_fixed, stored_line(s.tables, i)[j]);
     s.term_sum = -least_fixed;
     s.value = maximin_value(s);
     return s.value;
@@ -81,6 +82,8 @@ static double phip_evaluate(run_context* ctx, const double* const* design)
     } else {
         refresh_tables(s.tables);
     }
+    if (!s.tables.all_lines)
+        trim_lines(ctx, s.tables.lines);
     return value_from_tables(s);
 }
 
@@ -96,14 +99,24 @@ static void read_params(phip_tables& t, const criterion_params& params)
         t.p = (t.p + 1) / 2;
 }
 
-static void exchange_alloc(run_context* ctx, phip_state& s)
+static std::array<double**, 6> lines_of_exchange(phip_exchange& e)
 {
-    phip_exchange& e = s.exchange;
-    const std::size_t stride = bits_u32(s.tables.stride);
-    for (double** line : {&e.distance_a, &e.distance_b, &e.old_term_a, &e.old_term_b, &e.term_a, &e.term_b}) {
+    return {&e.distance_a, &e.distance_b, &e.old_term_a, &e.old_term_b, &e.term_a, &e.term_b};
+}
+
+static void exchange_alloc(run_context* ctx, const phip_tables& t, phip_exchange& e)
+{
+    const std::size_t stride = bits_u32(t.stride);
+    for (double** line : lines_of_exchange(e)) {
         *line = aligned_alloc_doubles(ctx, stride);
         std::fill_n(*line, stride, 0.0);
     }
+}
+
+static void exchange_free(run_context* ctx, phip_exchange& e)
+{
+    for (double** line : lines_of_exchange(e))
+        aligned_free_doubles(ctx, *line);
 }
 
 static void phip_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
@@ -123,7 +136,8 @@ static void phip_setup(run_context* ctx, const double* const* design, std::uint3
             s.weighted = 1;
 
     phip_tables_alloc(ctx, s.tables);
-    exchange_alloc(ctx, s);
+    exchange_alloc(ctx, s.tables, s.exchange);
+    exchange_alloc(ctx, s.tables, s.other_exchange);
     s.last_root = {std::nan(""), std::nan("")};
     s.column_snapshot.entries = double_vector_alloc(ctx, s.free_rows);
     s.column_snapshot.capture_entries = double_vector_alloc(ctx, s.free_rows);
@@ -138,11 +152,10 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.column_snapshot.capture);
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
-    const phip_exchange& e = s.exchange;
+    exchange_free(ctx, s.exchange);
+    exchange_free(ctx, s.other_exchange);
     release_candidates(ctx, s.candidates);
-    for (double* v :
-         {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b, s.column_snapshot.kept_lines})
-        aligned_free_doubles(ctx, v);
+    aligned_free_doubles(ctx, s.column_snapshot.kept_lines);
     for (void* v :
          {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),
           static_cast<void*>(s.column_snapshot.kept_rows)})
@@ -212,8 +225,9 @@ static std::int32_t phip_unique_best_swap(run_context* ctx, std::int32_t column,
 static void phip_save_column(run_context* ctx, std::int32_t column)
 {
     phip_state& s = *ctx->phip;
-    settle(s);
     phip_column_snapshot& snapshot = s.column_snapshot;
+    snapshot.armed = false; // what the last one kept is not asked for any more
+    settle(s);
     drop_capture(ctx, snapshot.capture);
     snapshot.armed = true;
     snapshot.column = column;
@@ -257,7 +271,7 @@ static void phip_restore_design(run_context* ctx)
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         for (std::int32_t k = 0; k < s.tables.factors; ++k)
             set_point(s.tables, s.fixed_rows + f, k, snapshot.points[f][k]);
-    put_capture_back(s.tables, snapshot.capture);
+    put_capture_back(ctx, s.tables, snapshot.capture);
     s.value = snapshot.value;
     s.term_sum = snapshot.term_sum;
 }

@@ -65,6 +65,16 @@ struct phip_candidates {
     std::int32_t left_count;
 };
 
+/// The scale of the bounds, see phip_best_swap.cpp.
+struct phip_bound_scale {
+    double value; ///< of the criterion when it was fitted
+    double steps; ///< of a distance
+    float unit;   ///< a step over the reference distance
+    double least_new; ///< the term of the reference distance, less the error of the bounds' sums
+    double most_new;  ///< and more by it
+    bool usable;
+};
+
 /// The last sum that a value was computed of; not a number before the first.
 struct phip_root {
     double sum;
@@ -82,7 +92,9 @@ struct phip_state {
     std::int32_t update_count; ///< committed updates since the last full re-sum, 0..5
     phip_root last_root;
     phip_exchange exchange;
+    phip_exchange other_exchange; ///< room for another one beside it
     phip_candidates candidates;
+    phip_bound_scale bound_scale;
     phip_column_snapshot column_snapshot;
     phip_design_snapshot design_snapshot;
 };

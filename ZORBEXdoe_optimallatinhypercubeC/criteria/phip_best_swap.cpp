@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 // The best of several exchanges of one column, without trying all of them.
 //
@@ -48,7 +49,7 @@ static void reserve_candidates(run_context* ctx, phip_candidates& candidates, st
     release_candidates(ctx, candidates);
     candidates.lower = aligned_alloc_doubles(ctx, bits_u32(count));
     candidates.new_terms = reinterpret_cast<float*>(aligned_alloc_doubles(ctx, (bits_u32(count) + 1) / 2));
-    candidates.left = int_vector_alloc(ctx, count);
+    candidates.left = int_vector_alloc(ctx, count + 1);
     candidates.capacity = count;
 }
 
@@ -63,28 +64,69 @@ struct bounded_candidates {
     double slack_unit;
     coarse_lines coarse;
     double least_new; ///< a bound's new terms in the unit of terms, less its error
+    double most_new;  ///< and more by it
+    double far;       ///< an upper bound of a term that is too far to count
+    bool has_equal;   ///< some entries of the column may be equal
 };
 
 } // namespace
 
 /// The scale of the bounds: terms count in those of a reference distance, near that whose term is the present sum, to
-/// stay within the range of single precision.
-///   returns false when they would not
-static bool set_scale(const phip_state& s, bounded_candidates& k)
+/// stay within the range of single precision. It is kept while the sum stays near it.
+static void fit_scale(phip_state& s)
 {
     const phip_tables& t = s.tables;
+    phip_bound_scale& scale = s.bound_scale;
+    constexpr double near = 0.1;
+    if (std::fabs(s.value - scale.value) <= near * scale.value && scale.steps == t.coarse.scale)
+        return;
     const double root = 1.0 / s.value;
     const double reference = t.kind == distance_kind::euclidean ? root * root : root;
-    const double reference_term = 1.0 / int_power(reference, bits_u32(t.p));
+    const double term = 1.0 / int_power(reference, bits_u32(t.p));
     constexpr double upwards = 1.0 + 0x1p-20;
     const double unit = upwards / (t.coarse.scale * reference);
-    const double doubt = upwards * coarse_doubt(t.coarse) / reference;
-    k.least_new = reference_term * (1.0 - bound_error(t.rows));
-    k.coarse = {t.coarse.stride,          t.coarse.pitch,
-                t.coarse.distances,       coarse_column_line(t.coarse, k.column),
-                static_cast<float>(unit), static_cast<float>(doubt)};
-    return coarse_is_usable(t.coarse) && unit < 1e30 && doubt < 1e30 && reference_term > 1e-280 &&
-           reference_term < 1e190;
+    const double error = bound_error(t.rows);
+    const bool usable = unit < 1e25 && term > 1e-280 && term < 1e190;
+    scale = {s.value, t.coarse.scale, static_cast<float>(unit), term * (1.0 - error), term * (1.0 + error), usable};
+}
+
+/// What the bounds of one call share.
+///   returns false when there are none
+static bool set_scale(phip_state& s, bounded_candidates& k)
+{
+    const phip_coarse& c = s.tables.coarse;
+    if (!coarse_is_usable(c))
+        return false;
+    fit_scale(s);
+    const coarse_column& column = c.column[k.column];
+    k.least_new = s.bound_scale.least_new;
+    k.most_new = s.bound_scale.most_new;
+    k.far = column.far_term;
+    k.has_equal = column.has_equal;
+    k.coarse = {c.stride,
+                c.distances,
+                c.columns + static_cast<std::ptrdiff_t>(k.column) * c.stride,
+                column_line(s.tables, k.column),
+                column.middle,
+                c.scale,
+                column.slope_scale,
+                column.bias,
+                c.marks,
+                coarse_doubt(c),
+                s.bound_scale.unit};
+    return s.bound_scale.usable;
+}
+
+/// True when a candidate exchanges equal entries.
+static bool is_equal(const phip_state& s, const bounded_candidates& k, std::int32_t c)
+{
+    return k.has_equal && entries_are_equal(s, k.column, k.rows_a[c], k.rows_b[c]);
+}
+
+/// New terms, from below, from a sum of so many at most. Those too far to count are in the sum, with less than k.far.
+static inline double new_terms_from(const bounded_candidates& k, float sum, double terms)
+{
+    return std::max(sum * k.least_new - terms * k.far, 0.0);
 }
 
 /// A lower bound of the total of a candidate from one of its new terms.
@@ -94,7 +136,7 @@ static inline double lower_bound(const phip_state& s, const bounded_candidates& 
     const std::int32_t a = k.rows_a[c];
     const std::int32_t b = k.rows_b[c];
     const double old_sum = t.row_upper[a] + t.row_upper[b];
-    const double new_sum = new_terms * k.least_new;
+    const double new_sum = new_terms_from(k, new_terms, most_bound_terms);
     return new_sum + s.term_sum - old_sum - k.slack_unit * (new_sum + s.term_sum + old_sum);
 }
 
@@ -105,6 +147,10 @@ static std::int32_t bound_candidates(phip_state& s, const bounded_candidates& k)
 {
     const phip_tables& t = s.tables;
     float* new_terms = s.candidates.new_terms;
+    for (std::int32_t c = 0; c < k.count && !t.coarse.near; ++c) {
+        coarse_take_over(s.tables.coarse, k.rows_a[c]);
+        coarse_take_over(s.tables.coarse, k.rows_b[c]);
+    }
     t.kernels->bound_exchanges(t.kind, t.p, k.coarse, k.count, k.rows_a, k.rows_b, new_terms);
     double least_lower = __builtin_inf();
     double most_old = 0.0;
@@ -116,44 +162,71 @@ static std::int32_t bound_candidates(phip_state& s, const bounded_candidates& k)
         least_lower = lower < least_lower ? lower : least_lower;
         most_old = std::max(most_old, t.row_upper[k.rows_a[c]] + t.row_upper[k.rows_b[c]]);
     }
-    if (t.coarse.has_equal[k.column] != 0)
+    if (k.has_equal)
         for (std::int32_t c = 0; c < k.count; ++c)
-            if (entries_are_equal(s, k.column, k.rows_a[c], k.rows_b[c]))
+            if (is_equal(s, k, c))
                 s.candidates.lower[c] = s.term_sum;
     if (!(most_old <= 4.0 * s.term_sum)) // both rows' terms are part of the sum
         return -1;
     return least;
 }
 
-/// The total of one candidate, within slack; its lower bound becomes the one that goes with it.
-///   returns its upper bound
-static double bracket_total(phip_state& s, const bounded_candidates& k, std::int32_t c)
+constexpr double pair_doubt = 0.5 + 0x1p-6; ///< steps of a distance that has not changed
+
+static double term_at(const phip_tables& t, double steps)
+{
+    return 1.0 / int_power(steps / t.coarse.scale, bits_u32(t.p));
+}
+
+/// What a lower bound gains by the pair's own term, which is in both rows' sums and stays.
+static double gain_of_pair(const phip_tables& t, const bounded_candidates& k, std::int32_t c)
+{
+    const double pair = coarse_line(t.coarse, k.rows_a[c])[k.rows_b[c]];
+    return pair < coarse_none ? 2.0 * term_at(t, pair + pair_doubt) * (1.0 - k.slack_unit) : 0.0;
+}
+
+/// A closer look at one candidate: its lower bound from all of its new terms, which is listed.
+///   returns its upper bound, +inf when none is known or when the lower one is above the limit
+static double bracket_total(phip_state& s, const bounded_candidates& k, std::int32_t c, double limit)
 {
     const phip_tables& t = s.tables;
     const std::int32_t a = k.rows_a[c];
     const std::int32_t b = k.rows_b[c];
-    if (entries_are_equal(s, k.column, a, b))
+    if (is_equal(s, k, c))
         return s.term_sum;
-    const double new_sum =
-        t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, k.column, a, b));
-    const double old_sum = t.row_sum[a] + t.row_sum[b] - 2.0 * term_of(t, distance_line(t, a)[b]);
-    const double total = new_sum + s.term_sum - old_sum;
-    const double doubt = (t.row_upper[a] - t.row_sum[a]) + (t.row_upper[b] - t.row_sum[b]);
-    const double slack = k.slack_unit * (new_sum + s.term_sum + t.row_upper[a] + t.row_upper[b]) + doubt +
-                         t.kernels->estimate_error * new_sum;
-    s.candidates.lower[c] = total - slack;
-    return total + slack;
+    const coarse_sum sum = t.kernels->close_bound(t.kind, t.p, k.coarse, a, b);
+    const double upper = t.row_upper[a] + t.row_upper[b];
+    const double new_low = new_terms_from(k, sum.terms, 2.0 * t.coarse.stride);
+    double& lower = s.candidates.lower[c];
+    lower = new_low + s.term_sum - upper - k.slack_unit * (new_low + s.term_sum + upper);
+    if (lower > limit)
+        return __builtin_inf();
+
+    lower += gain_of_pair(t, k, c);
+
+    // Every distance is at least the least one, and off by the doubt at most. Below the floor terms are at the cap.
+    const double least = sum.least - k.coarse.doubt;
+    const double floor = t.distance_floor * t.coarse.scale;
+    const double pair = coarse_line(t.coarse, a)[b];
+    if (!(least > floor && pair - pair_doubt > floor))
+        return __builtin_inf();
+    const double ratio = (1.0 + 0x1p-18) * (sum.least + k.coarse.doubt) / least;
+    // Some terms may have left the range of single precision, and some rows are too far to count.
+    const double uncounted = 2.0 * t.rows * 0x1p-124;
+    const double new_high =
+        (sum.terms + uncounted) * k.most_new * int_power(ratio, bits_u32(t.p)) + 2.0 * t.rows * k.far;
+    const double row_sums = t.row_sum[a] + t.row_sum[b];
+    const double old_low = row_sums - (upper - row_sums) - 2.0 * term_at(t, pair - pair_doubt);
+    return new_high + s.term_sum - old_low + k.slack_unit * (new_high + s.term_sum + upper);
 }
 
 /// The total of one candidate as its trial computes it; not a number when the trial would not stop at that: equal
 /// entries, or cancellation.
 static double exact_total(phip_state& s, const bounded_candidates& k, std::int32_t c)
 {
-    const std::int32_t a = k.rows_a[c];
-    const std::int32_t b = k.rows_b[c];
-    if (entries_are_equal(s, k.column, a, b))
+    if (is_equal(s, k, c))
         return std::nan("");
-    const phip_exchange& e = computed_exchange(s, k.column, a, b);
+    const phip_exchange& e = computed_exchange(s, k.column, k.rows_a[c], k.rows_b[c]);
     const double total = updated_sum(s, e.old_sum, e.new_sum);
     return total / e.old_sum >= phip_least_ratio ? total : std::nan("");
 }
@@ -163,33 +236,35 @@ static double exact_total(phip_state& s, const bounded_candidates& k, std::int32
 ///   returns the upper bound of the least total
 static double bracket_totals(phip_state& s, const bounded_candidates& k, std::int32_t first)
 {
-    // Of few rows the first is most often the best, and its exact total, which is then needed anyway, costs little.
+    // Of few rows the first is most often the best, and exact totals cost little more than a closer look.
     constexpr std::int32_t few_rows = 24;
-    const phip_tables& t = s.tables;
+    const bool few = s.tables.rows <= few_rows;
     double* lower = s.candidates.lower;
     std::int32_t* left = s.candidates.left;
-    double best = t.rows <= few_rows ? lower[first] = exact_total(s, k, first) : bracket_total(s, k, first);
+    double best = __builtin_inf();
+    best = few ? lower[first] = exact_total(s, k, first) : bracket_total(s, k, first, best);
     double limit = best * surely_worse;
-    std::int32_t count = 0;
+    left[0] = first;
+    std::int32_t count = 1;
     for (std::int32_t c = 0; c < k.count; ++c) {
         left[count] = c;
-        count += !(lower[c] > limit);
+        count += static_cast<std::int32_t>(!(lower[c] > limit)) & static_cast<std::int32_t>(c != first);
     }
     s.candidates.left_count = count;
-    for (std::int32_t i = 0; i < count; ++i) {
+    for (std::int32_t i = 1; i < count; ++i) {
         const std::int32_t c = left[i];
-        if (lower[c] > limit || c == first)
+        if (lower[c] > limit)
             continue;
-        if (entries_are_equal(s, k.column, k.rows_a[c], k.rows_b[c])) {
+        if (is_equal(s, k, c)) {
             best = std::min(best, s.term_sum);
             limit = best * surely_worse;
             continue;
         }
-        const float new_terms = t.kernels->close_bound(t.kind, t.p, k.coarse, k.rows_a[c], k.rows_b[c]);
-        lower[c] = lower_bound(s, k, c, new_terms);
-        if (lower[c] > limit)
+        if (few) {
+            lower[c] += gain_of_pair(s.tables, k, c);
             continue;
-        best = std::min(best, bracket_total(s, k, c));
+        }
+        best = std::min(best, bracket_total(s, k, c, limit));
         limit = best * surely_worse;
     }
     return best;
@@ -207,7 +282,7 @@ static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int3
         const std::int32_t r = rows[c];
         if (t.row_upper[r] - t.row_sum[r] <= most_doubt * present)
             continue;
-        terms_of_line(t, distance_line(t, r), t.old_terms);
+        terms_of_line(t, line_of(t, r, t.line_a), t.old_terms);
         set_row_sum(t, r, t.old_terms);
     }
 }
@@ -219,7 +294,8 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
     settle(s);
     renew_sums(s.tables);
     reserve_candidates(ctx, s.candidates, count);
-    bounded_candidates k{column, count, rows_a, rows_b, (8.0 * s.tables.rows + 32.0) * 0x1p-53, {}, 0.0};
+    s.other_exchange.computed = false;
+    bounded_candidates k{column, count, rows_a, rows_b, (8.0 * s.tables.rows + 32.0) * 0x1p-53, {}, 0.0, 0.0, 0.0, false};
     std::int32_t first = -1;
     if (s.term_sum > 1e-280 && s.term_sum < 1e190 && set_scale(s, k))
         first = bound_candidates(s, k);
@@ -232,26 +308,30 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
     if (!(best >= least_share * s.term_sum && best < 1e190))
         return -1;
 
-    // The exact values of those that are left.
+    // The exact totals of those that are left; those that are near the least one are compared by their values.
     std::int32_t winner = -1;
     std::int32_t tried = 0;
     bool tied = false;
-    const double limit = best * surely_worse;
+    double least = best * surely_worse;
     for (std::int32_t i = 0; i < s.candidates.left_count; ++i) {
         const std::int32_t c = s.candidates.left[i];
-        if (s.candidates.lower[c] > limit)
+        if (s.candidates.lower[c] > least)
             continue;
         tried += 1;
+        if (winner >= 0)
+            std::swap(s.exchange, s.other_exchange); // the winner's stays
         const double total = exact_total(s, k, c);
         if (std::isnan(total))
             return -1;
-        const double value = value_of_sum(s, total);
+        const double value = total > least ? __builtin_inf() : value_of_sum(s, total);
         if (winner < 0 || value < *best_value) {
             winner = c;
             tied = false;
             *best_value = value;
-        } else if (value == *best_value) {
-            tied = true;
+            least = std::min(least, total * surely_worse);
+        } else {
+            tied = tied || value == *best_value;
+            std::swap(s.exchange, s.other_exchange);
         }
     }
     if (tried > few) {
@@ -260,6 +340,5 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
     }
     if (winner < 0 || tied)
         return -1;
-    computed_exchange(s, column, rows_a[winner], rows_b[winner]); // a commit that follows finds it at hand
-    return winner;
+    return winner; // a commit that follows finds its exchange at hand
 }

@@ -1,82 +1,107 @@
-/// Single-precision copies of the phi-p criterion's distances and entries, for bounds only.
+/// Copies of the phi-p criterion's distances and entries as 16-bit integers, for bounds only.
 ///
-/// A bound reads two lines of distances a candidate, most of what a move reads. Half the bytes are half the traffic,
-/// and a vector holds twice as many. What single precision loses is bounded by `doubt`, see there.
+/// A bound reads two lines of distances a candidate, most of what a move reads. A quarter of the bytes is a quarter of
+/// the traffic, and a vector holds four times as many. What the steps of integers lose is bounded by `coarse_doubt`.
 ///
-/// Scale    distances times a power of two that brings the largest possible one near 1; entries measured from the
-///          middle of their column, times what makes their distances come out in that scale.
-/// Layout   lines of `stride` floats on a 64-byte boundary; behind the last row +inf in distances, 0 in columns.
+/// Scale     distances in steps of 1 / scale, fine enough that those up to the mean distance and beyond count; what
+///           is further away is coarse_none, as far as terms go, and remains it when a change is added. Entries from
+///           the middle of their column in steps of their own.
+/// Layout    lines of `stride` integers on a 64-byte boundary; behind the last row coarse_none in distances, 0 in
+///           columns.
+/// In step   of few rows, a row that changes is written into all lines. Of many it writes its own line and a note that it
+///           has changed, and another line takes over the distances to changed rows when it is next read: writing them
+///           at once would touch a cache line a row, most of them far away, while a line that is read comes near anyway.
 #pragma once
 
 #include "criteria/distance.h"
 #include "entry/run_context.h"
 
+#include <cstddef>
 #include <cstdint>
 
-inline constexpr std::int32_t coarse_step = 16; ///< floats of the widest vector
+inline constexpr std::int32_t coarse_step = 32;        ///< integers of the widest vector
+inline constexpr std::uint16_t coarse_none = UINT16_MAX; ///< no distance, or too far to count
 
-/// Entries from one line of a table to the next, for lines of `stride` entries: an odd number of vectors of `step`.
-/// Each fills a cache line, and the cells of a column then fall on different sets of the caches. Tables that fit the
-/// nearest cache are better kept small.
-inline std::int32_t spread_pitch(std::int32_t stride, std::int32_t step)
-{
-    return stride < 16 * step ? stride : (stride / step | 1) * step;
-}
+/// What the copies of one column are made with.
+struct coarse_column {
+    double lowest; ///< of all entries that the column has held since the set-up
+    double highest;
+    double middle;      ///< between these
+    double entry_scale; ///< steps of an entry
+    double slope_scale; ///< steps, in 2^-16 of those of an entry, by which a distance changes for a slope of 1, see
+                        ///< coarse_doubt
+    double far_term;    ///< upper bound of a term that is too far to count after an exchange in this column
+    std::uint16_t bias; ///< added to every change of a distance, which is then not below 0 and not above twice as much
+    bool has_equal;     ///< some of its entries may be equal (equal_entries)
+};
 
 struct phip_coarse {
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
-    std::int32_t pitch;  ///< of spread_pitch
     std::int32_t factors;
     distance_kind kind;
-    float* distances; ///< [rows x pitch], +inf on the diagonal
-    float* columns;   ///< [factors x stride]
+    std::int32_t p; ///< exponent on the distances
+    std::uint16_t* distances; ///< [rows x stride]
+    std::int16_t* columns;    ///< [factors x stride]
+    coarse_column* column;    ///< [factors]
 
-    double* lowest;          ///< [factors] of all entries that the column has held since the set-up
-    double* highest;         ///< [factors]
-    std::uint8_t* has_equal; ///< [factors] 1: some of its entries may be equal (equal_entries)
-    bool has_nearly_equal;   ///< somewhere equal entries are not the same to the bit: their exchange moves the points
-    double reach;            ///< no distance of rows with such entries is larger
-    double scale;            ///< of distances
-    double entry_scale;
+    std::int16_t* marks; ///< [2 stride] 0 but for -1 at `stride`
+
+    bool near;           ///< every line is written at once
+    std::int32_t* notes; ///< [rows] rows in the order in which they changed, one that changes again is noted again
+    std::int32_t note_count;
+    std::int32_t* seen; ///< [rows] how many of the notes each line has taken over
+
+    bool has_nearly_equal; ///< somewhere equal entries are not the same to the bit: their exchange moves the points
+    double reach;          ///< no distance of rows with such entries is larger
+    double scale;          ///< steps of a distance
 };
 
-/// Allocates everything; rows, factors and kind are set before. Nothing is filled but padding.
+/// Allocates everything; rows, factors, kind, p and near are set before. Nothing is filled but padding.
 void coarse_alloc(run_context* ctx, phip_coarse& c);
 void coarse_free(run_context* ctx, phip_coarse& c);
 
 /// Takes note of equal entries of a design that was loaded; what was noted stays.
 void coarse_note_equal(run_context* ctx, phip_coarse& c, const double* const* points);
 
-/// Widens the ranges of the columns to all present entries and copies the entries anew. Distances must be copied anew
+/// Widens the ranges of the columns to all present entries and copies the entries anew. All lines must be copied anew
 /// afterwards.
 void coarse_fit(phip_coarse& c, const double* const* points);
 
 /// False when an entry is not finite or the distances leave the range of the scale: there are no bounds then.
 bool coarse_is_usable(const phip_coarse& c);
 
-/// Copies one entry, or a whole line of distances: into row r, or into row and column r. Nothing where they are of no
-/// use.
+/// Copies one entry. Nothing where copies are of no use, as below.
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x);
-void coarse_set_row(phip_coarse& c, std::int32_t r, const double* distances);
-void coarse_set_row_and_column(phip_coarse& c, std::int32_t r, const double* distances);
 
-inline float* coarse_distance_line(const phip_coarse& c, std::int32_t r)
+/// Copies the lines of all rows, one after the other from row 0.
+///   distances   [rows] of row r
+void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances);
+
+/// Copies the line of a row that has changed.
+void coarse_change_line(phip_coarse& c, std::int32_t r, const double* distances);
+
+/// Brings the line of row r in step.
+void coarse_take_over_notes(phip_coarse& c, std::int32_t r);
+inline void coarse_take_over(phip_coarse& c, std::int32_t r)
 {
-    return c.distances + static_cast<std::ptrdiff_t>(r) * c.pitch;
+    if (c.seen[r] != c.note_count)
+        coarse_take_over_notes(c, r);
 }
 
-inline float* coarse_column_line(const phip_coarse& c, std::int32_t column)
+inline std::uint16_t* coarse_line(const phip_coarse& c, std::int32_t r)
 {
-    return c.columns + static_cast<std::ptrdiff_t>(column) * c.stride;
+    return c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
 }
 
-/// How far a distance after an exchange, computed from the copies in single precision, can lie from the one computed
-/// in double precision, in the unit of distances.
+/// How far, in steps, a distance after an exchange that is computed from the copies can lie from the one in double
+/// precision.
 ///
-/// With D the reach and R at most D the share of one column, all times 2^-24: a copied distance is off by D; the
-/// change of a distance, for the Euclidean kind c y + c' with c = 2 (ya - yb) and c' = yb^2 - ya^2, by less than 6 R,
-/// since |c y| is at most R and |c'| at most R / 4 when y is measured from the column's middle, and likewise for the
-/// rectangular kind; the sums by 2 D + 2 R. 16 D leaves room for what is of second order and for double precision, so
-/// that a distance plus its doubt is never below 0.
-inline double coarse_doubt(const phip_coarse& c) { return c.reach * 0x1p-20; }
+/// A copied distance is off by 1/2. Its change is, for the Euclidean kind, s y + t with s = 2 (xa - xb): s and y are
+/// off by 1/2 each, which counts 1/4 each as the other is at most 2^15 and the product is taken in 2^-16; leaving out
+/// its fraction and adding 1/2 is off by 1/2: 3/2 in all. For the rectangular kind it is |y - yb| - |y - ya|, four
+/// entries that are off by 1/2: 5/2 in all. The rest is for single precision and what double precision itself loses.
+inline double coarse_doubt(const phip_coarse& c)
+{
+    return (c.kind == distance_kind::euclidean ? 1.5 : 2.5) + 0x1p-5;
+}

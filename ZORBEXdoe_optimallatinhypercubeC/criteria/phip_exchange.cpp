@@ -21,7 +21,7 @@ double value_of_sum(phip_state& s, double sum)
 exchange_lines lines_of(const phip_tables& t, std::int32_t column, std::int32_t a, std::int32_t b)
 {
     const double* x = column_line(t, column);
-    return {x, x[a], x[b], distance_line(t, a), distance_line(t, b), a, b};
+    return {x, x[a], x[b], line_of(t, a, t.line_a), line_of(t, b, t.line_b), a, b};
 }
 
 const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b)
@@ -33,7 +33,8 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
     e.column = column;
     e.a = a;
     e.b = b;
-    t.kernels->exchange(t.kind, t.p, t.distance_floor, t.stride, lines_of(t, column, a, b),
+    const exchange_lines lines = lines_of(t, column, a, b);
+    t.kernels->exchange(t.kind, t.p, t.distance_floor, t.stride, lines,
                         {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b});
 
     // Both sums run over the other rows in ascending order, row a's term before row b's. The terms of rows a and b
@@ -53,7 +54,7 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
     e.old_sum = old_sum;
     e.new_sum = new_sum;
     // The pair itself keeps its distance.
-    e.distance_a[b] = e.distance_b[a] = distance_line(t, a)[b];
+    e.distance_a[b] = e.distance_b[a] = lines.distance_a[b];
     e.term_a[b] = e.term_b[a] = e.old_term_a[b] = e.old_term_b[a] = pair_term;
     e.computed = true;
     return e;
@@ -70,14 +71,17 @@ static void write_exchange(phip_state& s)
 
 void settle(phip_state& s)
 {
-    if (!s.exchange.pending)
+    const phip_exchange& e = s.exchange;
+    if (!e.pending)
         return;
     s.exchange.pending = false;
-    keep_for_restore(s, s.exchange.a);
-    keep_for_restore(s, s.exchange.b);
+    if (s.column_snapshot.armed) { // lines of before, of the points of before
+        swap_points(s.tables, e.a, e.b, e.column);
+        keep_for_restore(s, e.a);
+        keep_for_restore(s, e.b);
+        swap_points(s.tables, e.a, e.b, e.column);
+    }
     write_exchange(s);
-    mark_changed(s.tables, s.exchange.a);
-    mark_changed(s.tables, s.exchange.b);
 }
 
 double updated_sum(const phip_state& s, double old_sum, double new_sum)
@@ -110,15 +114,17 @@ static double commit_sum(phip_state& s, double old_sum, double new_sum)
 
 /// Exchanges two equal entries. The tables keep their cells, which then differ from those of a fresh evaluation in
 /// the last bits, unless the entries are the same to the bit.
-static void exchange_equal_entries(phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b)
+static void exchange_equal_entries(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
-    const double* x = column_line(s.tables, column);
+    phip_tables& t = ctx->phip->tables;
+    const double* x = column_line(t, column);
     if (same_bits(x[a], x[b]))
         return;
-    swap_points(s.tables, a, b, column);
-    mark_changed(s.tables, a);
-    mark_changed(s.tables, b);
-    s.exchange.computed = false;
+    reserve_lines(ctx, t.lines, 2);
+    hold_line(t, a);
+    hold_line(t, b);
+    swap_points(t, a, b, column);
+    ctx->phip->exchange.computed = false;
 }
 
 bool entries_are_equal(const phip_state& s, std::int32_t column, std::int32_t a, std::int32_t b)
@@ -153,15 +159,16 @@ static void add_to_batch(const phip_state& s, replaced_terms& batch)
 }
 
 /// Performs the exchanges of a batch one after the other, tables and points.
-static replaced_terms exchange_batch(phip_state& s, std::int32_t column, std::int32_t count,
+static replaced_terms exchange_batch(run_context* ctx, std::int32_t column, std::int32_t count,
                                      const std::int32_t* rows_a, const std::int32_t* rows_b)
 {
+    phip_state& s = *ctx->phip;
     replaced_terms batch{0.0, 0.0, false};
     for (std::int32_t t = 0; t < count; ++t) {
         const std::int32_t a = rows_a[t];
         const std::int32_t b = rows_b[t];
         if (entries_are_equal(s, column, a, b)) {
-            exchange_equal_entries(s, column, a, b);
+            exchange_equal_entries(ctx, column, a, b);
             continue;
         }
         batch.changed = true;
@@ -169,10 +176,9 @@ static replaced_terms exchange_batch(phip_state& s, std::int32_t column, std::in
         add_to_batch(s, batch);
         keep_for_restore(s, a);
         keep_for_restore(s, b);
+        reserve_lines(ctx, s.tables.lines, 2);
         write_exchange(s);
         swap_points(s.tables, a, b, column);
-        mark_changed(s.tables, a);
-        mark_changed(s.tables, b);
     }
     return batch;
 }
@@ -182,15 +188,18 @@ static double apply_swap(run_context* ctx, std::int32_t column, std::int32_t a, 
 {
     phip_state& s = *ctx->phip;
     if (entries_are_equal(s, column, a, b)) {
-        exchange_equal_entries(s, column, a, b);
+        exchange_equal_entries(ctx, column, a, b);
         return s.value;
     }
+    renew_sums(s.tables); // while points and lines agree
     const phip_exchange& e = computed_exchange(s, column, a, b);
     prepare_restore(ctx, 2);
-    swap_points(s.tables, a, b, column);
+    reserve_lines(ctx, s.tables.lines, 2);
     s.exchange.computed = false;
     s.exchange.pending = true;
-    return commit_sum(s, e.old_sum, e.new_sum);
+    const double value = commit_sum(s, e.old_sum, e.new_sum);
+    swap_points(s.tables, a, b, column);
+    return value;
 }
 
 double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
@@ -201,7 +210,7 @@ double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t cou
     if (count == 1)
         return apply_swap(ctx, column, rows_a[0], rows_b[0]);
     prepare_restore(ctx, wrap_mul(2, std::max(count, 0)));
-    const replaced_terms batch = exchange_batch(s, column, count, rows_a, rows_b);
+    const replaced_terms batch = exchange_batch(ctx, column, count, rows_a, rows_b);
     return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
 }
 
@@ -210,7 +219,7 @@ double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count
 {
     phip_state& s = *ctx->phip;
     return undone_trial(ctx, column, count, rows_a, rows_b, [&] {
-        const replaced_terms batch = exchange_batch(s, column, count, rows_a, rows_b);
+        const replaced_terms batch = exchange_batch(ctx, column, count, rows_a, rows_b);
         return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
     });
 }
@@ -238,21 +247,23 @@ static void mark_terms_without_floor(const phip_tables& t, double* distances)
 
 /// Takes the rows of a re-arrangement one after the other: row rows_dst[t] gets the entry taken[t]. The terms have no
 /// floor here: a distance of zero gives an infinite one.
-static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                                const double* taken)
+static replaced_terms rearrange(run_context* ctx, std::int32_t column, std::int32_t count,
+                                const std::int32_t* rows_dst, const double* taken)
 {
+    phip_state& s = *ctx->phip;
     phip_tables& t = s.tables;
+    reserve_lines(ctx, t.lines, count);
     replaced_terms batch{0.0, 0.0, false};
     for (std::int32_t i = 0; i < count; ++i) {
         const std::int32_t d = rows_dst[i];
         const double before = t.points[d][column];
         if (!equal_entries(before, taken[i])) {
             batch.changed = true;
-            t.kernels->move(t.kind, t.stride, column_line(t, column), before, taken[i], distance_line(t, d),
-                            t.line_distances);
+            const double* line = line_of(t, d, t.line_a);
+            t.kernels->move(t.kind, t.stride, column_line(t, column), before, taken[i], line, t.line_distances);
             t.line_distances[d] = __builtin_inf();
             t.kernels->terms(t.p, 0.0, t.stride, t.line_distances, t.new_terms);
-            terms_of_line(t, distance_line(t, d), t.old_terms);
+            terms_of_line(t, line, t.old_terms);
             for (std::int32_t r = 0; r < t.rows; ++r) {
                 if (r == d)
                     continue;
@@ -261,11 +272,10 @@ static replaced_terms rearrange(phip_state& s, std::int32_t column, std::int32_t
             }
             mark_terms_without_floor(t, t.line_distances);
             replace_distances(t, d, t.line_distances);
-            mark_changed(t, d);
         }
         if (!same_bits(before, taken[i])) {
+            hold_line(t, d);
             set_point(t, d, column, taken[i]);
-            mark_changed(t, d);
         }
     }
     s.exchange.computed = false;
@@ -290,7 +300,7 @@ double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t cou
     settle(s);
     capture_for_restore(ctx, true);
     double* taken = take_entries(ctx, column, count, rows_src);
-    const replaced_terms batch = rearrange(s, column, count, rows_dst, taken);
+    const replaced_terms batch = rearrange(ctx, column, count, rows_dst, taken);
     vector_free(ctx, taken);
     return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
 }
@@ -309,12 +319,12 @@ double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count
     take_capture(ctx, s.tables, before);
     before.all_rows = true;
     double* taken = take_entries(ctx, column, count, rows_src);
-    const replaced_terms batch = rearrange(s, column, count, rows_dst, taken);
+    const replaced_terms batch = rearrange(ctx, column, count, rows_dst, taken);
     const double result = batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : value;
 
     for (std::int32_t i = 0; i < count; ++i)
         set_point(s.tables, rows_src[i], column, taken[i]);
-    put_capture_back(s.tables, before);
+    put_capture_back(ctx, s.tables, before);
     s.value = value;
     s.term_sum = term_sum;
     s.update_count = update_count;

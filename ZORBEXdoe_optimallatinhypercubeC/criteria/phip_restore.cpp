@@ -6,11 +6,6 @@
 #include <algorithm>
 #include <cstring>
 
-void keep_line(const phip_tables& t, std::int32_t r, double* to)
-{
-    std::memcpy(to, distance_line(t, r), bits_u32(t.stride) * sizeof(double));
-}
-
 const double* free_entries(const phip_state& s, std::int32_t column)
 {
     return column_line(s.tables, column) + s.fixed_rows;
@@ -36,6 +31,8 @@ void capture_for_restore(run_context* ctx, bool all_rows)
     }
     take_capture(ctx, s.tables, snapshot.capture);
     snapshot.capture.all_rows = all_rows;
+    if (!all_rows && s.tables.p > 0)
+        capture_sums(ctx, s.tables, snapshot.capture);
     if (s.free_rows > 0)
         std::memcpy(snapshot.capture_entries, free_entries(s, snapshot.column),
                     bits_u32(s.free_rows) * sizeof(double));
@@ -80,7 +77,7 @@ void keep_for_restore(phip_state& s, std::int32_t r)
     if (!snapshot.armed || snapshot.capture.taken)
         return;
     snapshot.kept_rows[snapshot.kept_count] = r;
-    keep_line(s.tables, r,
+    copy_line(s.tables, r,
               snapshot.kept_lines + std::size_t{bits_u32(snapshot.kept_count)} * bits_u32(s.tables.stride));
     snapshot.kept_count += 1;
 }
@@ -93,9 +90,10 @@ void restore_tables(run_context* ctx)
     s.exchange.computed = false;
     if (snapshot.capture.taken) {
         put_entries_back(s, snapshot.column, snapshot.capture_entries);
-        put_capture_back(s.tables, snapshot.capture);
+        put_capture_back(ctx, s.tables, snapshot.capture);
         drop_capture(ctx, snapshot.capture);
     }
+    reserve_lines(ctx, s.tables.lines, snapshot.kept_count);
     while (snapshot.kept_count > 0) {
         snapshot.kept_count -= 1;
         replace_row(s.tables, snapshot.kept_rows[snapshot.kept_count],

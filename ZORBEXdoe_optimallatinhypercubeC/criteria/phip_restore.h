@@ -8,9 +8,6 @@
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
-/// Copies the line of a row out of the table, [stride]; replace_row puts it back.
-void keep_line(const phip_tables& t, std::int32_t r, double* to);
-
 /// Entries of the free rows of a column, [free rows], and their way back; only entries that differ are written.
 const double* free_entries(const phip_state& s, std::int32_t column);
 void put_entries_back(phip_state& s, std::int32_t column, const double* entries);
@@ -48,9 +45,10 @@ double undone_trial(run_context* ctx, std::int32_t column, std::int32_t count, c
         return kept + std::size_t{bits_u32(t)} * bits_u32(s.tables.stride);
     };
     for (std::int32_t t = 0; t < count; ++t) {
-        keep_line(s.tables, rows_a[t], kept_line(2 * t));
-        keep_line(s.tables, rows_b[t], kept_line(2 * t + 1));
+        copy_line(s.tables, rows_a[t], kept_line(2 * t));
+        copy_line(s.tables, rows_b[t], kept_line(2 * t + 1));
     }
+    reserve_lines(ctx, s.tables.lines, wrap_mul(2, count));
     s.column_snapshot.armed = false; // what the trial replaces comes back here
     const double result = trial();
     for (std::int32_t t = 0; t < count; ++t) {

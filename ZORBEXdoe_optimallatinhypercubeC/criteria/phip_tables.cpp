@@ -19,32 +19,39 @@ static double* stride_vector(run_context* ctx, const phip_tables& t, double fill
     return v;
 }
 
-/// A table of lines; the padding of each is set.
-static double* table_alloc(run_context* ctx, const phip_tables& t, std::int32_t lines, std::int32_t pitch,
-                           double padding)
+/// A line for every row; their padding is set.
+static void take_all_lines(run_context* ctx, phip_tables& t)
 {
-    double* table = aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(pitch));
-    for (std::int32_t i = 0; i < lines; ++i)
-        std::fill(table + static_cast<std::ptrdiff_t>(i) * pitch + t.rows,
-                  table + static_cast<std::ptrdiff_t>(i + 1) * pitch, padding);
-    return table;
+    reserve_lines(ctx, t.lines, t.rows);
+    for (std::int32_t r = 0; r < t.rows; ++r) {
+        double* line = take_line(t.lines, r);
+        std::fill(line + t.rows, line + t.stride, infinity);
+    }
 }
 
 void phip_tables_alloc(run_context* ctx, phip_tables& t)
 {
     t.stride = (t.rows + line_step - 1) / line_step * line_step;
-    t.pitch = spread_pitch(t.stride, line_step);
     t.points = double_matrix_alloc(ctx, t.rows, t.factors);
-    t.columns = table_alloc(ctx, t, t.factors, t.stride, 0.0);
-    t.distances = table_alloc(ctx, t, t.rows, t.pitch, infinity);
+    t.columns = aligned_alloc_doubles(ctx, static_cast<std::size_t>(t.factors) * bits_u32(t.stride));
+    std::fill_n(t.columns, static_cast<std::ptrdiff_t>(t.factors) * t.stride, 0.0);
+    line_store_alloc(ctx, t.lines, t.rows, t.stride);
+    t.all_lines = t.p == 0 || t.rows <= phip_few_rows;
+    if (t.all_lines)
+        take_all_lines(ctx, t);
     if (t.p > 0) {
         t.coarse.rows = t.rows;
         t.coarse.factors = t.factors;
         t.coarse.kind = t.kind;
+        t.coarse.p = t.p;
+        t.coarse.near = t.all_lines;
         coarse_alloc(ctx, t.coarse);
         t.row_sum = stride_vector(ctx, t, 0.0);
         t.row_upper = stride_vector(ctx, t, 0.0);
         t.grid = {stride_vector(ctx, t, 0.0), stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
+        t.pending = {t.grid.limit, stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
+        t.line_a = stride_vector(ctx, t, infinity);
+        t.line_b = stride_vector(ctx, t, infinity);
         t.old_terms = stride_vector(ctx, t, 0.0);
         t.new_terms = stride_vector(ctx, t, 0.0);
     } else {
@@ -59,9 +66,10 @@ void phip_tables_alloc(run_context* ctx, phip_tables& t)
 void phip_tables_free(run_context* ctx, phip_tables& t)
 {
     matrix_free(ctx, t.points);
+    line_store_free(ctx, t.lines);
     coarse_free(ctx, t.coarse);
-    for (double* v : {t.columns, t.distances, t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties,
-                      t.row_least, t.line_distances, t.old_terms, t.new_terms})
+    for (double* v : {t.columns, t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties, t.pending.sum, t.pending.ties,
+                      t.row_least, t.line_distances, t.line_a, t.line_b, t.old_terms, t.new_terms})
         aligned_free_doubles(ctx, v);
     for (void* v :
          {static_cast<void*>(t.row_nearest), static_cast<void*>(t.changed), static_cast<void*>(t.is_changed)})
@@ -109,7 +117,10 @@ void forget_changes(phip_tables& t, std::int32_t count)
 {
     while (t.changed_count > count) {
         t.changed_count -= 1;
-        t.is_changed[t.changed[t.changed_count]] = 0;
+        const std::int32_t r = t.changed[t.changed_count];
+        t.is_changed[r] = 0;
+        if (!t.all_lines)
+            release_line(t.lines, r);
     }
 }
 
@@ -118,6 +129,64 @@ static void compute_line(const phip_tables& t, std::int32_t r, double* distances
 {
     t.kernels->distances(t.kind, t.rows, t.stride, t.factors, t.columns, t.points[r], distances);
     distances[r] = infinity;
+}
+
+const double* line_of(const phip_tables& t, std::int32_t r, double* scratch)
+{
+    if (const double* stored = t.lines.of_row[r])
+        return stored;
+    compute_line(t, r, scratch);
+    for (std::int32_t i = 0; i < t.changed_count; ++i) {
+        const std::int32_t c = t.changed[i];
+        scratch[c] = t.lines.of_row[c][r];
+    }
+    return scratch;
+}
+
+/// The part of the line of row r left of the diagonal; behind it +inf up to a whole vector, or more of the line.
+static const double* left_of_diagonal(const phip_tables& t, std::int32_t r, double* scratch)
+{
+    if (const double* stored = t.lines.of_row[r])
+        return stored;
+    t.kernels->distances(t.kind, r, t.stride, t.factors, t.columns, t.points[r], scratch);
+    for (std::int32_t i = 0; i < t.changed_count; ++i) {
+        const std::int32_t c = t.changed[i];
+        if (c < r)
+            scratch[c] = t.lines.of_row[c][r];
+    }
+    return scratch;
+}
+
+void copy_line(const phip_tables& t, std::int32_t r, double* to)
+{
+    const double* line = line_of(t, r, to);
+    if (line != to)
+        std::memcpy(to, line, bits_u32(t.stride) * sizeof(double));
+}
+
+/// Stores a line for row r, mirrored into the other stored lines.
+static void store_line(phip_tables& t, std::int32_t r, const double* distances)
+{
+    std::memcpy(take_line(t.lines, r), distances, bits_u32(t.stride) * sizeof(double));
+    mark_changed(t, r);
+    if (t.all_lines) {
+        double* cell = t.lines.slabs[0] + r; // they follow one another
+        for (std::int32_t j = 0; j < t.rows; ++j, cell += t.lines.stride)
+            *cell = distances[j];
+        return;
+    }
+    for (std::int32_t i = 0; i < t.changed_count; ++i) {
+        const std::int32_t c = t.changed[i];
+        t.lines.of_row[c][r] = distances[c];
+    }
+}
+
+void hold_line(phip_tables& t, std::int32_t r)
+{
+    if (stored_line(t, r) != nullptr)
+        mark_changed(t, r);
+    else
+        store_line(t, r, line_of(t, r, t.line_distances));
 }
 
 void set_row_sum(phip_tables& t, std::int32_t r, const double* terms)
@@ -136,14 +205,14 @@ static void sum_row_anew(phip_tables& t, std::int32_t r, const double* terms)
 
 void fill_tables(phip_tables& t)
 {
-    for (std::int32_t r = 0; r < t.rows; ++r) {
-        compute_line(t, r, distance_line(t, r));
-        if (t.p == 0)
-            t.row_nearest[r] = -1;
-    }
     forget_changes(t, 0);
-    if (t.p == 0)
+    if (t.all_lines)
+        for (std::int32_t r = 0; r < t.rows; ++r)
+            compute_line(t, r, stored_line(t, r));
+    if (t.p == 0) {
+        std::fill_n(t.row_nearest, t.rows, -1);
         return;
+    }
     coarse_fit(t.coarse, t.points);
     t.sums_are_stale = true;
     renew_sums(t);
@@ -163,21 +232,10 @@ static void update_nearest(phip_tables& t, std::int32_t r, const double* distanc
     }
 }
 
-/// Copies a line into row r and column r.
-static void write_symmetric(const phip_tables& t, std::int32_t r, const double* line)
-{
-    std::memcpy(distance_line(t, r), line, bits_u32(t.rows) * sizeof(double));
-    double* cell = t.distances + r;
-    for (std::int32_t j = 0; j < t.rows; ++j, cell += t.pitch)
-        *cell = line[j];
-}
-
-/// Gives row r a new line in the table and the sums, not in the copies.
-static void replace_in_table(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
-                             const double* new_terms)
+/// Gives row r new terms in the sums.
+static void replace_in_sums(phip_tables& t, std::int32_t r, const double* old_terms, const double* new_terms)
 {
     t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_upper, t.grid);
-    write_symmetric(t, r, distances);
     sum_row_anew(t, r, new_terms);
 }
 
@@ -187,15 +245,16 @@ void renew_sums(phip_tables& t)
         return;
     t.sums_are_stale = false;
     for (std::int32_t r = 0; r < t.rows; ++r) {
-        coarse_set_row(t.coarse, r, distance_line(t, r));
-        terms_of_line(t, distance_line(t, r), t.new_terms);
+        const double* line = line_of(t, r, t.line_distances);
+        coarse_set_line(t.coarse, r, line);
+        terms_of_line(t, line, t.new_terms);
         sum_row_anew(t, r, t.new_terms);
     }
 }
 
 void replace_distances(phip_tables& t, std::int32_t r, const double* distances)
 {
-    write_symmetric(t, r, distances);
+    store_line(t, r, distances);
     std::fill_n(t.grid.ties, t.rows, infinity); // a sum in order may have been asked for in between
     t.sums_are_stale = true;
 }
@@ -204,12 +263,12 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances)
 {
     if (t.p > 0) {
         renew_sums(t);
-        terms_of_line(t, distance_line(t, r), t.old_terms);
+        terms_of_line(t, line_of(t, r, t.line_distances), t.old_terms);
         terms_of_line(t, distances, t.new_terms);
         return replace_row(t, r, distances, t.old_terms, t.new_terms);
     }
     update_nearest(t, r, distances);
-    write_symmetric(t, r, distances);
+    store_line(t, r, distances);
     t.row_nearest[r] = -1;
 }
 
@@ -217,8 +276,9 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances, const 
                  const double* new_terms)
 {
     renew_sums(t);
-    replace_in_table(t, r, distances, old_terms, new_terms);
-    coarse_set_row_and_column(t.coarse, r, distances);
+    replace_in_sums(t, r, old_terms, new_terms);
+    store_line(t, r, distances);
+    coarse_change_line(t.coarse, r, distances);
 }
 
 void refresh_tables(phip_tables& t)
@@ -231,12 +291,13 @@ void refresh_tables(phip_tables& t)
         const std::int32_t r = t.changed[i];
         compute_line(t, r, t.line_distances);
         if (t.p > 0) {
-            terms_of_line(t, distance_line(t, r), t.old_terms);
+            terms_of_line(t, t.lines.of_row[r], t.old_terms);
             terms_of_line(t, t.line_distances, t.new_terms);
-            replace_in_table(t, r, t.line_distances, t.old_terms, t.new_terms);
+            replace_in_sums(t, r, t.old_terms, t.new_terms);
+            store_line(t, r, t.line_distances);
             // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
             if (t.coarse.has_nearly_equal)
-                coarse_set_row_and_column(t.coarse, r, t.line_distances);
+                coarse_change_line(t.coarse, r, t.line_distances);
         } else {
             replace_row(t, r, t.line_distances);
         }
@@ -260,7 +321,7 @@ public:
     {
         if (!known_)
             t_.kernels->terms(t_.p, t_.distance_floor, (j_ + line_step - 1) / line_step * line_step,
-                              distance_line(t_, j_), t_.old_terms);
+                              left_of_diagonal(t_, j_, t_.line_distances), t_.old_terms);
         known_ = true;
         return t_.old_terms;
     }
@@ -334,15 +395,65 @@ static const double* terms_of_pending_row(const pending_rows& pending, std::int3
     return line;
 }
 
-double sum_in_order(phip_tables& t, const pending_rows* pending)
+/// Half the lower end of the binade of a sum, when sums are taken on its grid, else 0.
+static double grid_limit(double total)
 {
     constexpr double least_binade = 1e-290; // below it the steps of the grid would leave the range of doubles
+    constexpr std::uint64_t exponent_bits = 0x7FF0000000000000u;
+    if (!(total >= least_binade && total < infinity))
+        return 0.0;
+    return 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(total) & exponent_bits);
+}
+
+/// The sum with the first `count` terms of a line added, in parts: a tie or a new binade is the matter of one of them.
+static double add_row(const phip_tables& t, const double* terms, std::int32_t count, double total)
+{
+    constexpr std::int32_t part = 8 * line_step;
+    for (std::int32_t first = 0; first < count; first += part) {
+        const std::int32_t length = std::min(part, count - first);
+        if (const double limit = grid_limit(total); limit > 0.0 && length == part) {
+            row_on_grid row{};
+            t.kernels->grid_sum(length, terms + first, limit, &row.sum, &row.ties);
+            if (row.ties == 0.0 && total + row.sum < 4.0 * limit) {
+                total += row.sum;
+                continue;
+            }
+        }
+        for (std::int32_t i = first; i < first + length; ++i)
+            total += terms[i];
+    }
+    return total;
+}
+
+/// The grid sums that are at hand, with the pending rows in place, in t.pending.
+static void put_pending_on_grid(const phip_tables& t, const pending_rows& pending)
+{
+    std::memcpy(t.pending.sum, t.grid.sum, bits_u32(t.stride) * sizeof(double));
+    std::memcpy(t.pending.ties, t.grid.ties, bits_u32(t.stride) * sizeof(double));
+    for (const pending_row& p : pending) {
+        t.kernels->replace_on_grid(t.stride, p.row, p.old_terms, p.terms, t.pending);
+        t.pending.ties[p.row] = infinity;
+    }
+}
+
+double sum_in_order(phip_tables& t, const pending_rows* pending)
+{
+    if (pending != nullptr)
+        put_pending_on_grid(t, *pending);
+    const grid_cache& at_hand = pending == nullptr ? t.grid : t.pending;
     double total = 0.0;
     for (std::int32_t j = 1; j < t.rows; ++j) {
+        const double limit = grid_limit(total);
+        const bool on_grid = limit > 0.0;
+        if (on_grid && at_hand.limit[j] == limit && at_hand.ties[j] == 0.0) {
+            const double next = total + at_hand.sum[j];
+            if (next < 4.0 * limit) {
+                total = next;
+                continue;
+            }
+        }
         terms_of_row terms(t, j);
-        if (total >= least_binade && total < infinity) {
-            constexpr std::uint64_t exponent_bits = 0x7FF0000000000000u;
-            const double limit = 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(total) & exponent_bits);
+        if (on_grid) {
             const row_on_grid row = pending == nullptr ? grid_of_row(t, j, limit, terms)
                                                        : grid_of_pending_row(t, *pending, j, limit, terms);
             const double next = total + row.sum;
@@ -351,9 +462,7 @@ double sum_in_order(phip_tables& t, const pending_rows* pending)
                 continue;
             }
         }
-        const double* line = pending == nullptr ? terms.get() : terms_of_pending_row(*pending, j, terms);
-        for (std::int32_t i = 0; i < j; ++i)
-            total += line[i];
+        total = add_row(t, pending == nullptr ? terms.get() : terms_of_pending_row(*pending, j, terms), j, total);
     }
     return total;
 }
@@ -362,7 +471,7 @@ double least_distance(phip_tables& t, std::int32_t first_row, double least)
 {
     for (std::int32_t j = first_row; j < t.rows; ++j) {
         if (t.row_nearest[j] < 0) {
-            const double* line = distance_line(t, j);
+            const double* line = stored_line(t, j);
             std::int32_t nearest = j; // a distance that is not a number is none
             for (std::int32_t i = 0; i < t.rows; ++i)
                 nearest = line[i] < line[nearest] ? i : nearest;
@@ -381,21 +490,58 @@ void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture)
     capture.count = t.changed_count;
     if (capture.count == 0)
         return;
-    const std::size_t line_bytes = bits_u32(t.stride) * sizeof(double);
     capture.rows = int_vector_alloc(ctx, capture.count);
     capture.lines = aligned_alloc_doubles(ctx, static_cast<std::size_t>(capture.count) * bits_u32(t.stride));
     double* to = capture.lines;
     for (std::int32_t i = 0; i < capture.count; ++i, to += t.stride) {
         capture.rows[i] = t.changed[i];
-        std::memcpy(to, distance_line(t, t.changed[i]), line_bytes);
+        copy_line(t, t.changed[i], to);
     }
 }
 
-void put_capture_back(phip_tables& t, const phip_capture& capture)
+/// What capture_sums keeps.
+static std::array<double*, 5> kept_sums(const phip_tables& t)
+{
+    return {t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties};
+}
+
+void capture_sums(run_context* ctx, phip_tables& t, phip_capture& capture)
+{
+    renew_sums(t);
+    const std::size_t stride = bits_u32(t.stride);
+    capture.sums = aligned_alloc_doubles(ctx, kept_sums(t).size() * stride);
+    double* to = capture.sums;
+    for (const double* sums : kept_sums(t)) {
+        std::memcpy(to, sums, stride * sizeof(double));
+        to += stride;
+    }
+}
+
+/// The same rows are changed again: with their lines the sums come back.
+static void put_sums_back(phip_tables& t, const phip_capture& capture)
+{
+    const double* line = capture.lines;
+    for (std::int32_t i = 0; i < capture.count; ++i, line += t.stride) {
+        store_line(t, capture.rows[i], line);
+        if (t.coarse.has_nearly_equal) // as in refresh_tables
+            coarse_change_line(t.coarse, capture.rows[i], line);
+    }
+    const double* from = capture.sums;
+    for (double* sums : kept_sums(t)) {
+        std::memcpy(sums, from, bits_u32(t.stride) * sizeof(double));
+        from += t.stride;
+    }
+    t.sums_are_stale = false;
+}
+
+void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture)
 {
     if (capture.all_rows)
         fill_tables(t);
     forget_changes(t, 0);
+    reserve_lines(ctx, t.lines, capture.count);
+    if (capture.sums != nullptr && !capture.all_rows)
+        return put_sums_back(t, capture);
     const double* from = capture.lines;
     for (std::int32_t i = 0; i < capture.count; ++i, from += t.stride) {
         replace_row(t, capture.rows[i], from);
@@ -408,5 +554,6 @@ void drop_capture(run_context* ctx, phip_capture& capture)
     if (capture.rows != nullptr)
         vector_free(ctx, capture.rows);
     aligned_free_doubles(ctx, capture.lines);
+    aligned_free_doubles(ctx, capture.sums);
     capture = {};
 }

@@ -1,20 +1,23 @@
-/// The pair table of the phi-p criterion: distances of all pairs of rows, and sums of their terms.
+/// The distances of all pairs of rows for the phi-p criterion, and sums of their terms.
 ///
-/// Layout     a full symmetric table, so that every pass runs along a row; the points also by columns. For p > 0 a
-///            copy in single precision goes with it.
-/// Terms      are computed from the distances when they are asked for: dividing costs less than the traffic of a
-///            second table. A re-arrangement leaves terms without their floor; the distance below it that such a term
-///            belongs to carries a minus sign.
-/// Fresh      a pair is fresh when its cells have the bits that its two points give from scratch. An exchange updates
-///            cells by differences, so its rows stop being fresh; they are on the list of changed rows until the next
-///            evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and taking back need
-///            only visit the changed rows.
+/// Fresh      a pair is fresh when its distance has the bits that its two points give from scratch. An exchange
+///            updates distances by differences, so its rows stop being fresh; they are on the list of changed rows
+///            until the next evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and
+///            taking back need only visit the changed rows.
+/// Lines      Of few rows, and for p = 0, all lines are stored: a symmetric table, in which a row that changes is written
+///            along its column, too. Of many rows only those of changed rows are stored, each complete and up to date.
+///            The line of another row is then computed from the points when it is asked for, and takes its distances
+///            to changed rows from theirs: a few lines a move cost less than the traffic of a table that has left the
+///            near caches.
+/// Terms      are computed from the distances when they are asked for. A re-arrangement leaves terms without their
+///            floor; the distance below it that such a term belongs to carries a minus sign.
 /// Sum        the sum of all terms is defined as one chain of additions, row by row of the lower triangle.
 /// sum_in_order
 ///            has its bits without walking it, see there.
 #pragma once
 
 #include "criteria/distance.h"
+#include "criteria/line_store.h"
 #include "criteria/phip_coarse.h"
 #include "criteria/simd/phip_kernels.h"
 #include "entry/run_context.h"
@@ -23,6 +26,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+
+inline constexpr std::int32_t phip_few_rows = 640; ///< the tables of so many rows stay near the processor
 
 inline constexpr double phip_cap = 1e200; ///< sums of terms, and single terms, end there
 
@@ -36,7 +41,6 @@ struct phip_tables {
     const phip_kernels* kernels;
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
-    std::int32_t pitch;  ///< from one line of the table to the next, see spread_pitch
     std::int32_t factors;
     std::int32_t p; ///< exponent on the distances as kept; 0: no terms
     distance_kind kind;
@@ -44,17 +48,20 @@ struct phip_tables {
 
     double** points;   ///< [rows x factors] working design, each factor times its weight when weights are in force
     double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
-    double* distances; ///< [rows x pitch], +inf on the diagonal and behind the last row
+
+    line_store lines; ///< +inf at the row itself and behind the last row
+    bool all_lines;   ///< every row has one; else the changed rows
 
     // For p > 0.
     phip_coarse coarse;
     double* row_sum;     ///< [stride] approximate sum of the row's terms
     double* row_upper;   ///< [stride] upper bound of it, off by as much as row_sum may be
     grid_cache grid;     ///< of each row's terms left of the diagonal
+    grid_cache pending;  ///< scratch: the same with the lines of pending rows
     bool sums_are_stale; ///< row sums and copies are not in step with the distances; nobody asked yet
 
-    // Least distances of rows, p = 0.
-    double* row_least;         ///< [rows]
+    // For p = 0.
+    double* row_least;         ///< [rows] least distance of the row
     std::int32_t* row_nearest; ///< [rows] the row at that distance, -1 when not known
 
     std::int32_t* changed; ///< [rows] rows that are not fresh, in the order in which they changed
@@ -62,6 +69,8 @@ struct phip_tables {
     std::uint8_t* is_changed; ///< [rows]
 
     double* line_distances; ///< [stride] scratch
+    double* line_a;         ///< [stride] scratch of two_lines, p > 0
+    double* line_b;
     double* old_terms;      ///< [stride] scratch, p > 0
     double* new_terms;      ///< [stride] scratch, p > 0
 };
@@ -81,12 +90,11 @@ struct phip_capture {
     std::int32_t count;
     std::int32_t* rows; ///< [count]
     double* lines;      ///< [count x stride] distances
+    double* sums;       ///< [5 x stride] sums of rows and their places on the grid; null: to be computed anew
 };
 
-inline double* distance_line(const phip_tables& t, std::int32_t r)
-{
-    return t.distances + static_cast<std::ptrdiff_t>(r) * t.pitch;
-}
+/// The stored line of row r.
+inline double* stored_line(const phip_tables& t, std::int32_t r) { return t.lines.of_row[r]; }
 
 inline double* column_line(const phip_tables& t, std::int32_t column)
 {
@@ -101,7 +109,16 @@ void phip_tables_free(run_context* ctx, phip_tables& t);
 void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x);
 void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column);
 
-/// Term of one distance of the table, its mark included.
+/// Line of row r: the stored one, or computed into `scratch`, [stride].
+const double* line_of(const phip_tables& t, std::int32_t r, double* scratch);
+
+/// Copies the line of row r, [stride].
+void copy_line(const phip_tables& t, std::int32_t r, double* to);
+
+/// Stores the line of row r, unless it is, and marks it as changed; a line must have been reserved.
+void hold_line(phip_tables& t, std::int32_t r);
+
+/// Term of one distance, its mark included.
 double term_of(const phip_tables& t, double distance);
 
 /// Terms of a line of distances of the table; 0 for those that are +inf.
@@ -117,7 +134,8 @@ void fill_tables(phip_tables& t);
 /// Makes the changed rows fresh again. Same cells as fill_tables.
 void refresh_tables(phip_tables& t);
 
-/// Gives row r a new line, mirrored into the other rows, and keeps the sums in step. Does not mark it as changed.
+/// Gives row r a new line, mirrored into the other rows, keeps the sums in step and marks the row as changed; a line
+/// must have been reserved.
 ///   distances              [stride], not a line of the table
 ///   old_terms, new_terms   [stride] of the line that is replaced and of the new one, where they are at hand
 void replace_row(phip_tables& t, std::int32_t r, const double* distances);
@@ -131,10 +149,10 @@ void replace_distances(phip_tables& t, std::int32_t r, const double* distances);
 /// Brings sums and copies in step when they are stale; what uses them begins with it. Overwrites t.new_terms.
 void renew_sums(phip_tables& t);
 
-/// Puts a row on the list of changed rows.
+/// Puts a row that has a line on the list of changed rows.
 void mark_changed(phip_tables& t, std::int32_t r);
 
-/// Shortens the list of changed rows to its first count.
+/// Shortens the list of changed rows to its first count; the others lose their lines where not all are stored.
 void forget_changes(phip_tables& t, std::int32_t count);
 
 /// Sum of all terms, bit for bit that of adding them one by one, row by row left of the diagonal.
@@ -150,11 +168,14 @@ double sum_in_order(phip_tables& t, const pending_rows* pending = nullptr);
 /// Least distance of all pairs with a row from first_row on, p = 0; at most `least`.
 double least_distance(phip_tables& t, std::int32_t first_row, double least);
 
-/// Keeps the lines of the changed rows. Whoever replaces other rows afterwards sets all_rows.
+/// Keeps the lines of the changed rows, without sums. Whoever replaces other rows afterwards sets all_rows.
 void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture);
 
+/// Adds the sums to a capture that was just taken, p > 0: they make it cheap to put back while all_rows is not set.
+void capture_sums(run_context* ctx, phip_tables& t, phip_capture& capture);
+
 /// Puts the tables of the capture back; the points are those of that moment again. The capture stays.
-void put_capture_back(phip_tables& t, const phip_capture& capture);
+void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture);
 
 /// Frees what the capture holds.
 void drop_capture(run_context* ctx, phip_capture& capture);

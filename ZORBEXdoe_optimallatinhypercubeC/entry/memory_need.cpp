@@ -1,5 +1,6 @@
 #include "entry/memory_need.h"
 
+#include "criteria/phip_tables.h"
 #include "entry/tracked_storage.h"
 
 #include <algorithm>
@@ -18,14 +19,19 @@ struct table_bytes {
 
 } // namespace
 
-static table_bytes table_bytes_of(const criterion_options* criterion)
+static table_bytes table_bytes_of(const criterion_options* criterion, double rows)
 {
     if (criterion == nullptr)
         return {4.0, 0.0, 0.0};
     switch (criterion->criterion_id) {
     case 0: return {8.0, 12.0, 0.0};
-    // A given exponent may be 0 (maximin), which keeps no copies in single precision.
-    case 1: return criterion->params.param_count_1 > 0 ? table_bytes{8.0, 0.0, 8.0} : table_bytes{12.0, 0.0, 12.0};
+    // A given exponent may be 0 (maximin), which keeps no copies in integers, but all distances.
+    case 1: {
+        const bool given = criterion->params.param_count_1 > 0;
+        if (rows <= phip_few_rows)
+            return given ? table_bytes{8.0, 0.0, 8.0} : table_bytes{10.0, 0.0, 10.0};
+        return {2.0, 0.0, 8.0};
+    }
     case 3: return {4.0, 0.0, 0.0};
     default: return {8.0, 0.0, 0.0};
     }
@@ -47,7 +53,7 @@ double least_bytes_of_run(std::int32_t free_rows, std::int32_t fixed_rows, std::
     if (factors < 2)
         return design;
     const double level_structure = 4.0 * matrix_bytes(free, factors, sizeof(std::int32_t));
-    const table_bytes tables = table_bytes_of(criterion);
+    const table_bytes tables = table_bytes_of(criterion, rows);
     return 2.0 * design + level_structure + tables.all_pairs * rows * rows + tables.free_pairs * free * rows +
            tables.entries * rows * factors;
 }

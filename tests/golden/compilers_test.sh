@@ -44,7 +44,7 @@ run() { # compiler, level, number of sets of kernels to choose from
         kernels_for "$1" "$2" baseline
         if [ "$(uname -m)" = x86_64 ]; then
             kernels_for "$1" "$2" avx2 -mavx2
-            kernels_for "$1" "$2" avx512 -mavx2 -mavx512f -mavx512dq -mavx512vl
+            kernels_for "$1" "$2" avx512 -mavx2 -mavx512f -mavx512dq -mavx512vl -mavx512bw
         fi
     )
     "$1" "$objects"/*.o "$work/$1"/*.o "$gtest_main" "$gtest" -lpthread -lm -o "$objects/golden"

@@ -28,7 +28,7 @@ warnings)
         for source in "${sources[@]}"; do
             case $source in
             *_avx2.cpp) machine=(-mavx2) ;;
-            *_avx512.cpp) machine=(-mavx512f -mavx512dq -mavx512vl) ;;
+            *_avx512.cpp) machine=(-mavx512f -mavx512dq -mavx512vl -mavx512bw) ;;
             *) machine=() ;;
             esac
             $compiler "${flags[@]}" "${machine[@]}" "${includes[@]}" "$source"

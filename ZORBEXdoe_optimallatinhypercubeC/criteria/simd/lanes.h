@@ -1,12 +1,20 @@
 /// Vectors of as many doubles as one register holds. Included by kernel files only, after the definition of LANES.
 #pragma once
 
+#include <cstdint>
+
+#ifdef __SSE2__
+#include <immintrin.h>
+#endif
+
 typedef double vec __attribute__((vector_size(8 * LANES), may_alias));
 typedef long long vec_bits __attribute__((vector_size(8 * LANES), may_alias));
 
 /// The vector at an address that is a multiple of its size.
 static inline vec load(const double* p) { return *reinterpret_cast<const vec*>(p); }
 static inline void store(double* p, vec x) { *reinterpret_cast<vec*>(p) = x; }
+
+static inline vec smaller(vec x, vec y) { return x < y ? x : y; }
 
 /// |x| in every lane.
 static inline vec magnitude(vec x) { return (vec)((vec_bits)x & 0x7fffffffffffffffLL); }
@@ -33,11 +41,9 @@ static inline double sum_of_lanes(vec_8 x)
 // Single precision: twice as many lanes.
 
 constexpr int FLOATS = 2 * LANES;
-typedef float float_vec __attribute__((vector_size(8 * LANES), may_alias));
-typedef int float_vec_bits __attribute__((vector_size(8 * LANES), may_alias));
+typedef float float_vec __attribute__((vector_size(8 * LANES)));
 
-static inline float_vec load(const float* p) { return *reinterpret_cast<const float_vec*>(p); }
-static inline float_vec magnitude(float_vec x) { return (float_vec)((float_vec_bits)x & 0x7fffffff); }
+static inline float_vec smaller(float_vec x, float_vec y) { return x < y ? x : y; }
 
 typedef float float_vec_4 __attribute__((vector_size(16)));
 typedef float float_vec_8 __attribute__((vector_size(32)));
@@ -48,10 +54,22 @@ static inline float sum_of_lanes(float_vec_4 x)
     x += __builtin_shufflevector(x, x, 2, 3, 0, 1);
     return x[0] + x[1];
 }
+static inline float least_of_lanes(float_vec_4 x)
+{
+    const float_vec_4 y = __builtin_shufflevector(x, x, 2, 3, 0, 1);
+    x = x < y ? x : y;
+    return x[0] < x[1] ? x[0] : x[1];
+}
 #if LANES >= 4
 static inline float sum_of_lanes(float_vec_8 x)
 {
     return sum_of_lanes(__builtin_shufflevector(x, x, 0, 1, 2, 3) + __builtin_shufflevector(x, x, 4, 5, 6, 7));
+}
+static inline float least_of_lanes(float_vec_8 x)
+{
+    const float_vec_4 low = __builtin_shufflevector(x, x, 0, 1, 2, 3);
+    const float_vec_4 high = __builtin_shufflevector(x, x, 4, 5, 6, 7);
+    return least_of_lanes(low < high ? low : high);
 }
 #endif
 #if LANES >= 8
@@ -59,5 +77,109 @@ static inline float sum_of_lanes(float_vec_16 x)
 {
     return sum_of_lanes(__builtin_shufflevector(x, x, 0, 1, 2, 3, 4, 5, 6, 7) +
                         __builtin_shufflevector(x, x, 8, 9, 10, 11, 12, 13, 14, 15));
+}
+static inline float least_of_lanes(float_vec_16 x)
+{
+    const float_vec_8 low = __builtin_shufflevector(x, x, 0, 1, 2, 3, 4, 5, 6, 7);
+    const float_vec_8 high = __builtin_shufflevector(x, x, 8, 9, 10, 11, 12, 13, 14, 15);
+    return least_of_lanes(low < high ? low : high);
+}
+#endif
+
+// 16-bit integers: twice as many again. Half a vector of them makes one in single precision.
+
+constexpr int SHORTS = 4 * LANES;
+typedef short short_vec __attribute__((vector_size(8 * LANES), may_alias));
+typedef unsigned short count_vec __attribute__((vector_size(8 * LANES), may_alias));
+typedef unsigned short half_count_vec __attribute__((vector_size(4 * LANES)));
+
+static inline short_vec load(const std::int16_t* p) { return *reinterpret_cast<const short_vec*>(p); }
+static inline count_vec load(const std::uint16_t* p) { return *reinterpret_cast<const count_vec*>(p); }
+
+/// The vector at any address, as counts.
+static inline count_vec load_anywhere(const std::int16_t* p)
+{
+    count_vec x;
+    __builtin_memcpy(&x, p, sizeof x);
+    return x;
+}
+
+static inline count_vec smaller(count_vec x, count_vec y) { return x < y ? x : y; }
+
+/// Half a vector of counts.
+static inline half_count_vec low_half(count_vec x)
+{
+#if LANES == 8
+    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 0, 1, 2, 3);
+#elif LANES == 4
+    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 0, 1);
+#else
+    return (half_count_vec)((vec_bits)x)[0];
+#endif
+}
+static inline half_count_vec high_half(count_vec x)
+{
+#if LANES == 8
+    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 4, 5, 6, 7);
+#elif LANES == 4
+    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 2, 3);
+#else
+    return (half_count_vec)((vec_bits)x)[1];
+#endif
+}
+
+static inline half_count_vec smaller(half_count_vec x, half_count_vec y) { return x < y ? x : y; }
+
+static inline float_vec to_floats(half_count_vec x)
+{
+#if LANES == 8
+    return (float_vec)_mm512_cvtepi32_ps(_mm512_cvtepu16_epi32((__m256i)x));
+#elif LANES == 4
+    return (float_vec)_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32((__m128i)x));
+#else
+    return __builtin_convertvector(x, float_vec);
+#endif
+}
+
+/// The product over 2^16, its fraction left out, and the sum, which ends at 2^16 - 1.
+#if LANES == 8
+static inline short_vec high_product(short_vec x, short_vec y)
+{
+    return (short_vec)_mm512_mulhi_epi16((__m512i)x, (__m512i)y);
+}
+static inline count_vec saturated_sum(count_vec x, count_vec y)
+{
+    return (count_vec)_mm512_adds_epu16((__m512i)x, (__m512i)y);
+}
+#elif LANES == 4
+static inline short_vec high_product(short_vec x, short_vec y)
+{
+    return (short_vec)_mm256_mulhi_epi16((__m256i)x, (__m256i)y);
+}
+static inline count_vec saturated_sum(count_vec x, count_vec y)
+{
+    return (count_vec)_mm256_adds_epu16((__m256i)x, (__m256i)y);
+}
+#elif defined(__SSE2__)
+static inline short_vec high_product(short_vec x, short_vec y)
+{
+    return (short_vec)_mm_mulhi_epi16((__m128i)x, (__m128i)y);
+}
+static inline count_vec saturated_sum(count_vec x, count_vec y)
+{
+    return (count_vec)_mm_adds_epu16((__m128i)x, (__m128i)y);
+}
+#else
+static inline short_vec high_product(short_vec x, short_vec y)
+{
+    short_vec product;
+    for (int i = 0; i < SHORTS; ++i)
+        product[i] = static_cast<short>((x[i] * y[i]) >> 16);
+    return product;
+}
+static inline count_vec saturated_sum(count_vec x, count_vec y)
+{
+    const count_vec sum = x + y;
+    return sum < x ? x | 0xFFFF : sum;
 }
 #endif

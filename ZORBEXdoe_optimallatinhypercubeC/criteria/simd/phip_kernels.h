@@ -5,8 +5,8 @@
 /// Marks   distances of the table may carry a minus sign, see phip_tables.h; what is computed from them does not.
 /// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
 ///         Only where it says so is a sum taken in another order.
-/// One plain source, compiled once per instruction set; all variants give the same bits, but for the estimates and
-/// the sums in any order: these only bound what is then computed exactly.
+/// One plain source, compiled once per instruction set; all variants give the same bits, but for the bounds and the
+/// sums in any order: these only bound what is then computed exactly.
 #pragma once
 
 #include "criteria/distance.h"
@@ -18,6 +18,9 @@ inline constexpr std::int32_t line_step = 8; ///< doubles of the widest vector
 
 /// Relative error of the sums in the bounds: of the terms, and of adding up those of n rows in four lanes and more.
 inline double bound_error(std::int32_t n) { return 0x1p-12 + n * 0x1p-26; }
+
+/// Terms in the first of the bounds.
+inline constexpr double most_bound_terms = 32.0;
 
 /// What an exchange of rows a and b in one column is made of.
 struct exchange_lines {
@@ -41,11 +44,22 @@ struct exchange_results {
 /// What bounds are computed from, see phip_coarse.h.
 struct coarse_lines {
     std::int32_t stride;
-    std::int32_t pitch;
-    const float* distances; ///< [rows x pitch]
-    const float* column;    ///< [stride]
-    float unit;             ///< of the scaled distances: an upper bound of their ratio to the reference distance
-    float doubt;            ///< an upper bound of their error, over the reference distance
+    const std::uint16_t* distances; ///< [rows x stride]
+    const std::int16_t* column;    ///< [stride] entries of the column, in steps
+    const double* entries;         ///< [rows] the same as they are
+    double middle;                 ///< of the column
+    double scale;                  ///< steps of a distance
+    double slope_scale;            ///< of coarse_column
+    std::uint16_t bias;            ///< of coarse_column
+    const std::int16_t* marks;     ///< [2 stride] 0 but for -1 at `stride`
+    double doubt;                  ///< of coarse_doubt
+    float unit; ///< an upper bound of a step over the reference distance
+};
+
+/// The sum of new terms of an exchange, from below, and the least distance.
+struct coarse_sum {
+    float terms; ///< over the term of the reference distance
+    float least; ///< steps, off by the doubt
 };
 
 /// Sums of a row's terms on the grid of one binade, see sum_in_order of phip_tables.h.
@@ -57,13 +71,11 @@ struct grid_cache {
 
 struct phip_kernels {
     const char* name;
-    double estimate_error; ///< of a sum of terms in sum_after_exchange, relative
-
-    /// Distances of a point to every row: sum over the factors in ascending order.
+    /// Distances of a point to the first `count` rows: sum over the factors in ascending order.
     ///   columns   [factors x stride]
     ///   point     [factors]
-    ///   out       [stride]; the padding becomes +inf
-    void (*distances)(distance_kind kind, std::int32_t rows, std::int32_t stride, std::int32_t factors,
+    ///   out       [count rounded up to line_step]; what is behind `count` becomes +inf
+    void (*distances)(distance_kind kind, std::int32_t count, std::int32_t stride, std::int32_t factors,
                       const double* columns, const double* point, double* out);
 
     /// Terms of distances: 1e200 below the floor, where the distance has no mark, else 1 / int_power(|distance|, p).
@@ -75,19 +87,16 @@ struct phip_kernels {
                      const exchange_lines& lines, const exchange_results& out);
 
     /// For each of `count` exchanges of one column a sum of some of the new terms of both rows, over the term of the
-    /// reference distance: of the least distances of several groups of rows, each term at most 1e9. With an error of
-    /// bound_error it is a lower bound of the sum of all.
+    /// reference distance: of the least distances of several groups of rows, most_bound_terms at most. With an error of
+    /// bound_error it is a lower bound of the sum of all, but for those that are too far to count: they may be in it
+    /// although there is no such row. It is +inf where single precision has no number for it.
     ///   bound   out   [count]
     void (*bound_exchanges)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
                             const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound);
 
     /// The same for one exchange and of all new terms: a closer bound, in the same units and with the same error.
-    float (*close_bound)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a,
-                         std::int32_t b);
-
-    /// Estimate of the sum of the new terms of both rows.
-    double (*sum_after_exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
-                                 const exchange_lines& lines);
+    coarse_sum (*close_bound)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a,
+                              std::int32_t b);
 
     /// Distances of one row after its entry of a column went from entry_old to entry_new, at least 0.
     void (*move)(distance_kind kind, std::int32_t stride, const double* column, double entry_old, double entry_new,
@@ -101,6 +110,10 @@ struct phip_kernels {
     ///   grid                 of the rows behind `line` only
     void (*replace_terms)(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
                           double* row_sum, double* row_upper, const grid_cache& grid);
+
+    /// The same for the grid alone.
+    void (*replace_on_grid)(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
+                            const grid_cache& grid);
 
     /// Sum of the first `count` terms of a row, each rounded to the grid of a binade, with the number of ties; +inf
     /// ties when a term is too large for the grid.

@@ -6,18 +6,12 @@
 
 #include <cstring>
 
-#ifdef __AVX512F__
-#include <immintrin.h>
-#endif
-
 namespace {
 
 using lanes = vec;
 using mask = vec_bits;
 
 inline lanes all(double x) { return x - lanes{}; }
-
-inline lanes smaller(lanes x, lanes y) { return x < y ? x : y; }
 
 /// max(0, x) of the library's definition: 0 unless x is greater.
 inline lanes at_least_zero(lanes x) { return x > lanes{} ? x : lanes{}; }
@@ -54,23 +48,6 @@ inline lanes term(lanes distance, std::uint32_t p, lanes floor)
     return ((d < floor) & ((mask)distance >= 0)) ? all(1e200) : term;
 }
 
-/// 1 / x within estimate_error of itself, for bounds.
-#ifdef __AVX512F__
-inline lanes reciprocal_estimate(lanes x)
-{
-    return reinterpret_cast<lanes>(_mm512_maskz_rcp14_pd(0xFF, reinterpret_cast<__m512d>(x)));
-}
-constexpr double estimate_error = 0x1p-13; // the instruction's is 2^-14
-#else
-inline lanes reciprocal_estimate(lanes x) { return 1.0 / x; }
-constexpr double estimate_error = 0.0;
-#endif
-
-inline lanes term_estimate(lanes distance, std::uint32_t p, lanes floor)
-{
-    return distance < floor ? all(1e200) : reciprocal_estimate(power(distance, p));
-}
-
 inline mask row_numbers()
 {
     mask m{};
@@ -81,27 +58,46 @@ inline mask row_numbers()
 
 const double infinity = __builtin_inf();
 
+constexpr int blocks_at_once = 4; // whose sums run side by side
+
+/// Distances of some blocks of rows.
+template <distance_kind kind, int blocks>
+[[gnu::always_inline]] inline void distance_blocks(std::int32_t stride, std::int32_t factors, const double* columns,
+                                                   const double* point, double* out)
+{
+    lanes sum[std::size_t{blocks}] = {};
+    for (std::int32_t k = 0; k < factors; ++k, columns += stride) {
+        const lanes x = all(point[k]);
+#pragma GCC unroll 4
+        for (int i = 0; i < blocks; ++i)
+            sum[i] = sum[i] + part<kind>(load(columns + i * LANES) - x);
+    }
+#pragma GCC unroll 4
+    for (int i = 0; i < blocks; ++i)
+        store(out + i * LANES, sum[i]);
+}
+
 template <distance_kind kind>
-void distances_of(std::int32_t rows, std::int32_t stride, std::int32_t factors, const double* columns,
+void distances_of(std::int32_t count, std::int32_t stride, std::int32_t factors, const double* columns,
                   const double* point, double* out)
 {
-    for (std::int32_t r = 0; r < stride; r += LANES) {
-        lanes sum{};
-        for (std::int32_t k = 0; k < factors; ++k)
-            sum = sum + part<kind>(load(columns + static_cast<std::int64_t>(k) * stride + r) - point[k]);
-        store(out + r, sum);
-    }
-    for (std::int32_t r = rows; r < stride; ++r)
+    const std::int32_t length = (count + line_step - 1) / line_step * line_step;
+    std::int32_t r = 0;
+    for (; r + blocks_at_once * LANES <= length; r += blocks_at_once * LANES)
+        distance_blocks<kind, blocks_at_once>(stride, factors, columns + r, point, out + r);
+    for (; r < length; r += LANES)
+        distance_blocks<kind, 1>(stride, factors, columns + r, point, out + r);
+    for (r = count; r < length; ++r)
         out[r] = infinity;
 }
 
-void distances(distance_kind kind, std::int32_t rows, std::int32_t stride, std::int32_t factors,
+void distances(distance_kind kind, std::int32_t count, std::int32_t stride, std::int32_t factors,
                const double* columns, const double* point, double* out)
 {
     if (kind == distance_kind::euclidean)
-        distances_of<distance_kind::euclidean>(rows, stride, factors, columns, point, out);
+        distances_of<distance_kind::euclidean>(count, stride, factors, columns, point, out);
     else
-        distances_of<distance_kind::rectangular>(rows, stride, factors, columns, point, out);
+        distances_of<distance_kind::rectangular>(count, stride, factors, columns, point, out);
 }
 
 void terms(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out)
@@ -158,12 +154,18 @@ void exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t str
         exchange_of<distance_kind::rectangular>(p, floor, stride, l, out);
 }
 
-// Bounds, in single precision: twice as many lanes.
+// Bounds: distances in 16-bit integers, their terms in single precision.
 
 using floats = float_vec;
-using float_mask = float_vec_bits;
+using shorts = short_vec;
+using counts = count_vec;
 
-inline floats smaller(floats x, floats y) { return x < y ? x : y; }
+constexpr std::uint16_t none = 65535; // as coarse_none
+static_assert(2 * FLOATS <= static_cast<int>(most_bound_terms));
+
+inline shorts all_shorts(short x) { return x - shorts{}; }
+inline counts all_counts(std::uint16_t x) { return x - counts{}; }
+inline floats all_floats(float x) { return x - floats{}; }
 
 /// 1 / x within 2^-14 of itself.
 inline floats reciprocal(floats x)
@@ -175,16 +177,18 @@ inline floats reciprocal(floats x)
 #endif
 }
 
-inline float_mask float_row_numbers()
+/// x y + z
+inline floats multiply_add(floats x, floats y, floats z)
 {
-    float_mask m{};
-    for (int i = 0; i < FLOATS; ++i)
-        m[i] = i;
-    return m;
+#ifdef __AVX512F__
+    return (floats)_mm512_fmadd_ps((__m512)x, (__m512)y, (__m512)z);
+#else
+    return x * y + z;
+#endif
 }
 
-/// The terms of two vectors of distances, lane by lane; distances are upper bounds over the reference distance, each
-/// term counts as 1e9 at most. The powers go side by side; where one leaves the range its term is 0 or the most.
+/// The terms of two vectors of distances over the reference distance, lane by lane. The powers go side by side; where
+/// one leaves the range its term is 0 or +inf.
 inline floats sum_of_terms(floats x, floats y, std::uint32_t p)
 {
     floats px = x;
@@ -197,58 +201,114 @@ inline floats sum_of_terms(floats x, floats y, std::uint32_t p)
             py = py * y;
         }
     }
-    const floats most = 1e9f - floats{};
-    return smaller(reciprocal(px), most) + smaller(reciprocal(py), most);
+    return reciprocal(px) + reciprocal(py);
 }
 
-/// How the distances of rows a and b change by an exchange: by change(r) + constant, and by the opposite. For the
-/// Euclidean kind that is linear in the entry.
-template <distance_kind kind>
+/// How the distances of rows a and b to a third one change by an exchange, in steps: by what coarse_rows computes,
+/// which takes in a bias, and a constant. For the Euclidean kind they change linearly with the third row's entry.
 struct coarse_change {
-    float ya, yb, slope, constant;
+    std::int16_t slope;
+    float offset_a, offset_b; ///< the constant, less the bias, and the doubt
+};
 
-    coarse_change(const coarse_lines& l, std::int32_t a, std::int32_t b)
-        : ya(l.column[a]), yb(l.column[b]), slope(2.0f * (ya - yb)),
-          constant(kind == distance_kind::euclidean ? (yb - ya) * (yb + ya) : 0.0f)
+template <distance_kind kind>
+inline coarse_change change_of(const coarse_lines& l, std::int32_t a, std::int32_t b)
+{
+    const float least = static_cast<float>(l.doubt) - static_cast<float>(l.bias);
+    if constexpr (kind == distance_kind::rectangular)
+        return {0, least, least};
+    const double xa = l.entries[a];
+    const double xb = l.entries[b];
+    constexpr double upwards = 32768.5; // so that leaving out the fraction rounds
+    const int slope = static_cast<int>((xa - xb) * l.slope_scale + upwards) - 32768;
+    const auto constant = static_cast<float>(l.scale * (xb - xa) * ((xb - l.middle) + (xa - l.middle)) + 0.5);
+    return {static_cast<std::int16_t>(slope), least + constant, least - constant};
+}
+
+/// The rows of an exchange beside the others. Changes are counted from the bias on, so that what is too far to count
+/// stays so.
+template <distance_kind kind>
+struct coarse_rows {
+    const std::uint16_t* line_a;
+    const std::uint16_t* line_b;
+    const std::int16_t* mark_a;
+    const std::int16_t* mark_b;
+    const std::int16_t* column;
+    shorts slope;
+    short ya, yb;
+    counts bias;
+
+    coarse_rows(const coarse_lines& l, std::int32_t a, std::int32_t b, const coarse_change& change)
+        : line_a(l.distances + static_cast<std::int64_t>(a) * l.stride),
+          line_b(l.distances + static_cast<std::int64_t>(b) * l.stride), mark_a(l.marks + l.stride - a),
+          mark_b(l.marks + l.stride - b), column(l.column), slope(all_shorts(change.slope)), ya(l.column[a]),
+          yb(l.column[b]), bias(all_counts(l.bias))
     {
     }
-    floats of(floats y) const
+
+    /// For the rows from r on.
+    void steps(std::int32_t r, counts& steps_a, counts& steps_b) const
     {
-        if constexpr (kind == distance_kind::euclidean)
-            return slope * y;
-        else
-            return magnitude(y - yb) - magnitude(y - ya);
+        const shorts y = load(column + r);
+        counts by;
+        if constexpr (kind == distance_kind::euclidean) {
+            by = (counts)high_product(slope, y);
+        } else {
+            const shorts to_b = y - yb;
+            const shorts to_a = y - ya;
+            by = (counts)((to_b < 0 ? -to_b : to_b) - (to_a < 0 ? -to_a : to_a));
+        }
+        // The pair itself keeps its distance.
+        steps_a = saturated_sum(load(line_a + r), bias + by) | load_anywhere(mark_b + r);
+        steps_b = saturated_sum(load(line_b + r), bias - by) | load_anywhere(mark_a + r);
     }
 };
+
+/// Terms of two halves of what `steps` gives, distances being larger than they are by at most twice the doubt.
+inline floats terms_of_steps(half_count_vec steps_a, half_count_vec steps_b, const coarse_change& change, float unit,
+                             std::uint32_t p)
+{
+    const floats units = all_floats(unit);
+    return sum_of_terms(multiply_add(to_floats(steps_a), units, all_floats(change.offset_a * unit)),
+                        multiply_add(to_floats(steps_b), units, all_floats(change.offset_b * unit)), p);
+}
 
 /// The least new distances of rows a and b, lane by lane: as many different terms of the new sum, which cannot be
 /// less than these.
 template <distance_kind kind>
-[[gnu::always_inline]] inline floats bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+[[gnu::always_inline]] inline floats bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b,
+                                              const coarse_change& change)
 {
-    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.pitch;
-    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.pitch;
-    const coarse_change<kind> change(l, a, b);
-    const floats none = __builtin_inff() - floats{};
-    floats least_a = none;
-    floats least_b = none;
-    float_mask row = float_row_numbers();
-    for (std::int32_t r = 0; r < l.stride; r += FLOATS, row += FLOATS) {
-        const floats by = change.of(load(l.column + r));
-        // The pair itself keeps its distance.
-        least_a = smaller(row == b ? none : load(line_a + r) + by, least_a);
-        least_b = smaller(row == a ? none : load(line_b + r) - by, least_b);
+    const coarse_rows<kind> rows(l, a, b, change);
+    counts least_a;
+    counts least_b;
+    rows.steps(0, least_a, least_b);
+    for (std::int32_t r = SHORTS; r < l.stride; r += SHORTS) {
+        counts steps_a;
+        counts steps_b;
+        rows.steps(r, steps_a, steps_b);
+        least_a = smaller(steps_a, least_a);
+        least_b = smaller(steps_b, least_b);
     }
-    return sum_of_terms((least_a + change.constant) * l.unit + l.doubt,
-                        (least_b - change.constant) * l.unit + l.doubt, static_cast<std::uint32_t>(p));
+    return terms_of_steps(smaller(low_half(least_a), high_half(least_a)),
+                          smaller(low_half(least_b), high_half(least_b)), change, l.unit,
+                          static_cast<std::uint32_t>(p));
 }
 
 template <distance_kind kind>
-[[gnu::always_inline]] inline void bounds_of(std::int32_t p, const coarse_lines& lines, std::int32_t count,
+[[gnu::always_inline]] inline void bounds_of(std::int32_t p, const coarse_lines& given, std::int32_t count,
                                              const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound)
 {
-    for (std::int32_t c = 0; c < count; ++c)
-        bound[c] = sum_of_lanes(bound_of<kind>(p, lines, rows_a[c], rows_b[c]));
+    const coarse_lines lines = given; // which nothing that is written here can change
+    constexpr std::int32_t portion = 64;
+    coarse_change changes[portion];
+    for (std::int32_t first = 0; first < count; first += portion) {
+        const std::int32_t end = first + portion < count ? first + portion : count;
+        for (std::int32_t c = first; c < end; ++c)
+            changes[c - first] = change_of<kind>(lines, rows_a[c], rows_b[c]);
+        for (std::int32_t c = first; c < end; ++c)
+            bound[c] = sum_of_lanes(bound_of<kind>(p, lines, rows_a[c], rows_b[c], changes[c - first]));
+    }
 }
 
 void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
@@ -263,53 +323,35 @@ void bound_exchanges(distance_kind kind, std::int32_t p, const coarse_lines& lin
 }
 
 template <distance_kind kind>
-inline float close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b)
+[[gnu::always_inline]] inline coarse_sum close_bound_of(std::int32_t p, const coarse_lines& l, std::int32_t a,
+                                                        std::int32_t b)
 {
-    const float* line_a = l.distances + static_cast<std::int64_t>(a) * l.pitch;
-    const float* line_b = l.distances + static_cast<std::int64_t>(b) * l.pitch;
-    const coarse_change<kind> change(l, a, b);
-    const floats none = __builtin_inff() - floats{};
+    const coarse_change change = change_of<kind>(l, a, b);
+    const coarse_rows<kind> rows(l, a, b, change);
+    counts least_a = all_counts(none);
+    counts least_b = all_counts(none);
     floats total{};
-    float_mask row = float_row_numbers();
-    for (std::int32_t r = 0; r < l.stride; r += FLOATS, row += FLOATS) {
-        const floats by = change.of(load(l.column + r)) + change.constant;
-        const floats new_a = row == b ? none : load(line_a + r) + by;
-        const floats new_b = row == a ? none : load(line_b + r) - by;
-        total += sum_of_terms(new_a * l.unit + l.doubt, new_b * l.unit + l.doubt, static_cast<std::uint32_t>(p));
+    for (std::int32_t r = 0; r < l.stride; r += SHORTS) {
+        counts steps_a;
+        counts steps_b;
+        rows.steps(r, steps_a, steps_b);
+        least_a = smaller(steps_a, least_a);
+        least_b = smaller(steps_b, least_b);
+        total += terms_of_steps(low_half(steps_a), low_half(steps_b), change, l.unit, static_cast<std::uint32_t>(p));
+        total +=
+            terms_of_steps(high_half(steps_a), high_half(steps_b), change, l.unit, static_cast<std::uint32_t>(p));
     }
-    return sum_of_lanes(total);
+    const floats least = smaller(to_floats(smaller(low_half(least_a), high_half(least_a))) + change.offset_a,
+                                 to_floats(smaller(low_half(least_b), high_half(least_b))) + change.offset_b);
+    return {sum_of_lanes(total), least_of_lanes(least) - static_cast<float>(l.doubt)};
 }
 
-float close_bound(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a, std::int32_t b)
+coarse_sum close_bound(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a, std::int32_t b)
 {
     if (kind == distance_kind::euclidean && p == usual_p)
         return close_bound_of<distance_kind::euclidean>(usual_p, lines, a, b);
     return kind == distance_kind::euclidean ? close_bound_of<distance_kind::euclidean>(p, lines, a, b)
                                             : close_bound_of<distance_kind::rectangular>(p, lines, a, b);
-}
-
-template <distance_kind kind>
-double sum_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l)
-{
-    const auto n = static_cast<std::uint32_t>(p);
-    lanes sum_a{};
-    lanes sum_b{};
-    mask row = row_numbers();
-    for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
-        lanes new_a;
-        lanes new_b;
-        exchanged_block<kind>(l, r, row, new_a, new_b);
-        sum_a += term_estimate(at_least_zero(new_a), n, all(floor));
-        sum_b += term_estimate(at_least_zero(new_b), n, all(floor));
-    }
-    return sum_of_lanes(sum_a + sum_b);
-}
-
-double sum_after_exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
-                          const exchange_lines& l)
-{
-    return kind == distance_kind::euclidean ? sum_of<distance_kind::euclidean>(p, floor, stride, l)
-                                            : sum_of<distance_kind::rectangular>(p, floor, stride, l);
 }
 
 template <distance_kind kind>
@@ -363,28 +405,45 @@ inline void replace_in_sums(std::int32_t r, lanes before, lanes after, double* r
     store(row_sum + r, total);
 }
 
+/// New grid sums of one block of rows.
+///   row   their numbers; those up to `line` keep their sums
+inline void replace_on_grid_block(std::int32_t r, mask row, std::int32_t line, lanes before, lanes after,
+                                  const grid_cache& grid)
+{
+    const lanes limit = load(grid.limit + r);
+    const lanes rounded_before = to_grid(before, limit);
+    const lanes rounded_after = to_grid(after, limit);
+    const lanes grid_total = (load(grid.sum + r) - rounded_before) + rounded_after;
+    lanes ties = load(grid.ties + r) - tie(before, rounded_before, limit) + tie(after, rounded_after, limit);
+    // Beyond the binade neither the rounding nor the sum is exact any more.
+    ties = ((after < limit) & (grid_total < 4.0 * limit)) ? ties : all(infinity);
+    const mask behind = row > line;
+    store(grid.sum + r, behind ? grid_total : load(grid.sum + r));
+    store(grid.ties + r, behind ? ties : load(grid.ties + r));
+}
+
+/// The block of the first row that may be behind a line.
+inline std::int32_t first_block(std::int32_t line) { return line / LANES * LANES; }
+
+void replace_on_grid(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
+                     const grid_cache& grid)
+{
+    mask row = row_numbers() + first_block(line);
+    for (std::int32_t r = first_block(line); r < stride; r += LANES, row += LANES)
+        replace_on_grid_block(r, row, line, load(old_terms + r), load(new_terms + r), grid);
+}
+
 void replace_terms(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
                    double* row_sum, double* row_upper, const grid_cache& grid)
 {
-    const std::int32_t first = line / LANES * LANES; // block of the first row that may be behind the line
-    for (std::int32_t r = 0; r < first; r += LANES)
+    for (std::int32_t r = 0; r < first_block(line); r += LANES)
         replace_in_sums(r, load(old_terms + r), load(new_terms + r), row_sum, row_upper);
-    mask row = row_numbers() + first;
-    for (std::int32_t r = first; r < stride; r += LANES, row += LANES) {
+    mask row = row_numbers() + first_block(line);
+    for (std::int32_t r = first_block(line); r < stride; r += LANES, row += LANES) {
         const lanes before = load(old_terms + r);
         const lanes after = load(new_terms + r);
         replace_in_sums(r, before, after, row_sum, row_upper);
-
-        const lanes limit = load(grid.limit + r);
-        const lanes rounded_before = to_grid(before, limit);
-        const lanes rounded_after = to_grid(after, limit);
-        const lanes grid_total = (load(grid.sum + r) - rounded_before) + rounded_after;
-        lanes ties = load(grid.ties + r) - tie(before, rounded_before, limit) + tie(after, rounded_after, limit);
-        // Beyond the binade neither the rounding nor the sum is exact any more.
-        ties = ((after < limit) & (grid_total < 4.0 * limit)) ? ties : all(infinity);
-        const mask behind = row > line;
-        store(grid.sum + r, behind ? grid_total : load(grid.sum + r));
-        store(grid.ties + r, behind ? ties : load(grid.ties + r));
+        replace_on_grid_block(r, row, line, before, after, grid);
     }
 }
 
@@ -421,6 +480,6 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
 } // namespace
 
 constexpr phip_kernels KERNELS{
-    NAME,        estimate_error,     distances, terms, exchange,      bound_exchanges,
-    close_bound, sum_after_exchange, move,      sum,   replace_terms, grid_sum,
+    NAME, distances, terms, exchange, bound_exchanges, close_bound, move, sum,
+    replace_terms, replace_on_grid, grid_sum,
 };
