@@ -82,7 +82,7 @@ double group_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t
     const std::int32_t b = s.candidate_second[best];
     const std::int32_t rows = list(a, b);
     for (std::int32_t t = 0; t < rows; ++t)
-        std::swap(row_at_rank(ctx, a * rows + t, factor), row_at_rank(ctx, b * rows + t, factor));
+        swap_ranks(ctx, factor, a * rows + t, b * rows + t);
     crit_apply_swaps(ctx, factor, rows, s.rows_a, s.rows_b);
     return crit_value(ctx);
 }
@@ -104,9 +104,9 @@ static double symmetric_exchange_search(run_context* ctx, std::int32_t factor, s
     const std::int32_t r2 = s.candidate_second[best];
     const std::int32_t pairs = list(r1, r2);
     crit_apply_swaps(ctx, factor, pairs, s.rows_a, s.rows_b);
-    std::swap(row_at_rank(ctx, r1, factor), row_at_rank(ctx, r2, factor));
+    swap_ranks(ctx, factor, r1, r2);
     if (pairs == 2)
-        std::swap(row_at_rank(ctx, s.rows - 1 - r1, factor), row_at_rank(ctx, s.rows - 1 - r2, factor));
+        swap_ranks(ctx, factor, s.rows - 1 - r1, s.rows - 1 - r2);
     return crit_value(ctx);
 }
 
@@ -180,10 +180,10 @@ double element_exchange_search(run_context* ctx, std::int32_t factor, std::int32
         return crit_value(ctx);
     if (only_if_better && !(crit_value(ctx) > best.value))
         return crit_value(ctx);
-    std::int32_t& row_a = row_at_rank(ctx, best.first, factor);
-    std::int32_t& row_b = row_at_rank(ctx, best.second, factor);
+    const std::int32_t row_a = row_at_rank(ctx, best.first, factor);
+    const std::int32_t row_b = row_at_rank(ctx, best.second, factor);
     crit_apply_swaps(ctx, factor, 1, &row_a, &row_b);
-    std::swap(row_a, row_b);
+    swap_ranks(ctx, factor, best.first, best.second);
     return crit_value(ctx);
 }
 
@@ -324,6 +324,7 @@ static void apply_best_rearrangement(run_context* ctx, std::int32_t factor, std:
     }
     if (found && !(only_if_better && !(crit_value(ctx) > best_value))) {
         crit_apply_moves(ctx, factor, best.count, best.rows_dst, best.rows_src);
+        keep_rank_order_column(ctx, factor);
         for (std::int32_t t = 0; t < best.count; ++t)
             row_at_rank(ctx, best.source[t], factor) = best.rows_dst[t];
     }

@@ -64,6 +64,8 @@ void describe_levels(run_context* ctx, const double* const* design, std::int32_t
     rows.k = k;
     rows.first_row = first_row;
     rows.total_rows = wrap_add(n, first_row);
+    rows.saved_factor = -1;
+    rows.swaps = int_vector_alloc(ctx, wrap_mul(2, n));
     rows.saved_column_order = int_vector_alloc(ctx, n);
     rows.work = int_vector_alloc(ctx, n);
     rows.saved_order = int_matrix_alloc(ctx, n, k);
@@ -177,14 +179,46 @@ void restore_rank_order(run_context* ctx)
 
 void save_rank_order_column(run_context* ctx, std::int32_t factor)
 {
-    for (std::int32_t r = 0; r < ctx->rows->n; ++r)
-        ctx->rows->saved_column_order[r] = ctx->levels->rank_order[r][factor];
+    search_rows& rows = *ctx->rows;
+    rows.saved_factor = factor;
+    rows.swap_count = 0;
+    rows.column_kept = false;
+}
+
+void keep_rank_order_column(run_context* ctx, std::int32_t factor)
+{
+    search_rows& rows = *ctx->rows;
+    if (rows.saved_factor != factor || rows.column_kept)
+        return;
+    rows.column_kept = true;
+    for (std::int32_t r = 0; r < rows.n; ++r)
+        rows.saved_column_order[r] = ctx->levels->rank_order[r][factor];
+}
+
+void swap_ranks(run_context* ctx, std::int32_t factor, std::int32_t first, std::int32_t second)
+{
+    search_rows& rows = *ctx->rows;
+    if (rows.swap_count == rows.n)
+        keep_rank_order_column(ctx, factor);
+    if (rows.saved_factor == factor && !rows.column_kept) {
+        rows.swaps[2 * rows.swap_count] = first;
+        rows.swaps[2 * rows.swap_count + 1] = second;
+        rows.swap_count += 1;
+    }
+    std::int32_t** order = ctx->levels->rank_order;
+    std::swap(order[first][factor], order[second][factor]);
 }
 
 void restore_rank_order_column(run_context* ctx, std::int32_t factor)
 {
-    for (std::int32_t r = 0; r < ctx->rows->n; ++r)
-        ctx->levels->rank_order[r][factor] = ctx->rows->saved_column_order[r];
+    search_rows& rows = *ctx->rows;
+    std::int32_t** order = ctx->levels->rank_order;
+    for (std::int32_t r = 0; rows.column_kept && r < rows.n; ++r)
+        order[r][factor] = rows.saved_column_order[r];
+    for (std::int32_t i = rows.swap_count; i-- > 0;)
+        std::swap(order[rows.swaps[2 * i]][factor], order[rows.swaps[2 * i + 1]][factor]);
+    rows.swap_count = 0;
+    rows.column_kept = false;
 }
 
 /// Frees a vector that may be missing and forgets it.
@@ -209,6 +243,7 @@ void level_structure_release(run_context* ctx)
     release_matrix(ctx, rows.saved_order);
     release_vector(ctx, rows.work);
     release_vector(ctx, rows.saved_column_order);
+    release_vector(ctx, rows.swaps);
     level_groups& groups = *ctx->groups;
     release_vector(ctx, groups.matched);
     release_vector(ctx, groups.rows_per_group);

@@ -31,7 +31,11 @@ struct search_rows {
     std::int32_t k;                   ///< factors
     std::int32_t first_row;           ///< fixed rows before them
     std::int32_t total_rows;          ///< n + first_row
-    std::int32_t* saved_column_order; ///< [n] rank order of one factor
+    std::int32_t saved_factor;        ///< whose rank order is saved
+    std::int32_t swap_count;          ///< exchanges in it since then, as far as they are listed
+    std::int32_t* swaps;              ///< [2 n] their ranks
+    bool column_kept;                 ///< what came after them was not listed
+    std::int32_t* saved_column_order; ///< [n] the rank order before that
     std::int32_t* work;               ///< [n]
     std::int32_t** saved_order;       ///< [n x k] rank order of all factors
 };
@@ -50,11 +54,18 @@ void group_levels(run_context* ctx, const std::int32_t* levels_per_factor);
 /// Source: Ye, Li and Sudjianto, "Algorithmic construction of optimal symmetric Latin hypercube designs", 2000.
 bool is_symmetric_design(run_context* ctx);
 
-/// Saved copies of the rank order, for moves and rounds that are taken back.
+/// Saved rank orders, for moves and rounds that are taken back: of all factors, and of one. The latter is not copied:
+/// a move exchanges a few ranks, which are listed and exchanged back.
 void save_rank_order(run_context* ctx);
 void restore_rank_order(run_context* ctx);
 void save_rank_order_column(run_context* ctx, std::int32_t factor);
 void restore_rank_order_column(run_context* ctx, std::int32_t factor);
+
+/// Exchanges two entries of a factor's rank order.
+void swap_ranks(run_context* ctx, std::int32_t factor, std::int32_t first, std::int32_t second);
+
+/// To be called before a factor's rank order is changed in any other way.
+void keep_rank_order_column(run_context* ctx, std::int32_t factor);
 
 /// Frees what the three records hold, not the records.
 void level_structure_release(run_context* ctx);

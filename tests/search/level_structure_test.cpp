@@ -197,14 +197,44 @@ TEST(levelstructure, saved_rank_orders_come_back)
     const ints before[] = {column(order, 8, 0), column(order, 8, 1), column(order, 8, 2)};
     save_rank_order(run.ctx());
     save_rank_order_column(run.ctx(), 1);
+    swap_ranks(run.ctx(), 1, 2, 7);
+    swap_ranks(run.ctx(), 1, 7, 0);
+    EXPECT_EQ(order[0][1], before[1][2]);
+    keep_rank_order_column(run.ctx(), 1);
     for (int r = 0; r < 8; ++r)
         order[r][1] = order[r][2] = -1;
+    swap_ranks(run.ctx(), 1, 2, 5); // need not be listed any more
+    keep_rank_order_column(run.ctx(), 1);
     restore_rank_order_column(run.ctx(), 1);
     EXPECT_EQ(column(order, 8, 1), before[1]);
     EXPECT_EQ(column(order, 8, 2), ints(8, -1));
+    swap_ranks(run.ctx(), 1, 3, 4); // the saved order stays saved
+    restore_rank_order_column(run.ctx(), 1);
+    EXPECT_EQ(column(order, 8, 1), before[1]);
     restore_rank_order(run.ctx());
     for (int j = 0; j < 3; ++j)
         EXPECT_EQ(column(order, 8, j), before[j]);
+}
+
+TEST(levelstructure, exchanges_beyond_the_list_and_in_other_columns)
+{
+    random_stream random{9};
+    test_run run;
+    describe(run, random_levels(8, 3, random));
+    std::int32_t** order = run->levels->rank_order;
+    const ints before = column(order, 8, 1);
+    swap_ranks(run.ctx(), 1, 0, 1); // nothing is saved yet
+    swap_ranks(run.ctx(), 1, 0, 1);
+    save_rank_order_column(run.ctx(), 1);
+    for (int i = 0; i < 50; ++i) {
+        const int first = random.below(8);
+        swap_ranks(run.ctx(), 1, first, (first + 1 + random.below(7)) % 8);
+        swap_ranks(run.ctx(), 2, random.below(8), random.below(8));
+    }
+    const ints other = column(order, 8, 2);
+    restore_rank_order_column(run.ctx(), 1);
+    EXPECT_EQ(column(order, 8, 1), before);
+    EXPECT_EQ(column(order, 8, 2), other);
 }
 
 TEST(levelstructure, release_frees_everything_and_may_come_twice)

@@ -133,7 +133,8 @@ static inline half_count_vec smaller(half_count_vec x, half_count_vec y) { retur
 static inline float_vec to_floats(half_count_vec x)
 {
 #if LANES == 8
-    return (float_vec)_mm512_cvtepi32_ps(_mm512_cvtepu16_epi32((__m256i)x));
+    // Masks of all lanes: without them the compiler takes the registers for uninitialised.
+    return (float_vec)_mm512_maskz_cvtepi32_ps(0xFFFF, _mm512_maskz_cvtepu16_epi32(0xFFFF, (__m256i)x));
 #elif LANES == 4
     return (float_vec)_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32((__m128i)x));
 #else
