@@ -234,6 +234,7 @@ static void phip_save_column(run_context* ctx, std::int32_t column)
     snapshot.value = s.value;
     snapshot.term_sum = s.term_sum;
     snapshot.changed_count = s.tables.changed_count;
+    snapshot.entries_set = s.tables.entries_set;
     snapshot.kept_count = 0;
     if (s.free_rows > 0)
         std::memcpy(snapshot.entries, free_entries(s, column), bits_u32(s.free_rows) * sizeof(double));

@@ -37,6 +37,7 @@ struct phip_column_snapshot {
     double value;
     double term_sum;
     std::int32_t changed_count; ///< length of the list of changed rows at the save
+    std::uint64_t entries_set;  ///< of the tables, at the save
 
     // Lines as they were before each row was replaced, oldest first.
     std::int32_t kept_count;

@@ -86,8 +86,16 @@ void restore_tables(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
     phip_column_snapshot& snapshot = s.column_snapshot;
-    s.exchange.pending = false; // its tables were never written
-    s.exchange.computed = false;
+    phip_exchange& e = s.exchange;
+    const bool only_pending = e.pending && s.tables.entries_set == snapshot.entries_set + 2 &&
+                              !snapshot.capture.taken && snapshot.kept_count == 0;
+    e.pending = false; // its tables were never written
+    e.computed = false;
+    if (only_pending) {
+        swap_points(s.tables, e.a, e.b, e.column);
+        snapshot.entries_set = s.tables.entries_set;
+        return;
+    }
     if (snapshot.capture.taken) {
         put_entries_back(s, snapshot.column, snapshot.capture_entries);
         put_capture_back(ctx, s.tables, snapshot.capture);
@@ -100,5 +108,6 @@ void restore_tables(run_context* ctx)
                     snapshot.kept_lines + std::size_t{bits_u32(snapshot.kept_count)} * bits_u32(s.tables.stride));
     }
     put_entries_back(s, snapshot.column, snapshot.entries);
+    snapshot.entries_set = s.tables.entries_set;
     forget_changes(s.tables, snapshot.changed_count);
 }

@@ -79,6 +79,7 @@ void phip_tables_free(run_context* ctx, phip_tables& t)
 
 void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x)
 {
+    t.entries_set += 1;
     t.points[r][column] = x;
     column_line(t, column)[r] = x;
     if (t.p > 0)

@@ -48,6 +48,7 @@ struct phip_tables {
 
     double** points;   ///< [rows x factors] working design, each factor times its weight when weights are in force
     double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
+    std::uint64_t entries_set; ///< number of set_point calls
 
     line_store lines; ///< +inf at the row itself and behind the last row
     bool all_lines;   ///< every row has one; else the changed rows
