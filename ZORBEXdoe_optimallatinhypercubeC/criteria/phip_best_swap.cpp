@@ -231,6 +231,20 @@ static double exact_total(phip_state& s, const bounded_candidates& k, std::int32
     return total / e.old_sum >= phip_least_ratio ? total : std::nan("");
 }
 
+/// A closer look still: the lower bound of a candidate from its distances in double precision, which is listed.
+static void bound_closely(phip_state& s, const bounded_candidates& k, std::int32_t c)
+{
+    const phip_tables& t = s.tables;
+    const std::int32_t a = k.rows_a[c];
+    const std::int32_t b = k.rows_b[c];
+    const exchange_lines lines = lines_of(t, k.column, a, b);
+    const double sum = t.kernels->sum_after_exchange(t.kind, t.p, t.distance_floor, t.stride, lines);
+    const double new_low = sum * (1.0 - t.kernels->estimate_error);
+    const double upper = t.row_upper[a] + t.row_upper[b];
+    const double old_high = upper - 2.0 * term_of(t, lines.distance_a[b]);
+    s.candidates.lower[c] = new_low + s.term_sum - old_high - k.slack_unit * (sum + s.term_sum + upper);
+}
+
 /// Second pass: the totals of the candidates that can still win, the one with the least bound first. The others meet
 /// a closer bound before. Those that are left after it are listed in s.candidates.left.
 ///   returns the upper bound of the least total
@@ -264,7 +278,11 @@ static double bracket_totals(phip_state& s, const bounded_candidates& k, std::in
             lower[c] += gain_of_pair(s.tables, k, c);
             continue;
         }
-        best = std::min(best, bracket_total(s, k, c, limit));
+        const double upper = bracket_total(s, k, c, limit);
+        if (upper < best) { // the likely winner comes first
+            best = upper;
+            std::swap(left[0], left[i]);
+        }
         limit = best * surely_worse;
     }
     return best;
@@ -317,6 +335,11 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
         const std::int32_t c = s.candidates.left[i];
         if (s.candidates.lower[c] > least)
             continue;
+        if (winner >= 0 && !is_equal(s, k, c)) {
+            bound_closely(s, k, c);
+            if (s.candidates.lower[c] > least)
+                continue;
+        }
         tried += 1;
         if (winner >= 0)
             std::swap(s.exchange, s.other_exchange); // the winner's stays

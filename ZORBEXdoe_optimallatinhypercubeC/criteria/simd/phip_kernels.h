@@ -5,8 +5,8 @@
 /// Marks   distances of the table may carry a minus sign, see phip_tables.h; what is computed from them does not.
 /// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
 ///         Only where it says so is a sum taken in another order.
-/// One plain source, compiled once per instruction set; all variants give the same bits, but for the bounds and the
-/// sums in any order: these only bound what is then computed exactly.
+/// One plain source, compiled once per instruction set; all variants give the same bits, but for the bounds, the
+/// estimates and the sums in any order: these only bound what is then computed exactly.
 #pragma once
 
 #include "criteria/distance.h"
@@ -71,6 +71,7 @@ struct grid_cache {
 
 struct phip_kernels {
     const char* name;
+    double estimate_error; ///< of sum_after_exchange, relative, beside that of adding up
     /// Distances of a point to the first `count` rows: sum over the factors in ascending order.
     ///   columns   [factors x stride]
     ///   point     [factors]
@@ -97,6 +98,10 @@ struct phip_kernels {
     /// The same for one exchange and of all new terms: a closer bound, in the same units and with the same error.
     coarse_sum (*close_bound)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t a,
                               std::int32_t b);
+
+    /// Estimate of the sum of the new terms of both rows, from the distances themselves.
+    double (*sum_after_exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
+                                 const exchange_lines& lines);
 
     /// Distances of one row after its entry of a column went from entry_old to entry_new, at least 0.
     void (*move)(distance_kind kind, std::int32_t stride, const double* column, double entry_old, double entry_new,
