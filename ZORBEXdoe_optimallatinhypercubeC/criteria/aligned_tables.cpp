@@ -1,7 +1,9 @@
 #include "criteria/aligned_tables.h"
 
 #include "entry/tracked_storage.h"
+#include "storage/vectors.h"
 
+#include <algorithm>
 #include <cstring>
 
 constexpr std::size_t alignment = 64; ///< bytes: the widest vector
@@ -15,6 +17,23 @@ static double** block_alloc(run_context* ctx, std::size_t rows, std::size_t exte
     cells = reinterpret_cast<double*>(block + header + (misfit == 0 ? 0 : alignment - misfit));
     std::memset(cells, 0, extent * sizeof(double));
     return reinterpret_cast<double**>(block);
+}
+
+parallel_vectors::parallel_vectors(run_context* ctx, double*& block, std::int32_t count, std::int32_t length)
+    : length_(length)
+{
+    constexpr std::int32_t page = 4096 / sizeof(double);
+    constexpr std::int32_t apart = 40; // doubles; a dozen vectors fit a page at this distance
+    pitch_ = (std::max(length - apart, 0) + page - 1) / page * page + apart;
+    next_ = block = aligned_alloc_doubles(ctx, static_cast<std::size_t>(count) * static_cast<std::size_t>(pitch_));
+}
+
+double* parallel_vectors::next(double filled_with)
+{
+    double* vector = next_;
+    next_ += pitch_;
+    std::fill_n(vector, length_, filled_with);
+    return vector;
 }
 
 double** aligned_matrix_alloc(run_context* ctx, std::int32_t rows, std::int32_t columns)

@@ -17,6 +17,22 @@ inline std::int32_t padded_length(std::int32_t n) { return (n + row_multiple - 1
 double** aligned_matrix_alloc(run_context* ctx, std::int32_t rows, std::int32_t columns);
 void aligned_matrix_free(run_context* ctx, double** matrix);
 
+/// Vectors that are walked side by side, in one block: their addresses differ in the bits that tell a place within a
+/// page, which processors compare first to find out whether a load meets an earlier store.
+class parallel_vectors {
+public:
+    /// Storage for `count` vectors of `length` doubles, not initialised; block is null before.
+    parallel_vectors(run_context* ctx, double*& block, std::int32_t count, std::int32_t length);
+
+    /// The next vector, filled.
+    double* next(double filled_with);
+
+private:
+    double* next_;
+    std::int32_t length_;
+    std::int32_t pitch_;
+};
+
 /// An upper triangle in packed rows: half the memory of a square.
 ///
 /// row[i][j] is cell (i, j), i <= j < n. A row's storage begins at column i rounded down to a multiple of 8 and

@@ -131,7 +131,7 @@ double maximin_apply_moves(run_context* ctx, std::int32_t column, std::int32_t c
     phip_state& s = *ctx->phip;
     if (count < 1)
         return s.value;
-    capture_for_restore(ctx, true);
+    capture_for_restore(ctx);
     double* taken = double_vector_alloc(ctx, count);
     for (std::int32_t i = 0; i < count; ++i)
         taken[i] = s.tables.points[rows_src[i]][column];

@@ -1,5 +1,6 @@
 #include "criteria/phip.h"
 
+#include "criteria/aligned_tables.h"
 #include "criteria/criterion.h"
 #include "criteria/criterion_ops.h"
 #include "criteria/criterion_params.h"
@@ -12,7 +13,6 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -71,19 +71,26 @@ static double value_from_tables(phip_state& s)
 static double phip_evaluate(run_context* ctx, const double* const* design)
 {
     phip_state& s = *ctx->phip;
-    settle(s);
+    settle(ctx);
     s.exchange.computed = false;
-    capture_for_restore(ctx, design != nullptr);
+    phip_tables& t = s.tables;
+    if (design != nullptr || t.sums_are_stale) {
+        capture_for_restore(ctx);
+    } else if (t.p == 0 || refresh_fills(t)) { // others are pending at first
+        if (t.p > 0)
+            keep_sums(t);
+        capture_evaluation(ctx);
+    }
     if (design != nullptr) {
         load_design(s, design);
-        if (s.tables.p > 0)
-            coarse_note_equal(ctx, s.tables.coarse, s.tables.points);
-        fill_tables(s.tables);
+        if (t.p > 0)
+            coarse_note_equal(ctx, t.coarse, t.points);
+        fill_tables(t);
     } else {
-        refresh_tables(s.tables);
+        refresh_tables(ctx, t);
     }
-    if (!s.tables.all_lines)
-        trim_lines(ctx, s.tables.lines);
+    if (t.changed_count == 0 && !t.all_lines)
+        trim_lines(ctx, t.lines);
     return value_from_tables(s);
 }
 
@@ -99,24 +106,11 @@ static void read_params(phip_tables& t, const criterion_params& params)
         t.p = (t.p + 1) / 2;
 }
 
-static std::array<double**, 6> lines_of_exchange(phip_exchange& e)
-{
-    return {&e.distance_a, &e.distance_b, &e.old_term_a, &e.old_term_b, &e.term_a, &e.term_b};
-}
-
 static void exchange_alloc(run_context* ctx, const phip_tables& t, phip_exchange& e)
 {
-    const std::size_t stride = bits_u32(t.stride);
-    for (double** line : lines_of_exchange(e)) {
-        *line = aligned_alloc_doubles(ctx, stride);
-        std::fill_n(*line, stride, 0.0);
-    }
-}
-
-static void exchange_free(run_context* ctx, phip_exchange& e)
-{
-    for (double** line : lines_of_exchange(e))
-        aligned_free_doubles(ctx, *line);
+    parallel_vectors vectors(ctx, e.vectors, 6, t.stride);
+    for (double** line : {&e.distance_a, &e.distance_b, &e.old_term_a, &e.old_term_b, &e.term_a, &e.term_b})
+        *line = vectors.next(0.0);
 }
 
 static void phip_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
@@ -152,10 +146,9 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.column_snapshot.capture);
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
-    exchange_free(ctx, s.exchange);
-    exchange_free(ctx, s.other_exchange);
     release_candidates(ctx, s.candidates);
-    aligned_free_doubles(ctx, s.column_snapshot.kept_lines);
+    for (double* v : {s.exchange.vectors, s.other_exchange.vectors, s.column_snapshot.kept_lines})
+        aligned_free_doubles(ctx, v);
     for (void* v :
          {static_cast<void*>(s.column_snapshot.entries), static_cast<void*>(s.column_snapshot.capture_entries),
           static_cast<void*>(s.column_snapshot.kept_rows)})
@@ -192,7 +185,7 @@ static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t
     phip_state& s = *ctx->phip;
     if (count < 1)
         return s.value;
-    settle(s);
+    settle(ctx);
     return s.tables.p > 0 ? try_swaps_terms(ctx, column, count, rows_a, rows_b)
                           : maximin_try_swaps(ctx, column, count, rows_a, rows_b);
 }
@@ -227,7 +220,7 @@ static void phip_save_column(run_context* ctx, std::int32_t column)
     phip_state& s = *ctx->phip;
     phip_column_snapshot& snapshot = s.column_snapshot;
     snapshot.armed = false; // what the last one kept is not asked for any more
-    settle(s);
+    settle(ctx);
     drop_capture(ctx, snapshot.capture);
     snapshot.armed = true;
     snapshot.column = column;
@@ -251,7 +244,7 @@ static void phip_restore_column(run_context* ctx, std::int32_t)
 static void phip_save_design(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
-    settle(s);
+    settle(ctx);
     phip_design_snapshot& snapshot = s.design_snapshot;
     snapshot.value = s.value;
     snapshot.term_sum = s.term_sum;
@@ -265,9 +258,9 @@ static void phip_save_design(run_context* ctx)
 static void phip_restore_design(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
-    settle(s);
+    settle(ctx);
     s.exchange.computed = false;
-    capture_for_restore(ctx, true);
+    capture_for_restore(ctx);
     const phip_design_snapshot& snapshot = s.design_snapshot;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         for (std::int32_t k = 0; k < s.tables.factors; ++k)

@@ -17,6 +17,7 @@
 /// a search are taken back, and then the tables are never written.
 struct phip_exchange {
     std::int32_t column, a, b;
+    double* vectors;    ///< the block that the lines are in
     double* distance_a; ///< [stride] lines of rows a and b after the exchange
     double* distance_b;
     double* old_term_a; ///< [stride] their terms before and after it

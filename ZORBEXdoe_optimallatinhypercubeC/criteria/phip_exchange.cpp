@@ -69,9 +69,14 @@ static void write_exchange(phip_state& s)
     s.exchange.computed = false;
 }
 
-void settle(phip_state& s)
+void settle(run_context* ctx)
 {
+    phip_state& s = *ctx->phip;
     const phip_exchange& e = s.exchange;
+    if (s.tables.refresh.pending) { // no exchange is pending then
+        capture_evaluation(ctx);
+        complete_refresh(s.tables);
+    }
     if (!e.pending)
         return;
     s.exchange.pending = false;
@@ -206,7 +211,7 @@ double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t cou
                          const std::int32_t* rows_b)
 {
     phip_state& s = *ctx->phip;
-    settle(s);
+    settle(ctx);
     if (count == 1)
         return apply_swap(ctx, column, rows_a[0], rows_b[0]);
     prepare_restore(ctx, wrap_mul(2, std::max(count, 0)));
@@ -228,7 +233,7 @@ double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count
 double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
     phip_state& s = *ctx->phip;
-    settle(s);
+    settle(ctx);
     if (entries_are_equal(s, column, a, b))
         return s.value;
     const phip_exchange& e = computed_exchange(s, column, a, b);
@@ -297,8 +302,8 @@ double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t cou
     phip_state& s = *ctx->phip;
     if (count < 1)
         return s.value;
-    settle(s);
-    capture_for_restore(ctx, true);
+    settle(ctx);
+    capture_for_restore(ctx);
     double* taken = take_entries(ctx, column, count, rows_src);
     const replaced_terms batch = rearrange(ctx, column, count, rows_dst, taken);
     vector_free(ctx, taken);
@@ -311,7 +316,7 @@ double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count
     phip_state& s = *ctx->phip;
     if (count < 1)
         return s.value;
-    settle(s);
+    settle(ctx);
     const double value = s.value;
     const double term_sum = s.term_sum;
     const std::int32_t update_count = s.update_count;

@@ -6,7 +6,7 @@
 inline constexpr double phip_least_ratio = 1e-8; ///< below it an update is re-summed
 
 /// Brings the tables up to date with the points; every operation that reads or changes tables begins with it.
-void settle(phip_state& s);
+void settle(run_context* ctx);
 
 /// value of a sum of terms: its root, with the half of the Euclidean kind's squared distances. A commit asks for the
 /// sum that its trial had: the last one is remembered.

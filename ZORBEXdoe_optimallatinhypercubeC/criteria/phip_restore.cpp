@@ -19,7 +19,28 @@ void put_entries_back(phip_state& s, std::int32_t column, const double* entries)
             set_point(s.tables, s.fixed_rows + f, column, entries[f]);
 }
 
-void capture_for_restore(run_context* ctx, bool all_rows)
+/// Keeps what the tables are made of.
+static void capture_present_state(run_context* ctx)
+{
+    phip_state& s = *ctx->phip;
+    phip_column_snapshot& snapshot = s.column_snapshot;
+    take_capture(ctx, s.tables, snapshot.capture);
+    if (s.free_rows > 0)
+        std::memcpy(snapshot.capture_entries, free_entries(s, snapshot.column),
+                    bits_u32(s.free_rows) * sizeof(double));
+}
+
+void capture_for_restore(run_context* ctx)
+{
+    phip_column_snapshot& snapshot = ctx->phip->column_snapshot;
+    if (!snapshot.armed)
+        return;
+    if (!snapshot.capture.taken)
+        capture_present_state(ctx);
+    snapshot.capture.all_rows = true;
+}
+
+void capture_evaluation(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
     phip_column_snapshot& snapshot = s.column_snapshot;
@@ -29,13 +50,11 @@ void capture_for_restore(run_context* ctx, bool all_rows)
         snapshot.capture.all_rows = true;
         return;
     }
-    take_capture(ctx, s.tables, snapshot.capture);
-    snapshot.capture.all_rows = all_rows;
-    if (!all_rows && s.tables.p > 0)
+    if (s.tables.refresh.pending)
+        put_lines_before_refresh_back(s.tables);
+    capture_present_state(ctx);
+    if (s.tables.p > 0)
         capture_sums(ctx, s.tables, snapshot.capture);
-    if (s.free_rows > 0)
-        std::memcpy(snapshot.capture_entries, free_entries(s, snapshot.column),
-                    bits_u32(s.free_rows) * sizeof(double));
 }
 
 /// Makes room for `more` kept rows in the column snapshot.
@@ -66,7 +85,7 @@ void prepare_restore(run_context* ctx, std::int32_t count)
     if (!snapshot.armed)
         return;
     if (snapshot.capture.taken || snapshot.kept_count + count > std::max(8, ctx->phip->tables.rows / 4))
-        capture_for_restore(ctx, true);
+        capture_for_restore(ctx);
     else
         reserve_kept_rows(ctx, count);
 }
@@ -89,6 +108,7 @@ void restore_tables(run_context* ctx)
     phip_exchange& e = s.exchange;
     const bool only_pending = e.pending && s.tables.entries_set == snapshot.entries_set + 2 &&
                               !snapshot.capture.taken && snapshot.kept_count == 0;
+    drop_refresh(s.tables);
     e.pending = false; // its tables were never written
     e.computed = false;
     if (only_pending) {

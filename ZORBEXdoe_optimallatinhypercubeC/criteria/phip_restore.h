@@ -19,9 +19,12 @@ void prepare_restore(run_context* ctx, std::int32_t count);
 /// Keeps the lines of a row that is about to be replaced, where prepare_restore made room for them.
 void keep_for_restore(phip_state& s, std::int32_t r);
 
-/// Prepares the column snapshot for changes that are not listed row by row.
-///   all_rows   rows that are not on the list of changed rows will be replaced
-void capture_for_restore(run_context* ctx, bool all_rows);
+/// Prepares the column snapshot for changes of any rows.
+void capture_for_restore(run_context* ctx);
+
+/// Prepares the column snapshot for the completion of a pending refresh, or for an evaluation that fills the tables;
+/// then keep_sums must precede it.
+void capture_evaluation(run_context* ctx);
 
 /// Puts tables and points of the column snapshot back; the snapshot stays.
 void restore_tables(run_context* ctx);

@@ -1,6 +1,6 @@
 #include "criteria/phip_tables.h"
 
-#include "entry/tracked_storage.h"
+#include "criteria/aligned_tables.h"
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
@@ -12,11 +12,10 @@
 
 constexpr double infinity = __builtin_inf();
 
-static double* stride_vector(run_context* ctx, const phip_tables& t, double filled_with)
+/// The sums of rows and their places on the grid.
+static std::array<double*, 5> kept_sums(const phip_tables& t)
 {
-    double* v = aligned_alloc_doubles(ctx, bits_u32(t.stride));
-    std::fill_n(v, t.stride, filled_with);
-    return v;
+    return {t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties};
 }
 
 /// A line for every row; their padding is set.
@@ -46,21 +45,25 @@ void phip_tables_alloc(run_context* ctx, phip_tables& t)
         t.coarse.p = t.p;
         t.coarse.near = t.all_lines;
         coarse_alloc(ctx, t.coarse);
-        t.row_sum = stride_vector(ctx, t, 0.0);
-        t.row_upper = stride_vector(ctx, t, 0.0);
-        t.grid = {stride_vector(ctx, t, 0.0), stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
-        t.pending = {t.grid.limit, stride_vector(ctx, t, 0.0), stride_vector(ctx, t, infinity)};
-        t.line_a = stride_vector(ctx, t, infinity);
-        t.line_b = stride_vector(ctx, t, infinity);
-        t.old_terms = stride_vector(ctx, t, 0.0);
-        t.new_terms = stride_vector(ctx, t, 0.0);
+        parallel_vectors vectors(ctx, t.row_vectors, 12, t.stride);
+        t.row_sum = vectors.next(0.0);
+        t.row_upper = vectors.next(0.0);
+        t.grid = {vectors.next(0.0), vectors.next(0.0), vectors.next(infinity)};
+        t.pending = {t.grid.limit, vectors.next(0.0), vectors.next(infinity)};
+        t.old_terms = vectors.next(0.0);
+        t.new_terms = vectors.next(0.0);
+        t.line_distances = vectors.next(infinity);
+        t.line_a = vectors.next(infinity);
+        t.line_b = vectors.next(infinity);
+        t.refresh.sums = aligned_alloc_doubles(ctx, kept_sums(t).size() * bits_u32(t.stride));
     } else {
-        t.row_least = stride_vector(ctx, t, 0.0);
+        parallel_vectors vectors(ctx, t.row_vectors, 2, t.stride);
+        t.row_least = vectors.next(0.0);
+        t.line_distances = vectors.next(infinity);
         t.row_nearest = int_vector_alloc(ctx, t.rows);
     }
     t.changed = int_vector_alloc(ctx, t.rows);
     t.is_changed = byte_vector_alloc(ctx, t.rows);
-    t.line_distances = stride_vector(ctx, t, infinity);
 }
 
 void phip_tables_free(run_context* ctx, phip_tables& t)
@@ -68,8 +71,7 @@ void phip_tables_free(run_context* ctx, phip_tables& t)
     matrix_free(ctx, t.points);
     line_store_free(ctx, t.lines);
     coarse_free(ctx, t.coarse);
-    for (double* v : {t.columns, t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties, t.pending.sum, t.pending.ties,
-                      t.row_least, t.line_distances, t.line_a, t.line_b, t.old_terms, t.new_terms})
+    for (double* v : {t.columns, t.row_vectors, t.refresh.sums, t.refresh.lines})
         aligned_free_doubles(ctx, v);
     for (void* v :
          {static_cast<void*>(t.row_nearest), static_cast<void*>(t.changed), static_cast<void*>(t.is_changed)})
@@ -147,6 +149,10 @@ const double* line_of(const phip_tables& t, std::int32_t r, double* scratch)
 /// The part of the line of row r left of the diagonal; behind it +inf up to a whole vector, or more of the line.
 static const double* left_of_diagonal(const phip_tables& t, std::int32_t r, double* scratch)
 {
+    if (t.refresh.pending) {
+        t.kernels->distances(t.kind, r, t.stride, t.factors, t.columns, t.points[r], scratch);
+        return scratch;
+    }
     if (const double* stored = t.lines.of_row[r])
         return stored;
     t.kernels->distances(t.kind, r, t.stride, t.factors, t.columns, t.points[r], scratch);
@@ -282,28 +288,103 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances, const 
     coarse_change_line(t.coarse, r, distances);
 }
 
-void refresh_tables(phip_tables& t)
+static void copy_sums_from(phip_tables& t, const double* from)
 {
-    if (t.changed_count > t.rows / 2)
-        return fill_tables(t);
-    if (t.p > 0)
-        renew_sums(t);
+    for (double* sums : kept_sums(t)) {
+        std::memcpy(sums, from, bits_u32(t.stride) * sizeof(double));
+        from += t.stride;
+    }
+    t.sums_are_stale = false;
+}
+
+void keep_sums(const phip_tables& t)
+{
+    double* kept = t.refresh.sums;
+    for (const double* sums : kept_sums(t)) {
+        std::memcpy(kept, sums, bits_u32(t.stride) * sizeof(double));
+        kept += t.stride;
+    }
+}
+
+/// Room for the fresh lines of the changed rows, where all lines are stored.
+static void reserve_fresh_lines(run_context* ctx, phip_tables& t)
+{
+    if (!t.all_lines || t.changed_count <= t.refresh.capacity)
+        return;
+    aligned_free_doubles(ctx, t.refresh.lines);
+    t.refresh.capacity = t.changed_count;
+    t.refresh.lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(t.changed_count)} * bits_u32(t.stride));
+}
+
+static double* fresh_line(const phip_tables& t, std::int32_t i)
+{
+    return t.all_lines ? t.refresh.lines + static_cast<std::ptrdiff_t>(i) * t.stride : t.line_distances;
+}
+
+/// Sums of fresh lines; the stored ones stay.
+static void refresh_sums(run_context* ctx, phip_tables& t)
+{
+    renew_sums(t);
+    keep_sums(t);
+    reserve_fresh_lines(ctx, t);
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
         const std::int32_t r = t.changed[i];
-        compute_line(t, r, t.line_distances);
-        if (t.p > 0) {
-            terms_of_line(t, t.lines.of_row[r], t.old_terms);
-            terms_of_line(t, t.line_distances, t.new_terms);
-            replace_in_sums(t, r, t.old_terms, t.new_terms);
-            store_line(t, r, t.line_distances);
-            // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
-            if (t.coarse.has_nearly_equal)
-                coarse_change_line(t.coarse, r, t.line_distances);
-        } else {
-            replace_row(t, r, t.line_distances);
-        }
+        double* line = fresh_line(t, i);
+        compute_line(t, r, line);
+        terms_of_line(t, stored_line(t, r), t.old_terms);
+        terms_of_line(t, line, t.new_terms);
+        replace_in_sums(t, r, t.old_terms, t.new_terms);
+        for (std::int32_t later = i + 1; later < t.changed_count; ++later) // the pair is fresh then
+            stored_line(t, t.changed[later])[r] = line[t.changed[later]];
+    }
+    t.refresh.pending = true;
+}
+
+void refresh_tables(run_context* ctx, phip_tables& t)
+{
+    if (refresh_fills(t))
+        return fill_tables(t);
+    if (t.p > 0)
+        return refresh_sums(ctx, t);
+    for (std::int32_t i = 0; i < t.changed_count; ++i) {
+        compute_line(t, t.changed[i], t.line_distances);
+        replace_row(t, t.changed[i], t.line_distances);
     }
     forget_changes(t, 0);
+}
+
+void complete_refresh(phip_tables& t)
+{
+    if (!t.refresh.pending)
+        return;
+    t.refresh.pending = false;
+    for (std::int32_t i = 0; i < t.changed_count && (t.all_lines || t.coarse.has_nearly_equal); ++i) {
+        const std::int32_t r = t.changed[i];
+        const double* line = fresh_line(t, i);
+        if (!t.all_lines)
+            compute_line(t, r, t.line_distances);
+        store_line(t, r, line);
+        // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
+        if (t.coarse.has_nearly_equal)
+            coarse_change_line(t.coarse, r, line);
+    }
+    forget_changes(t, 0);
+}
+
+void put_lines_before_refresh_back(phip_tables& t)
+{
+    for (std::int32_t later = 1; later < t.changed_count; ++later)
+        for (std::int32_t i = 0; i < later; ++i)
+            stored_line(t, t.changed[later])[t.changed[i]] = stored_line(t, t.changed[i])[t.changed[later]];
+}
+
+void drop_refresh(phip_tables& t)
+{
+    if (!t.refresh.pending)
+        return;
+    t.refresh.pending = false;
+    put_lines_before_refresh_back(t);
+    copy_sums_from(t, t.refresh.sums);
 }
 
 namespace {
@@ -500,22 +581,11 @@ void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture)
     }
 }
 
-/// What capture_sums keeps.
-static std::array<double*, 5> kept_sums(const phip_tables& t)
+void capture_sums(run_context* ctx, const phip_tables& t, phip_capture& capture)
 {
-    return {t.row_sum, t.row_upper, t.grid.limit, t.grid.sum, t.grid.ties};
-}
-
-void capture_sums(run_context* ctx, phip_tables& t, phip_capture& capture)
-{
-    renew_sums(t);
-    const std::size_t stride = bits_u32(t.stride);
-    capture.sums = aligned_alloc_doubles(ctx, kept_sums(t).size() * stride);
-    double* to = capture.sums;
-    for (const double* sums : kept_sums(t)) {
-        std::memcpy(to, sums, stride * sizeof(double));
-        to += stride;
-    }
+    const std::size_t count = kept_sums(t).size() * bits_u32(t.stride);
+    capture.sums = aligned_alloc_doubles(ctx, count);
+    std::memcpy(capture.sums, t.refresh.sums, count * sizeof(double));
 }
 
 /// The same rows are changed again: with their lines the sums come back.
@@ -524,15 +594,10 @@ static void put_sums_back(phip_tables& t, const phip_capture& capture)
     const double* line = capture.lines;
     for (std::int32_t i = 0; i < capture.count; ++i, line += t.stride) {
         store_line(t, capture.rows[i], line);
-        if (t.coarse.has_nearly_equal) // as in refresh_tables
+        if (t.coarse.has_nearly_equal) // as in complete_refresh
             coarse_change_line(t.coarse, capture.rows[i], line);
     }
-    const double* from = capture.sums;
-    for (double* sums : kept_sums(t)) {
-        std::memcpy(sums, from, bits_u32(t.stride) * sizeof(double));
-        from += t.stride;
-    }
-    t.sums_are_stale = false;
+    copy_sums_from(t, capture.sums);
 }
 
 void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture)

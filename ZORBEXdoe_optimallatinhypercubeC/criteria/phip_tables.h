@@ -37,6 +37,14 @@ inline bool same_bits(double x, double y)
     return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y);
 }
 
+/// An evaluation from scratch whose lines are not stored yet: most of them are taken back with the move they end.
+struct phip_refresh {
+    bool pending;     ///< the sums are those of fresh lines, the stored lines are not
+    double* sums;     ///< [5 x stride] the sums before it
+    double* lines;    ///< [changed rows x stride] where all lines are stored: the fresh ones
+    std::int32_t capacity;
+};
+
 struct phip_tables {
     const phip_kernels* kernels;
     std::int32_t rows;
@@ -50,6 +58,7 @@ struct phip_tables {
     double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
     std::uint64_t entries_set; ///< number of set_point calls
 
+    double* row_vectors; ///< the block that all vectors of [stride] below are in
     line_store lines; ///< +inf at the row itself and behind the last row
     bool all_lines;   ///< every row has one; else the changed rows
 
@@ -64,6 +73,8 @@ struct phip_tables {
     // For p = 0.
     double* row_least;         ///< [rows] least distance of the row
     std::int32_t* row_nearest; ///< [rows] the row at that distance, -1 when not known
+
+    phip_refresh refresh; ///< p > 0
 
     std::int32_t* changed; ///< [rows] rows that are not fresh, in the order in which they changed
     std::int32_t changed_count;
@@ -110,7 +121,7 @@ void phip_tables_free(run_context* ctx, phip_tables& t);
 void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x);
 void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column);
 
-/// Line of row r: the stored one, or computed into `scratch`, [stride].
+/// Line of row r: the stored one, or computed into `scratch`, [stride]. Not while a refresh is pending.
 const double* line_of(const phip_tables& t, std::int32_t r, double* scratch);
 
 /// Copies the line of row r, [stride].
@@ -132,8 +143,22 @@ void set_row_sum(phip_tables& t, std::int32_t r, const double* terms);
 /// Computes the distances of all rows from the points; no row is changed then.
 void fill_tables(phip_tables& t);
 
-/// Makes the changed rows fresh again. Same cells as fill_tables.
-void refresh_tables(phip_tables& t);
+/// True when so many rows have changed that a refresh fills the tables.
+inline bool refresh_fills(const phip_tables& t) { return t.changed_count > t.rows / 2; }
+
+/// Makes the changed rows fresh again. Same cells as fill_tables. For p > 0 the refresh is then pending, unless the
+/// tables were filled: only sum_in_order may follow, and one of the two below.
+void refresh_tables(run_context* ctx, phip_tables& t);
+
+/// Ends a pending refresh: stores the fresh lines.
+void complete_refresh(phip_tables& t);
+
+/// While a refresh is pending, the line of a changed row has the fresh distances to those that changed before it; this
+/// puts the others back, which the lines of these have. complete_refresh may follow, drop_refresh does it.
+void put_lines_before_refresh_back(phip_tables& t);
+
+/// Takes a pending refresh back.
+void drop_refresh(phip_tables& t);
 
 /// Gives row r a new line, mirrored into the other rows, keeps the sums in step and marks the row as changed; a line
 /// must have been reserved.
@@ -172,8 +197,12 @@ double least_distance(phip_tables& t, std::int32_t first_row, double least);
 /// Keeps the lines of the changed rows, without sums. Whoever replaces other rows afterwards sets all_rows.
 void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture);
 
-/// Adds the sums to a capture that was just taken, p > 0: they make it cheap to put back while all_rows is not set.
-void capture_sums(run_context* ctx, phip_tables& t, phip_capture& capture);
+/// Keeps the sums as they are, as a refresh does, for capture_sums. They must not be stale.
+void keep_sums(const phip_tables& t);
+
+/// Adds the kept sums to a capture of the lines that they belong to: they make it cheap to put back while all_rows is
+/// not set.
+void capture_sums(run_context* ctx, const phip_tables& t, phip_capture& capture);
 
 /// Puts the tables of the capture back; the points are those of that moment again. The capture stays.
 void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture);
