@@ -34,28 +34,14 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
     e.a = a;
     e.b = b;
     const exchange_lines lines = lines_of(t, column, a, b);
-    t.kernels->exchange(t.kind, t.p, t.distance_floor, t.stride, lines,
-                        {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b});
-
-    // Both sums run over the other rows in ascending order, row a's term before row b's. The terms of rows a and b
-    // among them are 0, which changes no sum, and stay so whatever the entries are.
-    const double pair_term = e.old_term_a[b];
-    e.old_term_a[b] = e.old_term_b[a] = 0.0;
-    e.distance_a[a] = e.distance_b[b] = __builtin_inf();
-    e.term_a[a] = e.term_b[b] = 0.0;
-    double old_sum = 0.0;
-    double new_sum = 0.0;
-    for (std::int32_t r = 0; r < t.rows; ++r) {
-        old_sum += e.old_term_a[r];
-        old_sum += e.old_term_b[r];
-        new_sum += e.term_a[r];
-        new_sum += e.term_b[r];
-    }
-    e.old_sum = old_sum;
-    e.new_sum = new_sum;
+    const exchange_sums sums =
+        t.kernels->exchange(t.kind, t.p, t.distance_floor, t.rows, t.stride, lines,
+                            {e.distance_a, e.distance_b, e.old_term_a, e.old_term_b, e.term_a, e.term_b});
+    e.old_sum = sums.old_sum;
+    e.new_sum = sums.new_sum;
     // The pair itself keeps its distance.
     e.distance_a[b] = e.distance_b[a] = lines.distance_a[b];
-    e.term_a[b] = e.term_b[a] = e.old_term_a[b] = e.old_term_b[a] = pair_term;
+    e.term_a[b] = e.term_b[a] = e.old_term_a[b] = e.old_term_b[a] = term_of(t, lines.distance_a[b]);
     e.computed = true;
     return e;
 }

@@ -41,6 +41,13 @@ struct exchange_results {
     double* term_b;
 };
 
+/// Terms that an exchange takes out and puts in, each sum over the other rows in ascending order, row a's term before
+/// row b's.
+struct exchange_sums {
+    double old_sum;
+    double new_sum;
+};
+
 /// What bounds are computed from, see phip_coarse.h.
 struct coarse_lines {
     std::int32_t stride;
@@ -83,9 +90,9 @@ struct phip_kernels {
     void (*terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out);
 
     /// Distances of rows a and b after an exchange, at least 0 and +inf at a and b, their terms, and the terms
-    /// before.
-    void (*exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t stride,
-                     const exchange_lines& lines, const exchange_results& out);
+    /// before; all terms are 0 at a and b.
+    exchange_sums (*exchange)(distance_kind kind, std::int32_t p, double floor, std::int32_t rows,
+                              std::int32_t stride, const exchange_lines& lines, const exchange_results& out);
 
     /// For each of `count` exchanges of one column a sum of some of the new terms of both rows, over the term of the
     /// reference distance: of the least distances of several groups of rows, most_bound_terms at most. With an error of

@@ -122,50 +122,70 @@ void terms(std::int32_t p, double floor, std::int32_t stride, const double* dist
 }
 
 /// Distances of rows a and b to one block of rows after an exchange, not yet held at 0 from below.
+///   own   the lanes of rows a and b
 template <distance_kind kind>
-inline void exchanged_block(const exchange_lines& l, std::int32_t r, mask row, lanes& new_a, lanes& new_b)
+inline void exchanged_block(const exchange_lines& l, std::int32_t r, mask own, lanes& new_a, lanes& new_b)
 {
     const lanes x = load(l.column + r);
     const lanes delta = part<kind>(x - l.entry_b) - part<kind>(x - l.entry_a);
     new_a = magnitude(load(l.distance_a + r)) + delta;
     new_b = magnitude(load(l.distance_b + r)) - delta;
-    new_a = row == l.b ? all(infinity) : new_a;
-    new_b = row == l.a ? all(infinity) : new_b;
+    new_a = own ? all(infinity) : new_a;
+    new_b = own ? all(infinity) : new_b;
+}
+
+/// Goes on with both sums from row `first` to the one before `end`.
+inline void add_exchanged(const exchange_results& e, std::int32_t first, std::int32_t end, exchange_sums& sums)
+{
+    for (std::int32_t r = first; r < end; ++r) {
+        sums.old_sum += e.old_term_a[r];
+        sums.old_sum += e.old_term_b[r];
+        sums.new_sum += e.term_a[r];
+        sums.new_sum += e.term_b[r];
+    }
 }
 
 template <distance_kind kind>
-inline void exchange_of(std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l,
-                        const exchange_results& out)
+[[gnu::always_inline]] inline exchange_sums exchange_of(std::int32_t p, double floor, std::int32_t rows,
+                                                        std::int32_t stride, const exchange_lines& l,
+                                                        const exchange_results& given)
 {
+    const exchange_results out = given;
     const auto n = static_cast<std::uint32_t>(p);
     const lanes least = all(floor);
+    const std::int32_t last = (rows - 1) / LANES * LANES; // block of the last row
+    exchange_sums sums{0.0, 0.0};
     mask row = row_numbers();
     for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
+        const mask own = (row == l.a) | (row == l.b);
         lanes new_a;
         lanes new_b;
-        exchanged_block<kind>(l, r, row, new_a, new_b);
+        exchanged_block<kind>(l, r, own, new_a, new_b);
         new_a = at_least_zero(new_a);
         new_b = at_least_zero(new_b);
         store(out.distance_a + r, new_a);
         store(out.distance_b + r, new_b);
-        store(out.old_term_a + r, term(load(l.distance_a + r), n, least));
-        store(out.old_term_b + r, term(load(l.distance_b + r), n, least));
+        store(out.old_term_a + r, own ? lanes{} : term(load(l.distance_a + r), n, least));
+        store(out.old_term_b + r, own ? lanes{} : term(load(l.distance_b + r), n, least));
         store(out.term_a + r, term(new_a, n, least));
         store(out.term_b + r, term(new_b, n, least));
+        // One block behind: the chains of additions then run beside the divisions.
+        if (r > 0 && r <= last)
+            add_exchanged(out, r - LANES, r, sums);
     }
+    add_exchanged(out, last, rows, sums);
+    return sums;
 }
 
 constexpr std::int32_t usual_p = 10; // of the default exponent; told, the loops over its bits are unrolled
 
-void exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t stride, const exchange_lines& l,
-              const exchange_results& out)
+exchange_sums exchange(distance_kind kind, std::int32_t p, double floor, std::int32_t rows, std::int32_t stride,
+                       const exchange_lines& l, const exchange_results& out)
 {
     if (kind == distance_kind::euclidean && p == usual_p)
-        exchange_of<distance_kind::euclidean>(usual_p, floor, stride, l, out);
-    else if (kind == distance_kind::euclidean)
-        exchange_of<distance_kind::euclidean>(p, floor, stride, l, out);
-    else
-        exchange_of<distance_kind::rectangular>(p, floor, stride, l, out);
+        return exchange_of<distance_kind::euclidean>(usual_p, floor, rows, stride, l, out);
+    return kind == distance_kind::euclidean ? exchange_of<distance_kind::euclidean>(p, floor, rows, stride, l, out)
+                                            : exchange_of<distance_kind::rectangular>(p, floor, rows, stride, l, out);
 }
 
 // Bounds: distances in 16-bit integers, their terms in single precision.
@@ -379,7 +399,7 @@ template <distance_kind kind>
     for (std::int32_t r = 0; r < stride; r += LANES, row += LANES) {
         lanes new_a;
         lanes new_b;
-        exchanged_block<kind>(l, r, row, new_a, new_b);
+        exchanged_block<kind>(l, r, (row == l.a) | (row == l.b), new_a, new_b);
         sum_a += term_estimate(at_least_zero(new_a), n, all(floor));
         sum_b += term_estimate(at_least_zero(new_b), n, all(floor));
     }
