@@ -520,12 +520,13 @@ static void put_pending_on_grid(const phip_tables& t, const pending_rows& pendin
 
 double sum_in_order(phip_tables& t, const pending_rows* pending)
 {
-    if (pending != nullptr)
+    const bool short_rows = t.rows <= 16; // which are sooner walked than kept on a grid
+    if (pending != nullptr && !short_rows)
         put_pending_on_grid(t, *pending);
     const grid_cache& at_hand = pending == nullptr ? t.grid : t.pending;
     double total = 0.0;
     for (std::int32_t j = 1; j < t.rows; ++j) {
-        const double limit = grid_limit(total);
+        const double limit = short_rows ? 0.0 : grid_limit(total);
         const bool on_grid = limit > 0.0;
         if (on_grid && at_hand.limit[j] == limit && at_hand.ties[j] == 0.0) {
             const double next = total + at_hand.sum[j];
