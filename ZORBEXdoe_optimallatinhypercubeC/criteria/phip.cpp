@@ -27,8 +27,10 @@ constexpr kernel_variants<phip_kernels> phip_kernel_variants
 void phip_open(run_context* ctx)
 {
     open_plain_record(ctx->phip);
-    if (ctx->phip != nullptr)
-        ctx->phip->tables.kernels = best_variant(phip_kernel_variants);
+    if (ctx->phip == nullptr)
+        return;
+    ctx->phip->tables.kernels = best_variant(phip_kernel_variants);
+    ctx->phip->tables.few_rows = phip_few_rows;
 }
 
 void phip_close(run_context* ctx) { close_plain_record(ctx->phip); }
@@ -155,8 +157,10 @@ static void phip_release(run_context* ctx)
         if (v != nullptr)
             vector_free(ctx, v);
     const phip_kernels* kernels = s.tables.kernels;
+    const std::int32_t few_rows = s.tables.few_rows;
     s = {};
     s.tables.kernels = kernels;
+    s.tables.few_rows = few_rows;
 }
 
 static double phip_value(run_context* ctx) { return ctx->phip->value; }

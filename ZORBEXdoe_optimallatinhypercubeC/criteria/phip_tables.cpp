@@ -35,7 +35,7 @@ void phip_tables_alloc(run_context* ctx, phip_tables& t)
     t.columns = aligned_alloc_doubles(ctx, static_cast<std::size_t>(t.factors) * bits_u32(t.stride));
     std::fill_n(t.columns, static_cast<std::ptrdiff_t>(t.factors) * t.stride, 0.0);
     line_store_alloc(ctx, t.lines, t.rows, t.stride);
-    t.all_lines = t.p == 0 || t.rows <= phip_few_rows;
+    t.all_lines = t.p == 0 || t.rows <= t.few_rows;
     if (t.all_lines)
         take_all_lines(ctx, t);
     if (t.p > 0) {

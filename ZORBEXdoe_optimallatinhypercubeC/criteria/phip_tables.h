@@ -47,6 +47,7 @@ struct phip_refresh {
 
 struct phip_tables {
     const phip_kernels* kernels;
+    std::int32_t few_rows; ///< all lines of up to so many rows are stored: phip_few_rows, but for tests of the other form
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
     std::int32_t factors;

@@ -2,6 +2,7 @@
 
 #include "fuzz_input.h"
 
+#include "criteria/phip.h"
 #include "embedded_host.h"
 #include "entry/run_slots.h"
 #include "reference/plain/plain_library.h"
@@ -52,6 +53,8 @@ public:
           plain_(*plain.criteria[criterion], plain.slots_open, plain.slots_close), n_(2 + input.below(30)),
           k_(1 + input.below(5)), fixed_(input.below(4)), entries_(static_cast<std::size_t>((n_ + fixed_) * k_))
     {
+        if (criterion == 1 && n_ % 2 == 0)
+            library_.ctx()->phip->tables.few_rows = 0; // the form for many rows
         const int levels = 1 + input.below(n_ + fixed_);
         const bool wild = criterion != 3 && input.below(8) == 0;
         for (double& entry : entries_)

@@ -1,4 +1,5 @@
 // Whole runs against the plain form, bit for bit, over settings, criteria, methods and starting designs.
+#include "criteria/phip_tables.h"
 #include "embedded_host.h"
 #include "reference/plain/plain_library.h"
 #include "search/search_driver.h"
@@ -148,4 +149,22 @@ TEST(whole_runs, have_the_bits_of_the_plain_form_with_the_least_weights)
         c.weights.assign(c.weights.size(), weight);
         compare_with_plain_form(c, i);
     }
+}
+
+TEST(whole_runs, of_many_rows_have_the_bits_of_the_plain_form)
+{
+    run_case c;
+    c.n = phip_few_rows + 13;
+    c.k = 3;
+    c.seed = 77;
+    c.given.criterion.criterion_id = 1;
+    c.given.scaling_mode = 1;
+    c.given.reduced_neighbourhoods = 1;
+    c.given.iteration_budget = 3;
+    c.given.moves_per_iteration = 60;
+    c.given.exchange_pairs = 50;
+    c.weights.assign(3, 1.0);
+    c.shares.assign(3, 1.0);
+    c.groups.assign(3, 1);
+    compare_with_plain_form(c, 1);
 }
