@@ -16,9 +16,9 @@ namespace cli {
 
 double estimated_bytes(std::string_view criterion, std::int64_t rows, std::int64_t factors)
 {
-    // Doubles for each pair of rows. phip: distances, while a re-arrangement is tried, and integers. entropy: correlations,
-    // their factor, that of a trial, and two snapshots. cd2: the terms, and a snapshot of half the size. a2: ints,
-    // the coincidences, and a snapshot of half the size.
+    // Doubles for each pair of rows. phip: distances, while a re-arrangement is tried, and integers. entropy:
+    // correlations, their factor, that of a trial, and two snapshots. cd2: the terms, and a snapshot of half the
+    // size. a2: ints, the coincidences, and a snapshot of half the size.
     const double tables = criterion == "phip" ? 1.4 : criterion == "entropy" ? 4.1 : criterion == "cd2" ? 1.5 : 0.8;
     const double n = static_cast<double>(rows);
     // Working design, snapshots, ranks, level numbers and sizes, their copies, and the program's own copies.

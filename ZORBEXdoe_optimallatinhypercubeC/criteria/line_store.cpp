@@ -10,8 +10,8 @@
 constexpr std::int32_t least_slab = 8;   ///< lines
 constexpr std::int32_t usual_lines = 96; ///< that stay: two for each move between two evaluations
 
-/// From one line to the next: an odd number of vectors. Each fills a cache line, and the cells of a column then fall on
-/// different sets of the caches. Lines of a few vectors are better kept close.
+/// From one line to the next: an odd number of vectors. Each fills a cache line, and the cells of a column then fall
+/// on different sets of the caches. Lines of a few vectors are better kept close.
 static std::int32_t spread_pitch(std::int32_t length, std::int32_t step)
 {
     return length < 16 * step ? length : (length / step | 1) * step;
@@ -55,9 +55,11 @@ void reserve_lines(run_context* ctx, line_store& store, std::int32_t count)
     const std::int32_t more = std::min(count, store.rows - in_use) - store.spare_count;
     if (more <= 0)
         return;
-    const std::int32_t lines = std::min(std::max({more, store.line_count, least_slab}), store.rows - store.line_count);
+    const std::int32_t lines =
+        std::min(std::max({more, store.line_count, least_slab}), store.rows - store.line_count);
     const std::int32_t slab = store.slab_count;
-    store.slabs[slab] = aligned_alloc_doubles(ctx, std::size_t{bits_u32(lines)} * bits_u32(store.stride));
+    const std::size_t extent = std::size_t{bits_u32(lines)} * bits_u32(store.stride);
+    store.slabs[slab] = aligned_alloc_doubles(ctx, extent);
     store.slab_lines[slab] = lines;
     store.slab_count += 1;
     store.line_count += lines;

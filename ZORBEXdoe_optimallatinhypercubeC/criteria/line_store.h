@@ -1,6 +1,7 @@
 /// Lines of doubles that some rows of a design have and most have not, on tracked storage.
 ///
-/// Storage grows by slabs, each as large as all before it, so that few blocks are tracked however many lines there are.
+/// Storage grows by slabs, each as large as all before it, so that few blocks are tracked however many lines there
+/// are.
 #pragma once
 
 #include "entry/run_context.h"
@@ -21,13 +22,14 @@ struct line_store {
     std::int32_t slab_lines[most_slabs];
 };
 
-/// A store in which no row has a line of `length` doubles. Frees with line_store_free, which does nothing for one that was never made.
+/// A store in which no row has a line of `length` doubles. Frees with line_store_free, which does nothing for one
+/// that was never made.
 void line_store_alloc(run_context* ctx, line_store& store, std::int32_t rows, std::int32_t length);
 void line_store_free(run_context* ctx, line_store& store);
 
-/// Provides for `count` more rows to get lines; what take_line needs beforehand. If no row has one yet and all rows are
-/// provided for, their lines follow one another in the first slab in the order in which they are taken. Failures leave
-/// through the error exit.
+/// Provides for `count` more rows to get lines; what take_line needs beforehand. If no row has one yet and all rows
+/// are provided for, their lines follow one another in the first slab in the order in which they are taken. Failures
+/// leave through the error exit.
 void reserve_lines(run_context* ctx, line_store& store, std::int32_t count);
 
 /// The line of row r; one that it has not had yet is not initialised.

@@ -69,9 +69,9 @@ struct phip_candidates {
 
 /// The scale of the bounds, see phip_best_swap.cpp.
 struct phip_bound_scale {
-    double value; ///< of the criterion when it was fitted
-    double steps; ///< of a distance
-    float unit;   ///< a step over the reference distance
+    double value;     ///< of the criterion when it was fitted
+    double steps;     ///< of a distance
+    float unit;       ///< a step over the reference distance
     double least_new; ///< the term of the reference distance, less the error of the bounds' sums
     double most_new;  ///< and more by it
     bool usable;

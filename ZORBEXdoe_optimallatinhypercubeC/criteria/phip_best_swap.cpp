@@ -19,8 +19,10 @@
 // The sums that the exact trial takes have at most 2n positive terms and are off by at most 2n units in the last
 // place, as are the bounds, so a slack of 8n units of all that is added up, plus the known errors of the row sums
 // that old_bound is made of and of the estimates that new_bound is, keeps the inequality true for the totals as
-// computed. A total that is larger by the factor 1 + 1e-9 has a value that is larger by about 1e-11 of itself or
-// more, far more than the error of pow. So the value of a dropped candidate is strictly greater than the least one.
+// computed. best is exact, or an upper bound by the same sums: each new term counted as if its distance were less by
+// all that the copies may be off, the old ones from below. A total that is larger by the factor 1 + 1e-9 has a value
+// that is larger by about 1e-11 of itself or more, far more than the error of pow. So the value of a dropped
+// candidate is strictly greater than the least one.
 // Those that are left are computed exactly: a unique least value comes first in every sort. When two are equal, their
 // order depends on the sort's path through all values, and nothing is told. So it is when anything leaves the ground
 // of this argument: totals near cancellation, where trials are re-summed; sums near the cap; infinities; equal
@@ -313,7 +315,8 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
     renew_sums(s.tables);
     reserve_candidates(ctx, s.candidates, count);
     s.other_exchange.computed = false;
-    bounded_candidates k{column, count, rows_a, rows_b, (8.0 * s.tables.rows + 32.0) * 0x1p-53, {}, 0.0, 0.0, 0.0, false};
+    bounded_candidates k{column, count, rows_a, rows_b, (8.0 * s.tables.rows + 32.0) * 0x1p-53,
+                         {},     0.0,   0.0,    0.0,    false};
     std::int32_t first = -1;
     if (s.term_sum > 1e-280 && s.term_sum < 1e190 && set_scale(s, k))
         first = bound_candidates(s, k);

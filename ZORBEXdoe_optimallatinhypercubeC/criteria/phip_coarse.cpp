@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cmath>
 
-constexpr double most_entry = 32700.0; ///< steps of an entry, of a slope, and of two changes of a distance
-constexpr double most_steps = 65000.0; ///< of a distance that counts
+constexpr double most_entry = 32700.0;    ///< steps of an entry, of a slope, and of two changes of a distance
+constexpr double most_steps = 65000.0;    ///< of a distance that counts
 constexpr std::int32_t most_rows = 32000; ///< row numbers fit 16 bits, padding included
 
 static std::uint16_t* integers_alloc(run_context* ctx, std::int32_t lines, std::int32_t stride)

@@ -1,16 +1,19 @@
 /// Copies of the phi-p criterion's distances and entries as 16-bit integers, for bounds only.
 ///
-/// A bound reads two lines of distances a candidate, most of what a move reads. A quarter of the bytes is a quarter of
-/// the traffic, and a vector holds four times as many. What the steps of integers lose is bounded by `coarse_doubt`.
+/// A bound reads two lines of distances a candidate, most of what a move reads. A quarter of the bytes is a quarter
+/// of the traffic, and a vector holds four times as many. What the steps of integers lose is bounded by
+/// `coarse_doubt`.
 ///
 /// Scale     distances in steps of 1 / scale, fine enough that those up to the mean distance and beyond count; what
 ///           is further away is coarse_none, as far as terms go, and remains it when a change is added. Entries from
 ///           the middle of their column in steps of their own.
 /// Layout    lines of `stride` integers on a 64-byte boundary; behind the last row coarse_none in distances, 0 in
 ///           columns.
-/// In step   of few rows, a row that changes is written into all lines. Of many it writes its own line and a note that it
-///           has changed, and another line takes over the distances to changed rows when it is next read: writing them
-///           at once would touch a cache line a row, most of them far away, while a line that is read comes near anyway.
+/// In step   of few rows, a row that changes is written into all lines. Of many it writes its own line and a note
+/// that it
+///           has changed, and another line takes over the distances to changed rows when it is next read: writing
+///           them at once would touch a cache line a row, most of them far away, while a line that is read comes near
+///           anyway.
 #pragma once
 
 #include "criteria/distance.h"
@@ -19,7 +22,7 @@
 #include <cstddef>
 #include <cstdint>
 
-inline constexpr std::int32_t coarse_step = 32;        ///< integers of the widest vector
+inline constexpr std::int32_t coarse_step = 32;          ///< integers of the widest vector
 inline constexpr std::uint16_t coarse_none = UINT16_MAX; ///< no distance, or too far to count
 
 /// What the copies of one column are made with.
@@ -31,8 +34,9 @@ struct coarse_column {
     double slope_scale; ///< steps, in 2^-16 of those of an entry, by which a distance changes for a slope of 1, see
                         ///< coarse_doubt
     double far_term;    ///< upper bound of a term that is too far to count after an exchange in this column
-    std::uint16_t bias; ///< added to every change of a distance, which is then not below 0 and not above twice as much
-    bool has_equal;     ///< some of its entries may be equal (equal_entries)
+    std::uint16_t
+        bias;       ///< added to every change of a distance, which is then not below 0 and not above twice as much
+    bool has_equal; ///< some of its entries may be equal (equal_entries)
 };
 
 struct phip_coarse {
@@ -40,7 +44,7 @@ struct phip_coarse {
     std::int32_t stride; ///< rows rounded up to whole vectors
     std::int32_t factors;
     distance_kind kind;
-    std::int32_t p; ///< exponent on the distances
+    std::int32_t p;           ///< exponent on the distances
     std::uint16_t* distances; ///< [rows x stride]
     std::int16_t* columns;    ///< [factors x stride]
     coarse_column* column;    ///< [factors]
@@ -101,7 +105,4 @@ inline std::uint16_t* coarse_line(const phip_coarse& c, std::int32_t r)
 /// off by 1/2 each, which counts 1/4 each as the other is at most 2^15 and the product is taken in 2^-16; leaving out
 /// its fraction and adding 1/2 is off by 1/2: 3/2 in all. For the rectangular kind it is |y - yb| - |y - ya|, four
 /// entries that are off by 1/2: 5/2 in all. The rest is for single precision and what double precision itself loses.
-inline double coarse_doubt(const phip_coarse& c)
-{
-    return (c.kind == distance_kind::euclidean ? 1.5 : 2.5) + 0x1p-5;
-}
+inline double coarse_doubt(const phip_coarse& c) { return (c.kind == distance_kind::euclidean ? 1.5 : 2.5) + 0x1p-5; }

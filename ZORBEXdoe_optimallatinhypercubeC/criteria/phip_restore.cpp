@@ -106,8 +106,8 @@ void restore_tables(run_context* ctx)
     phip_state& s = *ctx->phip;
     phip_column_snapshot& snapshot = s.column_snapshot;
     phip_exchange& e = s.exchange;
-    const bool only_pending = e.pending && s.tables.entries_set == snapshot.entries_set + 2 &&
-                              !snapshot.capture.taken && snapshot.kept_count == 0;
+    const bool only_pending =
+        e.pending && s.tables.entries_set == snapshot.entries_set + 2 && !snapshot.capture.taken;
     drop_refresh(s.tables);
     e.pending = false; // its tables were never written
     e.computed = false;

@@ -312,6 +312,7 @@ static void reserve_fresh_lines(run_context* ctx, phip_tables& t)
     if (!t.all_lines || t.changed_count <= t.refresh.capacity)
         return;
     aligned_free_doubles(ctx, t.refresh.lines);
+    t.refresh.lines = nullptr;
     t.refresh.capacity = t.changed_count;
     t.refresh.lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(t.changed_count)} * bits_u32(t.stride));
 }
@@ -355,8 +356,6 @@ void refresh_tables(run_context* ctx, phip_tables& t)
 
 void complete_refresh(phip_tables& t)
 {
-    if (!t.refresh.pending)
-        return;
     t.refresh.pending = false;
     for (std::int32_t i = 0; i < t.changed_count && (t.all_lines || t.coarse.has_nearly_equal); ++i) {
         const std::int32_t r = t.changed[i];
@@ -487,7 +486,8 @@ static double grid_limit(double total)
     return 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(total) & exponent_bits);
 }
 
-/// The sum with the first `count` terms of a line added, in parts: a tie or a new binade is the matter of one of them.
+/// The sum with the first `count` terms of a line added, in parts: a tie or a new binade is the matter of one of
+/// them.
 static double add_row(const phip_tables& t, const double* terms, std::int32_t count, double total)
 {
     constexpr std::int32_t part = 8 * line_step;

@@ -4,11 +4,12 @@
 ///            updates distances by differences, so its rows stop being fresh; they are on the list of changed rows
 ///            until the next evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and
 ///            taking back need only visit the changed rows.
-/// Lines      Of few rows, and for p = 0, all lines are stored: a symmetric table, in which a row that changes is written
-///            along its column, too. Of many rows only those of changed rows are stored, each complete and up to date.
-///            The line of another row is then computed from the points when it is asked for, and takes its distances
-///            to changed rows from theirs: a few lines a move cost less than the traffic of a table that has left the
-///            near caches.
+/// Lines      Of few rows, and for p = 0, all lines are stored: a symmetric table, in which a row that changes is
+/// written
+///            along its column, too. Of many rows only those of changed rows are stored, each complete and up to
+///            date. The line of another row is then computed from the points when it is asked for, and takes its
+///            distances to changed rows from theirs: a few lines a move cost less than the traffic of a table that
+///            has left the near caches.
 /// Terms      are computed from the distances when they are asked for. A re-arrangement leaves terms without their
 ///            floor; the distance below it that such a term belongs to carries a minus sign.
 /// Sum        the sum of all terms is defined as one chain of additions, row by row of the lower triangle.
@@ -39,15 +40,16 @@ inline bool same_bits(double x, double y)
 
 /// An evaluation from scratch whose lines are not stored yet: most of them are taken back with the move they end.
 struct phip_refresh {
-    bool pending;     ///< the sums are those of fresh lines, the stored lines are not
-    double* sums;     ///< [5 x stride] the sums before it
-    double* lines;    ///< [changed rows x stride] where all lines are stored: the fresh ones
+    bool pending;  ///< the sums are those of fresh lines, the stored lines are not
+    double* sums;  ///< [5 x stride] the sums before it
+    double* lines; ///< [changed rows x stride] where all lines are stored: the fresh ones
     std::int32_t capacity;
 };
 
 struct phip_tables {
     const phip_kernels* kernels;
-    std::int32_t few_rows; ///< all lines of up to so many rows are stored: phip_few_rows, but for tests of the other form
+    std::int32_t
+        few_rows; ///< all lines of up to so many rows are stored: phip_few_rows, but for tests of the other form
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
     std::int32_t factors;
@@ -55,13 +57,13 @@ struct phip_tables {
     distance_kind kind;
     double distance_floor; ///< distances below it have the capped term 1e200
 
-    double** points;   ///< [rows x factors] working design, each factor times its weight when weights are in force
-    double* columns;   ///< [factors x stride] the same by columns, 0 behind the last row
+    double** points; ///< [rows x factors] working design, each factor times its weight when weights are in force
+    double* columns; ///< [factors x stride] the same by columns, 0 behind the last row
     std::uint64_t entries_set; ///< number of set_point calls
 
     double* row_vectors; ///< the block that all vectors of [stride] below are in
-    line_store lines; ///< +inf at the row itself and behind the last row
-    bool all_lines;   ///< every row has one; else the changed rows
+    line_store lines;    ///< +inf at the row itself and behind the last row
+    bool all_lines;      ///< every row has one; else the changed rows
 
     // For p > 0.
     phip_coarse coarse;
@@ -84,8 +86,8 @@ struct phip_tables {
     double* line_distances; ///< [stride] scratch
     double* line_a;         ///< [stride] scratch of two_lines, p > 0
     double* line_b;
-    double* old_terms;      ///< [stride] scratch, p > 0
-    double* new_terms;      ///< [stride] scratch, p > 0
+    double* old_terms; ///< [stride] scratch, p > 0
+    double* new_terms; ///< [stride] scratch, p > 0
 };
 
 /// A row whose line the table has not got yet: its terms in the table and its terms to be, [stride].
@@ -154,8 +156,8 @@ void refresh_tables(run_context* ctx, phip_tables& t);
 /// Ends a pending refresh: stores the fresh lines.
 void complete_refresh(phip_tables& t);
 
-/// While a refresh is pending, the line of a changed row has the fresh distances to those that changed before it; this
-/// puts the others back, which the lines of these have. complete_refresh may follow, drop_refresh does it.
+/// While a refresh is pending, the line of a changed row has the fresh distances to those that changed before it;
+/// this puts the others back, which the lines of these have. complete_refresh may follow, drop_refresh does it.
 void put_lines_before_refresh_back(phip_tables& t);
 
 /// Takes a pending refresh back.

@@ -117,8 +117,8 @@ TEST(parallel_vectors, are_filled_aligned_and_apart_within_pages)
         for (std::size_t i = 0; i < all.size(); ++i) {
             EXPECT_EQ(std::count(all[i], all[i] + length, static_cast<double>(i)), length) << length;
             for (std::size_t j = 0; j < i; ++j) {
-                const std::uintptr_t apart = (reinterpret_cast<std::uintptr_t>(all[i]) -
-                                              reinterpret_cast<std::uintptr_t>(all[j])) % 4096;
+                const std::uintptr_t apart =
+                    (reinterpret_cast<std::uintptr_t>(all[i]) - reinterpret_cast<std::uintptr_t>(all[j])) % 4096;
                 EXPECT_GE(std::min<std::uintptr_t>(apart, 4096 - apart), 256u) << length << " " << i << " " << j;
             }
         }

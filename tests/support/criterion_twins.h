@@ -33,8 +33,8 @@ public:
     /// Chooses the kernels of the library's form, before setup(); the machine must have the set.
     void use_variant(instruction_set set);
 
-    /// Sets up both forms; apart from the constructor, so that a test can choose a kernel variant before. Every second
-    /// phi-p is set up as for many rows.
+    /// Sets up both forms; apart from the constructor, so that a test can choose a kernel variant before. Every
+    /// second phi-p is set up as for many rows.
     void setup();
 
     /// Calls the same operation on both; the two results, to be compared bit for bit.

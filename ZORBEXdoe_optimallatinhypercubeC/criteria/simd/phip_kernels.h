@@ -52,15 +52,15 @@ struct exchange_sums {
 struct coarse_lines {
     std::int32_t stride;
     const std::uint16_t* distances; ///< [rows x stride]
-    const std::int16_t* column;    ///< [stride] entries of the column, in steps
-    const double* entries;         ///< [rows] the same as they are
-    double middle;                 ///< of the column
-    double scale;                  ///< steps of a distance
-    double slope_scale;            ///< of coarse_column
-    std::uint16_t bias;            ///< of coarse_column
-    const std::int16_t* marks;     ///< [2 stride] 0 but for -1 at `stride`
-    double doubt;                  ///< of coarse_doubt
-    float unit; ///< an upper bound of a step over the reference distance
+    const std::int16_t* column;     ///< [stride] entries of the column, in steps
+    const double* entries;          ///< [rows] the same as they are
+    double middle;                  ///< of the column
+    double scale;                   ///< steps of a distance
+    double slope_scale;             ///< of coarse_column
+    std::uint16_t bias;             ///< of coarse_column
+    const std::int16_t* marks;      ///< [2 stride] 0 but for -1 at `stride`
+    double doubt;                   ///< of coarse_doubt
+    float unit;                     ///< an upper bound of a step over the reference distance
 };
 
 /// The sum of new terms of an exchange, from below, and the least distance.
@@ -95,9 +95,9 @@ struct phip_kernels {
                               std::int32_t stride, const exchange_lines& lines, const exchange_results& out);
 
     /// For each of `count` exchanges of one column a sum of some of the new terms of both rows, over the term of the
-    /// reference distance: of the least distances of several groups of rows, most_bound_terms at most. With an error of
-    /// bound_error it is a lower bound of the sum of all, but for those that are too far to count: they may be in it
-    /// although there is no such row. It is +inf where single precision has no number for it.
+    /// reference distance: of the least distances of several groups of rows, most_bound_terms at most. With an error
+    /// of bound_error it is a lower bound of the sum of all, but for those that are too far to count: they may be in
+    /// it although there is no such row. It is +inf where single precision has no number for it.
     ///   bound   out   [count]
     void (*bound_exchanges)(distance_kind kind, std::int32_t p, const coarse_lines& lines, std::int32_t count,
                             const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound);

@@ -541,6 +541,6 @@ void grid_sum(std::int32_t count, const double* terms, double limit, double* sum
 } // namespace
 
 constexpr phip_kernels KERNELS{
-    NAME, estimate_error, distances, terms, exchange, bound_exchanges, close_bound, sum_after_exchange,
-    move, sum,            replace_terms, replace_on_grid, grid_sum,
+    NAME, estimate_error, distances,       terms,    exchange, bound_exchanges, close_bound, sum_after_exchange, move,
+    sum,  replace_terms,  replace_on_grid, grid_sum,
 };
