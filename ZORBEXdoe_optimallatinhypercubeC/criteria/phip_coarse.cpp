@@ -8,9 +8,8 @@
 #include <algorithm>
 #include <cmath>
 
-constexpr double most_entry = 32700.0;    ///< steps of an entry, of a slope, and of two changes of a distance
-constexpr double most_steps = 65000.0;    ///< of a distance that counts
-constexpr std::int32_t most_rows = 32000; ///< row numbers fit 16 bits, padding included
+constexpr double most_entry = 32700.0; ///< steps of an entry, of a slope, and of two changes of a distance
+constexpr double most_steps = 65000.0; ///< of a distance that counts
 
 static std::uint16_t* integers_alloc(run_context* ctx, std::int32_t lines, std::int32_t stride)
 {
@@ -144,10 +143,7 @@ void coarse_fit(phip_coarse& c, const double* const* points)
     std::fill_n(c.seen, c.rows, 0);
 }
 
-bool coarse_is_usable(const phip_coarse& c)
-{
-    return c.rows <= most_rows && c.reach < 1e200 && (c.reach > 1e-200 || c.reach == 0.0);
-}
+bool coarse_is_usable(const phip_coarse& c) { return c.reach < 1e200 && (c.reach > 1e-200 || c.reach == 0.0); }
 
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x)
 {

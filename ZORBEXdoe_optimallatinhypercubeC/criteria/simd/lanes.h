@@ -173,7 +173,7 @@ static inline count_vec saturated_sum(count_vec x, count_vec y)
 #else
 static inline short_vec high_product(short_vec x, short_vec y)
 {
-    short_vec product;
+    short_vec product{};
     for (int i = 0; i < SHORTS; ++i)
         product[i] = static_cast<short>((x[i] * y[i]) >> 16);
     return product;
