@@ -19,6 +19,9 @@
 #include <cmath>
 #include <cstdint>
 
+/// Tables of all pairs of so many rows stay near the processor. Beyond, a criterion that can do without one does.
+inline constexpr std::int32_t rows_with_tables = 640;
+
 /// Slot 2: which criterion is in force, and what the layer answers itself.
 struct criterion_state {
     double target;            ///< copied from the options

@@ -30,7 +30,7 @@ void phip_open(run_context* ctx)
     if (ctx->phip == nullptr)
         return;
     ctx->phip->tables.kernels = best_variant(phip_kernel_variants);
-    ctx->phip->tables.few_rows = phip_few_rows;
+    ctx->phip->tables.few_rows = rows_with_tables;
 }
 
 void phip_close(run_context* ctx) { close_plain_record(ctx->phip); }

@@ -28,8 +28,6 @@
 #include <cstddef>
 #include <cstdint>
 
-inline constexpr std::int32_t phip_few_rows = 640; ///< the tables of so many rows stay near the processor
-
 inline constexpr double phip_cap = 1e200; ///< sums of terms, and single terms, end there
 
 /// True for the same number, the sign of zero included.
@@ -49,7 +47,7 @@ struct phip_refresh {
 struct phip_tables {
     const phip_kernels* kernels;
     std::int32_t
-        few_rows; ///< all lines of up to so many rows are stored: phip_few_rows, but for tests of the other form
+        few_rows; ///< all lines of up to so many rows are stored: rows_with_tables, but for tests of the other form
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
     std::int32_t factors;

@@ -1,6 +1,6 @@
 #include "entry/memory_need.h"
 
-#include "criteria/phip_tables.h"
+#include "criteria/criterion.h"
 #include "entry/tracked_storage.h"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ static table_bytes table_bytes_of(const criterion_options* criterion, double row
     // A given exponent may be 0 (maximin), which keeps no copies in integers, but all distances.
     case 1: {
         const bool given = criterion->params.param_count_1 > 0;
-        if (rows <= phip_few_rows)
+        if (rows <= rows_with_tables)
             return given ? table_bytes{8.0, 0.0, 8.0} : table_bytes{10.0, 0.0, 10.0};
         return {2.0, 0.0, 8.0};
     }

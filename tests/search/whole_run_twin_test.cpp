@@ -1,5 +1,5 @@
 // Whole runs against the plain form, bit for bit, over settings, criteria, methods and starting designs.
-#include "criteria/phip_tables.h"
+#include "criteria/criterion.h"
 #include "embedded_host.h"
 #include "reference/plain/plain_library.h"
 #include "search/search_driver.h"
@@ -154,7 +154,7 @@ TEST(whole_runs, have_the_bits_of_the_plain_form_with_the_least_weights)
 TEST(whole_runs, of_many_rows_have_the_bits_of_the_plain_form)
 {
     run_case c;
-    c.n = phip_few_rows + 13;
+    c.n = rows_with_tables + 13;
     c.k = 3;
     c.seed = 77;
     c.given.criterion.criterion_id = 1;
