@@ -7,14 +7,14 @@
 
 #include <algorithm>
 
-constexpr std::int32_t least_slab = 8;   ///< lines
-constexpr std::int32_t usual_lines = 96; ///< that stay: two for each move between two evaluations
+constexpr std::int32_t least_slab = 8;    ///< lines
+constexpr std::int32_t usual_lines = 192; ///< that stay: a search needs two for each move between two evaluations
 
 /// From one line to the next: an odd number of vectors. Each fills a cache line, and the cells of a column then fall
 /// on different sets of the caches. Lines of a few vectors are better kept close.
-static std::int32_t spread_pitch(std::int32_t length, std::int32_t step)
+static std::int32_t spread_pitch(std::int32_t length)
 {
-    return length < 16 * step ? length : (length / step | 1) * step;
+    return length < 16 * row_multiple ? length : (length / row_multiple | 1) * row_multiple;
 }
 
 static double** pointers_alloc(run_context* ctx, std::int32_t count)
@@ -28,7 +28,7 @@ void line_store_alloc(run_context* ctx, line_store& store, std::int32_t rows, st
 {
     store = {};
     store.rows = rows;
-    store.stride = spread_pitch(length, row_multiple);
+    store.stride = spread_pitch(length);
     store.of_row = pointers_alloc(ctx, rows);
     store.spare = pointers_alloc(ctx, rows);
 }
@@ -85,12 +85,12 @@ void release_line(line_store& store, std::int32_t r)
 
 void trim_lines(run_context* ctx, line_store& store)
 {
-    if (store.line_count <= 2 * usual_lines)
+    if (store.line_count <= usual_lines)
         return;
     store.line_count = store.spare_count = 0;
     std::int32_t kept = 0;
     for (std::int32_t i = 0; i < store.slab_count; ++i) {
-        if (store.line_count + store.slab_lines[i] > 2 * usual_lines) {
+        if (store.line_count + store.slab_lines[i] > usual_lines) {
             aligned_free_doubles(ctx, store.slabs[i]);
             continue;
         }

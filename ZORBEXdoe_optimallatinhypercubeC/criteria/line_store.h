@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-inline constexpr std::int32_t most_slabs = 32;
+inline constexpr std::int32_t most_slabs = 32; ///< each doubles the lines: more rows than 32 bits count
 
 struct line_store {
     std::int32_t rows;

@@ -63,7 +63,7 @@ struct phip_candidates {
     std::int32_t capacity; ///< candidates
     double* lower;         ///< [capacity] lower bound of the total
     float* new_terms;      ///< [capacity] of some new terms, relative to the reference of the bounds
-    std::int32_t* left;    ///< [capacity] those that the first bound leaves
+    std::int32_t* left;    ///< [capacity + 1] those that the first bound leaves
     std::int32_t left_count;
 };
 

@@ -131,7 +131,7 @@ static inline double new_terms_from(const bounded_candidates& k, float sum, doub
     return std::max(sum * k.least_new - terms * k.far, 0.0);
 }
 
-/// A lower bound of the total of a candidate from one of its new terms.
+/// A lower bound of the total of a candidate from some of its new terms.
 static inline double lower_bound(const phip_state& s, const bounded_candidates& k, std::int32_t c, float new_terms)
 {
     const phip_tables& t = s.tables;
@@ -149,10 +149,11 @@ static std::int32_t bound_candidates(phip_state& s, const bounded_candidates& k)
 {
     const phip_tables& t = s.tables;
     float* new_terms = s.candidates.new_terms;
-    for (std::int32_t c = 0; c < k.count && !t.coarse.near; ++c) {
-        coarse_take_over(s.tables.coarse, k.rows_a[c]);
-        coarse_take_over(s.tables.coarse, k.rows_b[c]);
-    }
+    if (!t.coarse.near)
+        for (std::int32_t c = 0; c < k.count; ++c) {
+            coarse_take_over(s.tables.coarse, k.rows_a[c]);
+            coarse_take_over(s.tables.coarse, k.rows_b[c]);
+        }
     t.kernels->bound_exchanges(t.kind, t.p, k.coarse, k.count, k.rows_a, k.rows_b, new_terms);
     double least_lower = __builtin_inf();
     double most_old = 0.0;
@@ -257,8 +258,9 @@ static double bracket_totals(phip_state& s, const bounded_candidates& k, std::in
     const bool few = s.tables.rows <= few_rows;
     double* lower = s.candidates.lower;
     std::int32_t* left = s.candidates.left;
-    double best = __builtin_inf();
-    best = few ? lower[first] = exact_total(s, k, first) : bracket_total(s, k, first, best);
+    double best = few ? exact_total(s, k, first) : bracket_total(s, k, first, __builtin_inf());
+    if (few)
+        lower[first] = best;
     double limit = best * surely_worse;
     left[0] = first;
     std::int32_t count = 1;
@@ -291,7 +293,7 @@ static double bracket_totals(phip_state& s, const bounded_candidates& k, std::in
 }
 
 constexpr double most_doubt = 1e-7; ///< of a row sum, as a share of the present sum
-constexpr std::int32_t few = 4;     ///< candidates that are expected to be left
+constexpr std::int32_t usual = 4;   ///< candidates that are left at most, mostly
 
 /// For the next call: sums of the candidates' rows anew where updates have left more doubt than bounds can use.
 static void sharpen_row_sums(phip_tables& t, std::int32_t count, const std::int32_t* rows, double present)
@@ -360,7 +362,7 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
             std::swap(s.exchange, s.other_exchange);
         }
     }
-    if (tried > few) {
+    if (tried > usual) {
         sharpen_row_sums(s.tables, count, rows_a, s.term_sum);
         sharpen_row_sums(s.tables, count, rows_b, s.term_sum);
     }

@@ -26,9 +26,9 @@ void coarse_alloc(run_context* ctx, phip_coarse& c)
     for (std::int32_t r = 0; r < c.rows; ++r)
         std::fill(coarse_line(c, r) + c.rows, coarse_line(c, r) + c.stride, coarse_none);
     std::fill_n(c.columns, static_cast<std::ptrdiff_t>(c.factors) * c.stride, std::int16_t{0});
-    c.marks = reinterpret_cast<std::int16_t*>(integers_alloc(ctx, 2, c.stride));
-    std::fill_n(c.marks, 2 * c.stride, std::int16_t{0});
-    c.marks[c.stride] = -1;
+    c.marks = integers_alloc(ctx, 2, c.stride);
+    std::fill_n(c.marks, 2 * c.stride, std::uint16_t{0});
+    c.marks[c.stride] = coarse_none;
     c.notes = int_vector_alloc(ctx, c.rows);
     c.seen = int_vector_alloc(ctx, c.rows);
     c.column = static_cast<coarse_column*>(tracked_alloc(ctx, bits_u32(c.factors) * sizeof(coarse_column)));

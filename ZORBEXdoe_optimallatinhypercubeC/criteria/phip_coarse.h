@@ -10,10 +10,8 @@
 /// Layout    lines of `stride` integers on a 64-byte boundary; behind the last row coarse_none in distances, 0 in
 ///           columns.
 /// In step   of few rows, a row that changes is written into all lines. Of many it writes its own line and a note
-/// that it
-///           has changed, and another line takes over the distances to changed rows when it is next read: writing
-///           them at once would touch a cache line a row, most of them far away, while a line that is read comes near
-///           anyway.
+///           of it, and another line takes over the distances to changed rows when it is next read: writing them at
+///           once would touch a cache line a row, most of them far away, while a line that is read comes near anyway.
 #pragma once
 
 #include "criteria/distance.h"
@@ -34,9 +32,8 @@ struct coarse_column {
     double slope_scale; ///< steps, in 2^-16 of those of an entry, by which a distance changes for a slope of 1, see
                         ///< coarse_doubt
     double far_term;    ///< upper bound of a term that is too far to count after an exchange in this column
-    std::uint16_t
-        bias;       ///< added to every change of a distance, which is then not below 0 and not above twice as much
-    bool has_equal; ///< some of its entries may be equal (equal_entries)
+    std::uint16_t bias; ///< added to every change of a distance: none is then below 0 or above twice as much
+    bool has_equal;     ///< some of its entries may be equal (equal_entries)
 };
 
 struct phip_coarse {
@@ -49,7 +46,7 @@ struct phip_coarse {
     std::int16_t* columns;    ///< [factors x stride]
     coarse_column* column;    ///< [factors]
 
-    std::int16_t* marks; ///< [2 stride] 0 but for -1 at `stride`
+    std::uint16_t* marks; ///< [2 stride] 0 but for coarse_none at `stride`: a window on it takes one row out
 
     bool near;           ///< every line is written at once
     std::int32_t* notes; ///< [rows] rows in the order in which they changed, one that changes again is noted again

@@ -127,40 +127,37 @@ void forget_changes(phip_tables& t, std::int32_t count)
     }
 }
 
-/// Line of row r from the points.
-static void compute_line(const phip_tables& t, std::int32_t r, double* distances)
+/// The first `count` distances of row r from the points; behind them +inf up to a whole vector.
+static void compute_line(const phip_tables& t, std::int32_t r, std::int32_t count, double* distances)
 {
-    t.kernels->distances(t.kind, t.rows, t.stride, t.factors, t.columns, t.points[r], distances);
-    distances[r] = infinity;
+    t.kernels->distances(t.kind, count, t.stride, t.factors, t.columns, t.points[r], distances);
+    if (r < count)
+        distances[r] = infinity;
+}
+
+/// The same with the distances to changed rows, or more of the line where it is stored.
+static const double* start_of_line(const phip_tables& t, std::int32_t r, std::int32_t count, double* scratch)
+{
+    if (const double* stored = stored_line(t, r))
+        return stored;
+    compute_line(t, r, count, scratch);
+    for (std::int32_t i = 0; i < t.changed_count; ++i)
+        if (const std::int32_t c = t.changed[i]; c < count)
+            scratch[c] = stored_line(t, c)[r];
+    return scratch;
 }
 
 const double* line_of(const phip_tables& t, std::int32_t r, double* scratch)
 {
-    if (const double* stored = t.lines.of_row[r])
-        return stored;
-    compute_line(t, r, scratch);
-    for (std::int32_t i = 0; i < t.changed_count; ++i) {
-        const std::int32_t c = t.changed[i];
-        scratch[c] = t.lines.of_row[c][r];
-    }
-    return scratch;
+    return start_of_line(t, r, t.rows, scratch);
 }
 
-/// The part of the line of row r left of the diagonal; behind it +inf up to a whole vector, or more of the line.
+/// The line of row r left of the diagonal, for sums: while a refresh is pending they are those of fresh lines.
 static const double* left_of_diagonal(const phip_tables& t, std::int32_t r, double* scratch)
 {
-    if (t.refresh.pending) {
-        t.kernels->distances(t.kind, r, t.stride, t.factors, t.columns, t.points[r], scratch);
-        return scratch;
-    }
-    if (const double* stored = t.lines.of_row[r])
-        return stored;
-    t.kernels->distances(t.kind, r, t.stride, t.factors, t.columns, t.points[r], scratch);
-    for (std::int32_t i = 0; i < t.changed_count; ++i) {
-        const std::int32_t c = t.changed[i];
-        if (c < r)
-            scratch[c] = t.lines.of_row[c][r];
-    }
+    if (!t.refresh.pending)
+        return start_of_line(t, r, r, scratch);
+    compute_line(t, r, r, scratch);
     return scratch;
 }
 
@@ -184,7 +181,7 @@ static void store_line(phip_tables& t, std::int32_t r, const double* distances)
     }
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
         const std::int32_t c = t.changed[i];
-        t.lines.of_row[c][r] = distances[c];
+        stored_line(t, c)[r] = distances[c];
     }
 }
 
@@ -215,7 +212,7 @@ void fill_tables(phip_tables& t)
     forget_changes(t, 0);
     if (t.all_lines)
         for (std::int32_t r = 0; r < t.rows; ++r)
-            compute_line(t, r, stored_line(t, r));
+            compute_line(t, r, t.rows, stored_line(t, r));
     if (t.p == 0) {
         std::fill_n(t.row_nearest, t.rows, -1);
         return;
@@ -317,6 +314,7 @@ static void reserve_fresh_lines(run_context* ctx, phip_tables& t)
     t.refresh.lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(t.changed_count)} * bits_u32(t.stride));
 }
 
+/// Where the fresh line of the i-th changed row is kept; of many rows it is not, but computed again.
 static double* fresh_line(const phip_tables& t, std::int32_t i)
 {
     return t.all_lines ? t.refresh.lines + static_cast<std::ptrdiff_t>(i) * t.stride : t.line_distances;
@@ -331,7 +329,7 @@ static void refresh_sums(run_context* ctx, phip_tables& t)
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
         const std::int32_t r = t.changed[i];
         double* line = fresh_line(t, i);
-        compute_line(t, r, line);
+        compute_line(t, r, t.rows, line);
         terms_of_line(t, stored_line(t, r), t.old_terms);
         terms_of_line(t, line, t.new_terms);
         replace_in_sums(t, r, t.old_terms, t.new_terms);
@@ -348,7 +346,7 @@ void refresh_tables(run_context* ctx, phip_tables& t)
     if (t.p > 0)
         return refresh_sums(ctx, t);
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
-        compute_line(t, t.changed[i], t.line_distances);
+        compute_line(t, t.changed[i], t.rows, t.line_distances);
         replace_row(t, t.changed[i], t.line_distances);
     }
     forget_changes(t, 0);
@@ -357,14 +355,16 @@ void refresh_tables(run_context* ctx, phip_tables& t)
 void complete_refresh(phip_tables& t)
 {
     t.refresh.pending = false;
-    for (std::int32_t i = 0; i < t.changed_count && (t.all_lines || t.coarse.has_nearly_equal); ++i) {
+    // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
+    const bool copies_change = t.coarse.has_nearly_equal;
+    for (std::int32_t i = 0; i < t.changed_count && (t.all_lines || copies_change); ++i) {
         const std::int32_t r = t.changed[i];
-        const double* line = fresh_line(t, i);
-        if (!t.all_lines)
-            compute_line(t, r, t.line_distances);
-        store_line(t, r, line);
-        // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
-        if (t.coarse.has_nearly_equal)
+        double* line = fresh_line(t, i);
+        if (t.all_lines)
+            store_line(t, r, line);
+        else
+            compute_line(t, r, t.rows, line);
+        if (copies_change)
             coarse_change_line(t.coarse, r, line);
     }
     forget_changes(t, 0);
@@ -527,18 +527,12 @@ double sum_in_order(phip_tables& t, const pending_rows* pending)
     double total = 0.0;
     for (std::int32_t j = 1; j < t.rows; ++j) {
         const double limit = short_rows ? 0.0 : grid_limit(total);
-        const bool on_grid = limit > 0.0;
-        if (on_grid && at_hand.limit[j] == limit && at_hand.ties[j] == 0.0) {
-            const double next = total + at_hand.sum[j];
-            if (next < 4.0 * limit) {
-                total = next;
-                continue;
-            }
-        }
         terms_of_row terms(t, j);
-        if (on_grid) {
-            const row_on_grid row = pending == nullptr ? grid_of_row(t, j, limit, terms)
-                                                       : grid_of_pending_row(t, *pending, j, limit, terms);
+        if (limit > 0.0) {
+            row_on_grid row{at_hand.sum[j], 0.0};
+            if (at_hand.limit[j] != limit || at_hand.ties[j] != 0.0)
+                row = pending == nullptr ? grid_of_row(t, j, limit, terms)
+                                         : grid_of_pending_row(t, *pending, j, limit, terms);
             const double next = total + row.sum;
             if (row.ties == 0.0 && next < 4.0 * limit) {
                 total = next;
@@ -610,10 +604,8 @@ void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capt
     if (capture.sums != nullptr && !capture.all_rows)
         return put_sums_back(t, capture);
     const double* from = capture.lines;
-    for (std::int32_t i = 0; i < capture.count; ++i, from += t.stride) {
+    for (std::int32_t i = 0; i < capture.count; ++i, from += t.stride)
         replace_row(t, capture.rows[i], from);
-        mark_changed(t, capture.rows[i]);
-    }
 }
 
 void drop_capture(run_context* ctx, phip_capture& capture)

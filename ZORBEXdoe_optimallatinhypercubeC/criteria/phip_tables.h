@@ -4,10 +4,9 @@
 ///            updates distances by differences, so its rows stop being fresh; they are on the list of changed rows
 ///            until the next evaluation. A pair of two unchanged rows is always fresh: evaluating from scratch and
 ///            taking back need only visit the changed rows.
-/// Lines      Of few rows, and for p = 0, all lines are stored: a symmetric table, in which a row that changes is
-/// written
-///            along its column, too. Of many rows only those of changed rows are stored, each complete and up to
-///            date. The line of another row is then computed from the points when it is asked for, and takes its
+/// Lines      of few rows, and for p = 0, all lines are stored: a symmetric table, in which a row that changes is
+///            written along its column, too. Of many rows only those of changed rows are stored, each complete and up
+///            to date. The line of another row is then computed from the points when it is asked for, and takes its
 ///            distances to changed rows from theirs: a few lines a move cost less than the traffic of a table that
 ///            has left the near caches.
 /// Terms      are computed from the distances when they are asked for. A re-arrangement leaves terms without their
@@ -46,8 +45,7 @@ struct phip_refresh {
 
 struct phip_tables {
     const phip_kernels* kernels;
-    std::int32_t
-        few_rows; ///< all lines of up to so many rows are stored: rows_with_tables, but for tests of the other form
+    std::int32_t few_rows; ///< all lines of so many rows are stored: rows_with_tables, but for tests
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
     std::int32_t factors;
@@ -82,7 +80,7 @@ struct phip_tables {
     std::uint8_t* is_changed; ///< [rows]
 
     double* line_distances; ///< [stride] scratch
-    double* line_a;         ///< [stride] scratch of two_lines, p > 0
+    double* line_a;         ///< [stride] scratch of lines_of, p > 0
     double* line_b;
     double* old_terms; ///< [stride] scratch, p > 0
     double* new_terms; ///< [stride] scratch, p > 0

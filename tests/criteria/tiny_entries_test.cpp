@@ -77,64 +77,56 @@ void compare_with_definition(const table& design, const twin_case& how, const co
     }
 }
 
-struct phip_kind {
-    double p;
-    double distance; ///< 1 rectangular, 2 Euclidean
-};
+constexpr double scales[] = {1e-13, 2e-14, 5e-15, 2e-15};
 
 template <class Case>
 void for_all_kinds(int designs, Case one_case)
 {
-    for (const double p : {1.0, 2.0, 5.0, 10.0})
-        for (const double distance : {1.0, 2.0})
-            for (int d = 0; d < designs && !::testing::Test::HasFailure(); ++d) {
-                SCOPED_TRACE("p " + std::to_string(p) + ", distance " + std::to_string(distance) + ", design " +
-                             std::to_string(d));
-                random_stream random{static_cast<std::uint64_t>(d) + 1000u * static_cast<std::uint64_t>(p)};
-                twin_case how;
-                how.criterion_id = 1;
-                how.params_1 = {p};
-                how.params_2 = {distance};
-                const int n = 4 + random.below(30);
-                one_case(n, 1 + random.below(3), how, random);
-            }
+    for (const double scale : scales)
+        for (const double p : {1.0, 2.0, 5.0, 10.0})
+            for (const double distance : {1.0, 2.0})
+                for (int d = 0; d < designs && !::testing::Test::HasFailure(); ++d) {
+                    SCOPED_TRACE("scale " + ::testing::PrintToString(scale) + ", p " + std::to_string(p) +
+                                 ", distance " + std::to_string(distance) + ", design " + std::to_string(d));
+                    random_stream random{static_cast<std::uint64_t>(d) + 1000u * static_cast<std::uint64_t>(p)};
+                    twin_case how;
+                    how.criterion_id = 1;
+                    how.params_1 = {p};
+                    how.params_2 = {distance};
+                    const int n = 4 + random.below(30);
+                    one_case(scale, n, 1 + random.below(3), how, random);
+                }
 }
-
-constexpr double scales[] = {1e-13, 2e-14, 5e-15, 2e-15};
 
 } // namespace
 
 TEST(tiny_entries, by_their_size)
 {
-    for (const double scale : scales)
-        for_all_kinds(60, [&](int n, int k, const twin_case& how, random_stream& random) {
-            compare_with_definition(scaled_design(n, k, scale, random), how, {20, 4}, random);
-        });
+    for_all_kinds(60, [&](double scale, int n, int k, const twin_case& how, random_stream& random) {
+        compare_with_definition(scaled_design(n, k, scale, random), how, {20, 4}, random);
+    });
 }
 
 TEST(tiny_entries, by_their_weights)
 {
-    for (const double scale : scales)
-        for_all_kinds(60, [&](int n, int k, twin_case how, random_stream& random) {
-            how.weights.assign(static_cast<std::size_t>(k), scale);
-            compare_with_definition(random_unit_design(n, k, random), how, {20, 4}, random);
-        });
+    for_all_kinds(60, [&](double scale, int n, int k, twin_case how, random_stream& random) {
+        how.weights.assign(static_cast<std::size_t>(k), scale);
+        compare_with_definition(random_unit_design(n, k, random), how, {20, 4}, random);
+    });
 }
 
 // Exchanges of equal entries change no distance, so that the distances leave those of the points more and more.
 TEST(tiny_entries, in_long_courses_without_an_evaluation)
 {
-    for (const double scale : scales)
-        for_all_kinds(4, [&](int n, int k, const twin_case& how, random_stream& random) {
-            compare_with_definition(scaled_design(n, k, scale, random), how, {1500, 0}, random);
-        });
+    for_all_kinds(4, [&](double scale, int n, int k, const twin_case& how, random_stream& random) {
+        compare_with_definition(scaled_design(n, k, scale, random), how, {1500, 0}, random);
+    });
 }
 
 // Of usual size, but with rows that nearly coincide.
 TEST(tiny_entries, in_rows_next_to_each_other)
 {
-    for (const double distance : scales)
-        for_all_kinds(60, [&](int n, int k, const twin_case& how, random_stream& random) {
-            compare_with_definition(clustered_rows(n, k, distance, random), how, {20, 4}, random);
-        });
+    for_all_kinds(60, [&](double distance, int n, int k, const twin_case& how, random_stream& random) {
+        compare_with_definition(clustered_rows(n, k, distance, random), how, {20, 4}, random);
+    });
 }

@@ -96,8 +96,8 @@ typedef unsigned short half_count_vec __attribute__((vector_size(4 * LANES)));
 static inline short_vec load(const std::int16_t* p) { return *reinterpret_cast<const short_vec*>(p); }
 static inline count_vec load(const std::uint16_t* p) { return *reinterpret_cast<const count_vec*>(p); }
 
-/// The vector at any address, as counts.
-static inline count_vec load_anywhere(const std::int16_t* p)
+/// The vector at any address.
+static inline count_vec load_anywhere(const std::uint16_t* p)
 {
     count_vec x;
     __builtin_memcpy(&x, p, sizeof x);
@@ -106,25 +106,17 @@ static inline count_vec load_anywhere(const std::int16_t* p)
 
 static inline count_vec smaller(count_vec x, count_vec y) { return x < y ? x : y; }
 
-/// Half a vector of counts.
-static inline half_count_vec low_half(count_vec x)
+/// The lower (0) or the upper (1) half of a vector.
+template <int which>
+static inline half_count_vec half(count_vec x)
 {
 #if LANES == 8
-    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 0, 1, 2, 3);
+    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 4 * which, 4 * which + 1, 4 * which + 2,
+                                                   4 * which + 3);
 #elif LANES == 4
-    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 0, 1);
+    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 2 * which, 2 * which + 1);
 #else
-    return (half_count_vec)((vec_bits)x)[0];
-#endif
-}
-static inline half_count_vec high_half(count_vec x)
-{
-#if LANES == 8
-    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 4, 5, 6, 7);
-#elif LANES == 4
-    return (half_count_vec)__builtin_shufflevector((vec)x, (vec)x, 2, 3);
-#else
-    return (half_count_vec)((vec_bits)x)[1];
+    return (half_count_vec)((vec_bits)x)[which];
 #endif
 }
 

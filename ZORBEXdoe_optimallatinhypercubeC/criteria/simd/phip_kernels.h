@@ -1,4 +1,4 @@
-/// Kernels of the phi-p criterion: passes over the rows of one or two lines of the distance and term tables.
+/// Kernels of the phi-p criterion: passes over the rows of one or two lines of distances or terms.
 ///
 /// Lines   [stride] doubles on a 64-byte boundary, stride a multiple of line_step; entries behind the last row are
 ///         padding: +inf in distances, 0 in terms, anything finite in columns.
@@ -58,7 +58,7 @@ struct coarse_lines {
     double scale;                   ///< steps of a distance
     double slope_scale;             ///< of coarse_column
     std::uint16_t bias;             ///< of coarse_column
-    const std::int16_t* marks;      ///< [2 stride] 0 but for -1 at `stride`
+    const std::uint16_t* marks;     ///< [2 stride] of phip_coarse
     double doubt;                   ///< of coarse_doubt
     float unit;                     ///< an upper bound of a step over the reference distance
 };
@@ -79,6 +79,7 @@ struct grid_cache {
 struct phip_kernels {
     const char* name;
     double estimate_error; ///< of sum_after_exchange, relative, beside that of adding up
+
     /// Distances of a point to the first `count` rows: sum over the factors in ascending order.
     ///   columns   [factors x stride]
     ///   point     [factors]

@@ -211,7 +211,7 @@ inline floats reciprocal(floats x)
 #endif
 }
 
-/// x y + z
+/// x y + z, rounded once or twice: what is computed of it is only a bound.
 inline floats multiply_add(floats x, floats y, floats z)
 {
 #ifdef __AVX512F__
@@ -265,8 +265,8 @@ template <distance_kind kind>
 struct coarse_rows {
     const std::uint16_t* line_a;
     const std::uint16_t* line_b;
-    const std::int16_t* mark_a;
-    const std::int16_t* mark_b;
+    const std::uint16_t* mark_a;
+    const std::uint16_t* mark_b;
     const std::int16_t* column;
     shorts slope;
     short ya, yb;
@@ -324,9 +324,8 @@ template <distance_kind kind>
         least_a = smaller(steps_a, least_a);
         least_b = smaller(steps_b, least_b);
     }
-    return terms_of_steps(smaller(low_half(least_a), high_half(least_a)),
-                          smaller(low_half(least_b), high_half(least_b)), change, l.unit,
-                          static_cast<std::uint32_t>(p));
+    return terms_of_steps(smaller(half<0>(least_a), half<1>(least_a)), smaller(half<0>(least_b), half<1>(least_b)),
+                          change, l.unit, static_cast<std::uint32_t>(p));
 }
 
 template <distance_kind kind>
@@ -371,12 +370,11 @@ template <distance_kind kind>
         rows.steps(r, steps_a, steps_b);
         least_a = smaller(steps_a, least_a);
         least_b = smaller(steps_b, least_b);
-        total += terms_of_steps(low_half(steps_a), low_half(steps_b), change, l.unit, static_cast<std::uint32_t>(p));
-        total +=
-            terms_of_steps(high_half(steps_a), high_half(steps_b), change, l.unit, static_cast<std::uint32_t>(p));
+        total += terms_of_steps(half<0>(steps_a), half<0>(steps_b), change, l.unit, static_cast<std::uint32_t>(p));
+        total += terms_of_steps(half<1>(steps_a), half<1>(steps_b), change, l.unit, static_cast<std::uint32_t>(p));
     }
-    const floats least = smaller(to_floats(smaller(low_half(least_a), high_half(least_a))) + change.offset_a,
-                                 to_floats(smaller(low_half(least_b), high_half(least_b))) + change.offset_b);
+    const floats least = smaller(to_floats(smaller(half<0>(least_a), half<1>(least_a))) + change.offset_a,
+                                 to_floats(smaller(half<0>(least_b), half<1>(least_b))) + change.offset_b);
     return {sum_of_lanes(total), least_of_lanes(least) - static_cast<float>(l.doubt)};
 }
 
