@@ -7,6 +7,7 @@
 #include "criteria/criterion_records.h"
 #include "criteria/maximin.h"
 #include "criteria/phip_exchange.h"
+#include "criteria/phip_rearrangement.h"
 #include "criteria/phip_restore.h"
 #include "entry/plain_record.h"
 #include "numeric/wrap32.h"
@@ -88,6 +89,8 @@ static double phip_evaluate(run_context* ctx, const double* const* design)
         if (t.p > 0)
             coarse_note_equal(ctx, t.coarse, t.points);
         fill_tables(t);
+        if (t.p > 0)
+            forget_sums(t);
     } else {
         refresh_tables(ctx, t);
     }
@@ -149,6 +152,7 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
     release_candidates(ctx, s.candidates);
+    release_trial(ctx, s.trial);
     for (double* v : {s.exchange.vectors, s.other_exchange.vectors, s.column_snapshot.kept_lines})
         aligned_free_doubles(ctx, v);
     for (void* v :
@@ -167,6 +171,7 @@ static double phip_value(run_context* ctx) { return ctx->phip->value; }
 
 static double** phip_copy_design(run_context* ctx, double** out)
 {
+    take_trial_back(ctx);
     const phip_state& s = *ctx->phip;
     if (out == nullptr)
         return s.tables.points;
@@ -276,6 +281,7 @@ static void phip_restore_design(run_context* ctx)
 
 static double phip_value_of(run_context* ctx, const double* const* design)
 {
+    take_trial_back(ctx);
     const phip_tables& t = ctx->phip->tables;
     double** points = double_matrix_alloc(ctx, t.rows, t.factors);
     for (std::int32_t r = 0; r < t.rows; ++r)
@@ -297,6 +303,7 @@ static double phip_value_of(run_context* ctx, const double* const* design)
 
 static void phip_copy_saved_design(run_context* ctx, double** out)
 {
+    take_trial_back(ctx); // fixed rows are the present ones
     const phip_state& s = *ctx->phip;
     for (std::int32_t r = 0; r < s.tables.rows; ++r) {
         const double* from = r < s.fixed_rows ? s.tables.points[r] : s.design_snapshot.points[r - s.fixed_rows];

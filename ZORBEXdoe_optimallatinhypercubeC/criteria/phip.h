@@ -58,6 +58,28 @@ struct phip_design_snapshot {
     phip_capture capture;
 };
 
+/// What updates carry along.
+struct phip_sum {
+    double value;
+    double term_sum;
+    std::int32_t update_count;
+};
+
+/// A re-arrangement that was tried and not taken back yet.
+struct phip_trial {
+    bool pending; ///< points and tables are those after it, the value is that before it
+    std::int32_t column;
+    std::int32_t count;
+    std::int32_t capacity;
+    std::int32_t* rows_dst; ///< [capacity] row rows_dst[i] gets the entry taken[i] of row rows_src[i]
+    std::int32_t* rows_src;
+    double* taken;
+    phip_sum other_sum;   ///< while it is pending: after it
+    phip_capture before;  ///< the tables
+    bool sums_were_stale; ///< and the state of what is derived from them
+    bool copies_were_stale;
+};
+
 /// Scratch of the best of several exchanges.
 struct phip_candidates {
     std::int32_t capacity; ///< candidates
@@ -95,6 +117,7 @@ struct phip_state {
     phip_root last_root;
     phip_exchange exchange;
     phip_exchange other_exchange; ///< room for another one beside it
+    phip_trial trial;
     phip_candidates candidates;
     phip_bound_scale bound_scale;
     phip_column_snapshot column_snapshot;

@@ -1,6 +1,7 @@
 #include "criteria/phip_exchange.h"
 
 #include "criteria/criterion.h"
+#include "criteria/phip_rearrangement.h"
 #include "criteria/phip_restore.h"
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
@@ -59,6 +60,7 @@ void settle(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
     const phip_exchange& e = s.exchange;
+    take_trial_back(ctx);
     if (s.tables.refresh.pending) { // no exchange is pending then
         capture_evaluation(ctx);
         complete_refresh(s.tables);
@@ -88,8 +90,7 @@ static double sum_with_exchange(phip_state& s)
     return sum_in_order(s.tables, &pending);
 }
 
-/// Ends a committed update: the sum, re-summed when it is due or when cancellation has eaten the digits.
-static double commit_sum(phip_state& s, double old_sum, double new_sum)
+double commit_sum(phip_state& s, double old_sum, double new_sum)
 {
     double total = updated_sum(s, old_sum, new_sum);
     if (s.update_count != updates_between_sums && total / std::min(phip_cap, old_sum) >= phip_least_ratio) {
@@ -123,17 +124,6 @@ bool entries_are_equal(const phip_state& s, std::int32_t column, std::int32_t a,
     const double* x = column_line(s.tables, column);
     return equal_entries(x[a], x[b]);
 }
-
-namespace {
-
-/// What a batch of updates took out of and put into the sum of terms.
-struct replaced_terms {
-    double old_sum;
-    double new_sum;
-    bool changed; ///< some update was more than an exchange of equal entries
-};
-
-} // namespace
 
 /// Adds the lines of one exchange to the running sums of a batch.
 static void add_to_batch(const phip_state& s, replaced_terms& batch)
@@ -227,99 +217,4 @@ double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std
     if (total / std::min(phip_cap, e.old_sum) < phip_least_ratio)
         total = sum_with_exchange(s);
     return value_of_sum(s, std::min(phip_cap, total));
-}
-
-/// Marks the distances whose terms would be at the cap if they had a floor.
-static void mark_terms_without_floor(const phip_tables& t, double* distances)
-{
-    for (std::int32_t r = 0; r < t.rows; ++r)
-        distances[r] = distances[r] < t.distance_floor ? -distances[r] : distances[r];
-}
-
-/// Takes the rows of a re-arrangement one after the other: row rows_dst[t] gets the entry taken[t]. The terms have no
-/// floor here: a distance of zero gives an infinite one.
-static replaced_terms rearrange(run_context* ctx, std::int32_t column, std::int32_t count,
-                                const std::int32_t* rows_dst, const double* taken)
-{
-    phip_state& s = *ctx->phip;
-    phip_tables& t = s.tables;
-    reserve_lines(ctx, t.lines, count);
-    replaced_terms batch{0.0, 0.0, false};
-    for (std::int32_t i = 0; i < count; ++i) {
-        const std::int32_t d = rows_dst[i];
-        const double before = t.points[d][column];
-        if (!equal_entries(before, taken[i])) {
-            batch.changed = true;
-            const double* line = line_of(t, d, t.line_a);
-            t.kernels->move(t.kind, t.stride, column_line(t, column), before, taken[i], line, t.line_distances);
-            t.line_distances[d] = __builtin_inf();
-            t.kernels->terms(t.p, 0.0, t.stride, t.line_distances, t.new_terms);
-            terms_of_line(t, line, t.old_terms);
-            for (std::int32_t r = 0; r < t.rows; ++r) {
-                if (r == d)
-                    continue;
-                batch.old_sum += t.old_terms[r];
-                batch.new_sum += t.new_terms[r];
-            }
-            mark_terms_without_floor(t, t.line_distances);
-            replace_distances(t, d, t.line_distances);
-        }
-        if (!same_bits(before, taken[i])) {
-            hold_line(t, d);
-            set_point(t, d, column, taken[i]);
-        }
-    }
-    s.exchange.computed = false;
-    return batch;
-}
-
-/// The entries that the sources hold.
-static double* take_entries(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_src)
-{
-    double* taken = double_vector_alloc(ctx, count);
-    for (std::int32_t i = 0; i < count; ++i)
-        taken[i] = ctx->phip->tables.points[rows_src[i]][column];
-    return taken;
-}
-
-double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                         const std::int32_t* rows_src)
-{
-    phip_state& s = *ctx->phip;
-    if (count < 1)
-        return s.value;
-    settle(ctx);
-    capture_for_restore(ctx);
-    double* taken = take_entries(ctx, column, count, rows_src);
-    const replaced_terms batch = rearrange(ctx, column, count, rows_dst, taken);
-    vector_free(ctx, taken);
-    return batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : s.value;
-}
-
-double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                       const std::int32_t* rows_src)
-{
-    phip_state& s = *ctx->phip;
-    if (count < 1)
-        return s.value;
-    settle(ctx);
-    const double value = s.value;
-    const double term_sum = s.term_sum;
-    const std::int32_t update_count = s.update_count;
-    phip_capture before{};
-    take_capture(ctx, s.tables, before);
-    before.all_rows = true;
-    double* taken = take_entries(ctx, column, count, rows_src);
-    const replaced_terms batch = rearrange(ctx, column, count, rows_dst, taken);
-    const double result = batch.changed ? commit_sum(s, batch.old_sum, batch.new_sum) : value;
-
-    for (std::int32_t i = 0; i < count; ++i)
-        set_point(s.tables, rows_src[i], column, taken[i]);
-    put_capture_back(ctx, s.tables, before);
-    s.value = value;
-    s.term_sum = term_sum;
-    s.update_count = update_count;
-    vector_free(ctx, taken);
-    drop_capture(ctx, before);
-    return result;
 }

@@ -1,4 +1,4 @@
-/// Exchanges and re-arrangements of the phi-p criterion for p > 0; the contracts are those of criterion.h.
+/// Exchanges of the phi-p criterion for p > 0; the contracts are those of criterion.h.
 #pragma once
 
 #include "criteria/phip.h"
@@ -23,15 +23,23 @@ const phip_exchange& computed_exchange(phip_state& s, std::int32_t column, std::
 /// The sum of terms after an update: what was put in, plus the sum before, less what was taken out.
 double updated_sum(const phip_state& s, double old_sum, double new_sum);
 
+/// What a batch of updates took out of and put into the sum of terms.
+struct replaced_terms {
+    double old_sum;
+    double new_sum;
+    bool changed; ///< some update was more than an exchange of equal entries
+};
+
+/// Ends committed updates, which the tables know of unless an exchange is pending: the sum, re-summed when it is due
+/// or when cancellation has eaten the digits.
+///   returns the value
+double commit_sum(phip_state& s, double old_sum, double new_sum);
+
 double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                          const std::int32_t* rows_b);
 double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                        const std::int32_t* rows_b);
 double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b);
-double apply_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                         const std::int32_t* rows_src);
-double try_moves_terms(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                       const std::int32_t* rows_src);
 
 /// Frees the scratch of the best of several exchanges.
 void release_candidates(run_context* ctx, phip_candidates& candidates);

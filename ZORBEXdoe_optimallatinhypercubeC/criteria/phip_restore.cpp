@@ -1,5 +1,6 @@
 #include "criteria/phip_restore.h"
 
+#include "criteria/phip_rearrangement.h"
 #include "numeric/wrap32.h"
 #include "storage/vectors.h"
 
@@ -103,6 +104,7 @@ void keep_for_restore(phip_state& s, std::int32_t r)
 
 void restore_tables(run_context* ctx)
 {
+    take_trial_back(ctx);
     phip_state& s = *ctx->phip;
     phip_column_snapshot& snapshot = s.column_snapshot;
     phip_exchange& e = s.exchange;

@@ -199,14 +199,6 @@ void set_row_sum(phip_tables& t, std::int32_t r, const double* terms)
     t.row_upper[r] = t.row_sum[r] * (1.0 + 4e-16 * t.rows);
 }
 
-/// Sums of row r anew; its place on the grid is looked for when it is next asked for.
-static void sum_row_anew(phip_tables& t, std::int32_t r, const double* terms)
-{
-    set_row_sum(t, r, terms);
-    t.grid.limit[r] = 0.0;
-    t.grid.ties[r] = infinity;
-}
-
 void fill_tables(phip_tables& t)
 {
     forget_changes(t, 0);
@@ -217,9 +209,14 @@ void fill_tables(phip_tables& t)
         std::fill_n(t.row_nearest, t.rows, -1);
         return;
     }
-    coarse_fit(t.coarse, t.points);
+    std::fill_n(t.grid.ties, t.rows, infinity);
     t.sums_are_stale = true;
-    renew_sums(t);
+}
+
+void forget_sums(phip_tables& t)
+{
+    t.sums_are_stale = true;
+    t.copies_are_stale = true;
 }
 
 /// Keeps the nearest rows in step with a new line of row r.
@@ -236,31 +233,40 @@ static void update_nearest(phip_tables& t, std::int32_t r, const double* distanc
     }
 }
 
+/// Short rows are sooner walked than kept on a grid.
+static bool has_grid(const phip_tables& t) { return t.rows > 16; }
+
 /// Gives row r new terms in the sums.
 static void replace_in_sums(phip_tables& t, std::int32_t r, const double* old_terms, const double* new_terms)
 {
-    t.kernels->replace_terms(t.stride, r, old_terms, new_terms, t.row_sum, t.row_upper, t.grid);
-    sum_row_anew(t, r, new_terms);
+    const std::int32_t last_off_grid = has_grid(t) ? r : t.stride;
+    t.kernels->replace_terms(t.stride, last_off_grid, old_terms, new_terms, t.row_sum, t.row_upper, t.grid);
+    set_row_sum(t, r, new_terms);
+    t.grid.limit[r] = 0.0; // looked for when it is next asked for
+    t.grid.ties[r] = infinity;
 }
 
 void renew_sums(phip_tables& t)
 {
     if (!t.sums_are_stale)
         return;
-    t.sums_are_stale = false;
+    if (t.copies_are_stale)
+        coarse_fit(t.coarse, t.points);
     for (std::int32_t r = 0; r < t.rows; ++r) {
         const double* line = line_of(t, r, t.line_distances);
-        coarse_set_line(t.coarse, r, line);
+        if (t.copies_are_stale)
+            coarse_set_line(t.coarse, r, line);
         terms_of_line(t, line, t.new_terms);
-        sum_row_anew(t, r, t.new_terms);
+        set_row_sum(t, r, t.new_terms);
     }
+    t.sums_are_stale = t.copies_are_stale = false;
 }
 
 void replace_distances(phip_tables& t, std::int32_t r, const double* distances)
 {
     store_line(t, r, distances);
     std::fill_n(t.grid.ties, t.rows, infinity); // a sum in order may have been asked for in between
-    t.sums_are_stale = true;
+    forget_sums(t);
 }
 
 void replace_row(phip_tables& t, std::int32_t r, const double* distances)
@@ -291,7 +297,7 @@ static void copy_sums_from(phip_tables& t, const double* from)
         std::memcpy(sums, from, bits_u32(t.stride) * sizeof(double));
         from += t.stride;
     }
-    t.sums_are_stale = false;
+    t.sums_are_stale = t.copies_are_stale;
 }
 
 void keep_sums(const phip_tables& t)
@@ -339,10 +345,16 @@ static void refresh_sums(run_context* ctx, phip_tables& t)
     t.refresh.pending = true;
 }
 
+/// True when the copies must follow a refresh: what rounding changes is within their doubt, what nearly equal entries
+/// change may not be.
+static bool copies_follow_refresh(const phip_tables& t) { return t.coarse.has_nearly_equal; }
+
 void refresh_tables(run_context* ctx, phip_tables& t)
 {
-    if (refresh_fills(t))
+    if (refresh_fills(t)) {
+        t.copies_are_stale = t.copies_are_stale || copies_follow_refresh(t);
         return fill_tables(t);
+    }
     if (t.p > 0)
         return refresh_sums(ctx, t);
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
@@ -355,16 +367,15 @@ void refresh_tables(run_context* ctx, phip_tables& t)
 void complete_refresh(phip_tables& t)
 {
     t.refresh.pending = false;
-    // What rounding changes is within the doubt of the copies, what nearly equal entries change may not be.
-    const bool copies_change = t.coarse.has_nearly_equal;
-    for (std::int32_t i = 0; i < t.changed_count && (t.all_lines || copies_change); ++i) {
+    const bool copies_follow = copies_follow_refresh(t);
+    for (std::int32_t i = 0; i < t.changed_count && (t.all_lines || copies_follow); ++i) {
         const std::int32_t r = t.changed[i];
         double* line = fresh_line(t, i);
         if (t.all_lines)
             store_line(t, r, line);
         else
             compute_line(t, r, t.rows, line);
-        if (copies_change)
+        if (copies_follow)
             coarse_change_line(t.coarse, r, line);
     }
     forget_changes(t, 0);
@@ -520,13 +531,13 @@ static void put_pending_on_grid(const phip_tables& t, const pending_rows& pendin
 
 double sum_in_order(phip_tables& t, const pending_rows* pending)
 {
-    const bool short_rows = t.rows <= 16; // which are sooner walked than kept on a grid
-    if (pending != nullptr && !short_rows)
+    const bool on_grid = has_grid(t);
+    if (pending != nullptr && on_grid)
         put_pending_on_grid(t, *pending);
     const grid_cache& at_hand = pending == nullptr ? t.grid : t.pending;
     double total = 0.0;
     for (std::int32_t j = 1; j < t.rows; ++j) {
-        const double limit = short_rows ? 0.0 : grid_limit(total);
+        const double limit = on_grid ? grid_limit(total) : 0.0;
         terms_of_row terms(t, j);
         if (limit > 0.0) {
             row_on_grid row{at_hand.sum[j], 0.0};
@@ -583,29 +594,45 @@ void capture_sums(run_context* ctx, const phip_tables& t, phip_capture& capture)
     std::memcpy(capture.sums, t.refresh.sums, count * sizeof(double));
 }
 
-/// The same rows are changed again: with their lines the sums come back.
-static void put_sums_back(phip_tables& t, const phip_capture& capture)
-{
-    const double* line = capture.lines;
-    for (std::int32_t i = 0; i < capture.count; ++i, line += t.stride) {
-        store_line(t, capture.rows[i], line);
-        if (t.coarse.has_nearly_equal) // as in complete_refresh
-            coarse_change_line(t.coarse, capture.rows[i], line);
-    }
-    copy_sums_from(t, capture.sums);
-}
-
-void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture)
+/// Row by row with what belongs to the lines.
+///   replace   (row, line) gives the row its line
+template <class Replace>
+static void put_captured_lines(run_context* ctx, phip_tables& t, const phip_capture& capture, Replace replace)
 {
     if (capture.all_rows)
         fill_tables(t);
     forget_changes(t, 0);
     reserve_lines(ctx, t.lines, capture.count);
-    if (capture.sums != nullptr && !capture.all_rows)
-        return put_sums_back(t, capture);
-    const double* from = capture.lines;
-    for (std::int32_t i = 0; i < capture.count; ++i, from += t.stride)
-        replace_row(t, capture.rows[i], from);
+    const double* line = capture.lines;
+    for (std::int32_t i = 0; i < capture.count; ++i, line += t.stride)
+        replace(capture.rows[i], line);
+}
+
+void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture, bool sums_are_stale,
+                    bool copies_are_stale)
+{
+    put_captured_lines(ctx, t, capture, [&](std::int32_t r, const double* line) { store_line(t, r, line); });
+    t.sums_are_stale = sums_are_stale;
+    t.copies_are_stale = copies_are_stale;
+}
+
+void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture)
+{
+    if (t.p == 0)
+        return put_captured_lines(ctx, t, capture,
+                                  [&](std::int32_t r, const double* line) { replace_row(t, r, line); });
+    // When the same rows are changed again, the sums come back with their lines.
+    const bool sums_come_back = capture.sums != nullptr && !capture.all_rows;
+    const bool copies_follow = sums_come_back && copies_follow_refresh(t) && !t.copies_are_stale;
+    put_captured_lines(ctx, t, capture, [&](std::int32_t r, const double* line) {
+        store_line(t, r, line);
+        if (copies_follow)
+            coarse_change_line(t.coarse, r, line);
+    });
+    if (sums_come_back)
+        copy_sums_from(t, capture.sums);
+    else
+        forget_sums(t);
 }
 
 void drop_capture(run_context* ctx, phip_capture& capture)

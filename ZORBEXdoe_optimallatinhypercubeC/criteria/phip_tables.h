@@ -63,11 +63,12 @@ struct phip_tables {
 
     // For p > 0.
     phip_coarse coarse;
-    double* row_sum;     ///< [stride] approximate sum of the row's terms
-    double* row_upper;   ///< [stride] upper bound of it, off by as much as row_sum may be
-    grid_cache grid;     ///< of each row's terms left of the diagonal
-    grid_cache pending;  ///< scratch: the same with the lines of pending rows
-    bool sums_are_stale; ///< row sums and copies are not in step with the distances; nobody asked yet
+    double* row_sum;       ///< [stride] approximate sum of the row's terms
+    double* row_upper;     ///< [stride] upper bound of it, off by as much as row_sum may be
+    grid_cache grid;       ///< of each row's terms left of the diagonal
+    grid_cache pending;    ///< scratch: the same with the lines of pending rows
+    bool sums_are_stale;   ///< row sums are not in step with the distances; nobody asked yet
+    bool copies_are_stale; ///< nor are the copies; the sums are stale then, too
 
     // For p = 0.
     double* row_least;         ///< [rows] least distance of the row
@@ -139,8 +140,12 @@ void terms_of_line(const phip_tables& t, const double* distances, double* out);
 /// Sums the terms of row r anew.
 void set_row_sum(phip_tables& t, std::int32_t r, const double* terms);
 
-/// Computes the distances of all rows from the points; no row is changed then.
+/// Computes the distances of all rows from the points; no row is changed then. The sums become stale. So must the
+/// copies be made by the caller, unless they were in step with the distances of the same points.
 void fill_tables(phip_tables& t);
+
+/// Sums and copies are stale from now on.
+void forget_sums(phip_tables& t);
 
 /// True when so many rows have changed that a refresh fills the tables.
 inline bool refresh_fills(const phip_tables& t) { return t.changed_count > t.rows / 2; }
@@ -192,6 +197,12 @@ double sum_in_order(phip_tables& t, const pending_rows* pending = nullptr);
 
 /// Least distance of all pairs with a row from first_row on, p = 0; at most `least`.
 double least_distance(phip_tables& t, std::int32_t first_row, double least);
+
+/// What a re-arrangement of rows that was only tried leaves behind is taken back: the points are those of the capture
+/// again.
+///   sums_are_stale, copies_are_stale   as they were then: nothing has been written into sums and copies since
+void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture, bool sums_are_stale,
+                    bool copies_are_stale);
 
 /// Keeps the lines of the changed rows, without sums. Whoever replaces other rows afterwards sets all_rows.
 void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture);

@@ -216,26 +216,18 @@ struct rearrangement {
     std::int32_t* rows_src;    ///< [n] the rows at these ranks
     std::int32_t* rows_dst;    ///< [n]
     std::int32_t* work;        ///< [n]
+    std::int32_t** lists;      ///< the block that they are in
 };
 
 } // namespace
 
 static rearrangement rearrangement_alloc(run_context* ctx)
 {
-    const std::int32_t n = ctx->rows->n;
-    return {0,
-            int_vector_alloc(ctx, n),
-            int_vector_alloc(ctx, n),
-            int_vector_alloc(ctx, n),
-            int_vector_alloc(ctx, n),
-            int_vector_alloc(ctx, n)};
+    std::int32_t** lists = int_matrix_alloc(ctx, 5, ctx->rows->n);
+    return {0, lists[0], lists[1], lists[2], lists[3], lists[4], lists};
 }
 
-static void rearrangement_free(run_context* ctx, rearrangement& r)
-{
-    for (std::int32_t* v : {r.work, r.rows_dst, r.rows_src, r.destination, r.source})
-        vector_free(ctx, v);
-}
+static void rearrangement_free(run_context* ctx, rearrangement& r) { matrix_free(ctx, r.lists); }
 
 static void list_rows(run_context* ctx, std::int32_t factor, rearrangement& r)
 {
