@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 constexpr double most_entry = 32700.0; ///< steps of an entry, of a slope, and of two changes of a distance
 constexpr double most_steps = 65000.0; ///< of a distance that counts
@@ -151,6 +152,12 @@ void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, doubl
         return;
     c.columns[static_cast<std::ptrdiff_t>(column) * c.stride + r] =
         static_cast<std::int16_t>(std::lrint((x - c.column[column].middle) * c.column[column].entry_scale));
+}
+
+void coarse_swap_entries(const phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column)
+{
+    std::int16_t* copies = c.columns + static_cast<std::ptrdiff_t>(column) * c.stride;
+    std::swap(copies[a], copies[b]);
 }
 
 void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances)

@@ -75,6 +75,9 @@ bool coarse_is_usable(const phip_coarse& c);
 /// Copies one entry. Nothing where copies are of no use, as below.
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x);
 
+/// The same for two entries that change places.
+void coarse_swap_entries(const phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column);
+
 /// Copies the lines of all rows, one after the other from row 0.
 ///   distances   [rows] of row r
 void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances);

@@ -60,7 +60,8 @@ void settle(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
     const phip_exchange& e = s.exchange;
-    take_trial_back(ctx);
+    if (s.trial.pending)
+        take_trial_back(ctx);
     if (s.tables.refresh.pending) { // no exchange is pending then
         capture_evaluation(ctx);
         complete_refresh(s.tables);

@@ -90,9 +90,12 @@ void set_point(phip_tables& t, std::int32_t r, std::int32_t column, double x)
 
 void swap_points(phip_tables& t, std::int32_t a, std::int32_t b, std::int32_t column)
 {
-    const double x = t.points[a][column];
-    set_point(t, a, column, t.points[b][column]);
-    set_point(t, b, column, x);
+    double* x = column_line(t, column);
+    std::swap(t.points[a][column], t.points[b][column]);
+    std::swap(x[a], x[b]);
+    t.entries_set += 2;
+    if (t.p > 0)
+        coarse_swap_entries(t.coarse, a, b, column);
 }
 
 double term_of(const phip_tables& t, double distance)

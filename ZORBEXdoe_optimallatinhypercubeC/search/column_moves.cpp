@@ -216,18 +216,15 @@ struct rearrangement {
     std::int32_t* rows_src;    ///< [n] the rows at these ranks
     std::int32_t* rows_dst;    ///< [n]
     std::int32_t* work;        ///< [n]
-    std::int32_t** lists;      ///< the block that they are in
 };
 
 } // namespace
 
-static rearrangement rearrangement_alloc(run_context* ctx)
+/// One that uses five of the lists of the search.
+static rearrangement rearrangement_in(std::int32_t* const* lists)
 {
-    std::int32_t** lists = int_matrix_alloc(ctx, 5, ctx->rows->n);
-    return {0, lists[0], lists[1], lists[2], lists[3], lists[4], lists};
+    return {0, lists[0], lists[1], lists[2], lists[3], lists[4]};
 }
-
-static void rearrangement_free(run_context* ctx, rearrangement& r) { matrix_free(ctx, r.lists); }
 
 static void list_rows(run_context* ctx, std::int32_t factor, rearrangement& r)
 {
@@ -300,8 +297,9 @@ static void apply_best_rearrangement(run_context* ctx, std::int32_t factor, std:
 {
     if (tries < 1)
         return;
-    rearrangement candidate = rearrangement_alloc(ctx);
-    rearrangement best = rearrangement_alloc(ctx);
+    static_assert(rearrangement_lists == 10);
+    rearrangement candidate = rearrangement_in(ctx->search->rearrangement_rows);
+    rearrangement best = rearrangement_in(ctx->search->rearrangement_rows + 5);
     double best_value = worst_objective;
     bool found = false;
     for (std::int32_t t = 0; t < tries; ++t) {
@@ -320,8 +318,6 @@ static void apply_best_rearrangement(run_context* ctx, std::int32_t factor, std:
         for (std::int32_t t = 0; t < best.count; ++t)
             row_at_rank(ctx, best.source[t], factor) = best.rows_dst[t];
     }
-    rearrangement_free(ctx, best);
-    rearrangement_free(ctx, candidate);
 }
 
 /// Number of orders that are worth a try: m (m - 1) (m - 2), wrapping; none for fewer than three items.

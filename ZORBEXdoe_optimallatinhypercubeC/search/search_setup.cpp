@@ -138,6 +138,7 @@ void setup_search(run_context* ctx, std::int32_t n, std::int32_t first_row, std:
     const std::int32_t most_pairs = std::max({n, s.max_candidates, most_open_draws});
     s.rows_a = int_vector_alloc(ctx, most_pairs);
     s.rows_b = int_vector_alloc(ctx, most_pairs);
+    s.rearrangement_rows = int_matrix_alloc(ctx, rearrangement_lists, n);
     s.inner_moves = clamp_or_default_int(1, most_iterations, default_inner_moves(ctx), settings.moves_per_iteration);
     const std::int32_t sweeps = wrap_mul(wrap_mul(2, n), s.active_count);
     s.max_iterations = clamp_or_default_int(1, most_iterations, std::max(100, sweeps), settings.iteration_budget);
@@ -147,6 +148,9 @@ void setup_search(run_context* ctx, std::int32_t n, std::int32_t first_row, std:
 void search_release(run_context* ctx)
 {
     search_state& s = *ctx->search;
+    if (s.rearrangement_rows != nullptr)
+        matrix_free(ctx, s.rearrangement_rows);
+    s.rearrangement_rows = nullptr;
     for (std::int32_t** v : {&s.rows_a, &s.rows_b, &s.candidate_first, &s.candidate_second, &s.active_factors,
                              &s.group_pair_candidates, &s.element_pair_candidates}) {
         if (*v != nullptr)

@@ -18,6 +18,8 @@ struct open_sample {
     std::uint8_t sure[most_open_draws];   ///< 1: it is
 };
 
+inline constexpr std::int32_t rearrangement_lists = 10; ///< five of one that is tried, five of the best
+
 struct search_state {
     // Sizes and settings
     std::int32_t factors;
@@ -50,6 +52,8 @@ struct search_state {
     std::int32_t pairs_per_candidate;      ///< row pairs that one candidate exchanges: R, 1, or up to 2
     std::int32_t* rows_a;                  ///< [max(rows, max_candidates, most_open_draws)] row lists of exchanges
     std::int32_t* rows_b;                  ///< likewise
+
+    std::int32_t** rearrangement_rows; ///< [rearrangement_lists x rows] lists of re-arrangements
 
     // Scratch of the sampling, kept from move to move
     std::int32_t draw_capacity;
