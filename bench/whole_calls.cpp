@@ -46,16 +46,26 @@ struct measured_size {
     timed_call fast;
 };
 
-/// Short calls are made several times in turn, long ones once.
+/// Short calls are made many times in turn, long ones once.
 measured_size measure(const call_request& size)
 {
     measured_size m{make_call(plain_form(), size), make_call(fast_form(), size)};
-    if (m.plain.seconds + m.fast.seconds > 2.0)
+    const double once = m.plain.seconds + m.fast.seconds;
+    if (once > 2.0)
         return m;
-    for (int turn = 0; turn < 5; ++turn)
-        m = {best_of(m.plain, calls_in_a_row(plain_form(), size, 3)),
-             best_of(m.fast, calls_in_a_row(fast_form(), size, 3))};
+    constexpr int calls_a_turn = 4;
+    const int turns = std::clamp(static_cast<int>(2.0 / (calls_a_turn * once)), 5, 100);
+    for (int turn = 0; turn < turns; ++turn)
+        m = {best_of(m.plain, calls_in_a_row(plain_form(), size, calls_a_turn - 1)),
+             best_of(m.fast, calls_in_a_row(fast_form(), size, calls_a_turn - 1))};
     return m;
+}
+
+/// A ratio with three digits that count.
+void print_ratio(double plain, double fast)
+{
+    const double ratio = plain / fast;
+    std::printf(" %.*f |", ratio < 10.0 ? 2 : 1, ratio);
 }
 
 } // namespace
@@ -94,10 +104,12 @@ int main(int argc, char** argv)
         const double fast_move = 1e6 * fast.search_seconds / fast.search_moves;
         const bool same = plain.design == fast.design && plain.outcome.best_objective == fast.outcome.best_objective;
         all_same = all_same && same;
-        std::printf("| %s | %d | %d | %d | %.4f | %.4f | %.1f | %.2f | %.2f | %.1f | %s |\n",
-                    criteria[size.criterion], size.n, size.k, fast.outcome.iterations, plain.seconds, fast.seconds,
-                    plain.seconds / fast.seconds, plain_move, fast_move, plain_move / fast_move,
-                    same ? "same" : "DIFFERENT");
+        std::printf("| %s | %d | %d | %d | %.4f | %.4f |", criteria[size.criterion], size.n, size.k,
+                    fast.outcome.iterations, plain.seconds, fast.seconds);
+        print_ratio(plain.seconds, fast.seconds);
+        std::printf(" %.2f | %.2f |", plain_move, fast_move);
+        print_ratio(plain_move, fast_move);
+        std::printf(" %s |\n", same ? "same" : "DIFFERENT");
         std::fflush(stdout);
     }
     return all_same ? EXIT_SUCCESS : EXIT_FAILURE;
