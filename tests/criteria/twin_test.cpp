@@ -105,6 +105,14 @@ private:
     }
     int count() const { return static_cast<int>(rows_a_.size()); }
 
+    void try_moves(int c, int step)
+    {
+        same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
+            return ops.try_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
+        }),
+             "try_moves", step);
+    }
+
     void one_step(int step)
     {
         const int c = column();
@@ -137,14 +145,11 @@ private:
             }),
                  "apply_swaps", step);
             return same_value("apply_swaps", step);
-        case 7:
-            moves();
-            return same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
-                return ops.try_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
-            }),
-                        "try_moves", step);
+        case 7: moves(); return try_moves(c, step);
         case 8:
             moves();
+            if (random_.below(2) == 0)
+                try_moves(c, step);
             same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
                 return ops.apply_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
             }),
