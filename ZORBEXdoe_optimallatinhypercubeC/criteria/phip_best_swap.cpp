@@ -105,7 +105,8 @@ static bool set_scale(phip_state& s, bounded_candidates& k)
     k.most_new = s.bound_scale.most_new;
     k.far = column.far_term;
     k.has_equal = column.has_equal;
-    k.coarse = {c.stride,
+    k.coarse = {c.rows,
+                c.stride,
                 c.distances,
                 c.columns + static_cast<std::ptrdiff_t>(k.column) * c.stride,
                 column_line(s.tables, k.column),

@@ -89,17 +89,16 @@ static inline float least_of_lanes(float_vec_16 x)
 // 16-bit integers: twice as many again. Half a vector of them makes one in single precision.
 
 constexpr int SHORTS = 4 * LANES;
-typedef short short_vec __attribute__((vector_size(8 * LANES), may_alias));
-typedef unsigned short count_vec __attribute__((vector_size(8 * LANES), may_alias));
+typedef short short_vec __attribute__((vector_size(8 * LANES)));
+typedef unsigned short count_vec __attribute__((vector_size(8 * LANES)));
+typedef short half_short_vec __attribute__((vector_size(4 * LANES)));
 typedef unsigned short half_count_vec __attribute__((vector_size(4 * LANES)));
 
-static inline short_vec load(const std::int16_t* p) { return *reinterpret_cast<const short_vec*>(p); }
-static inline count_vec load(const std::uint16_t* p) { return *reinterpret_cast<const count_vec*>(p); }
-
 /// The vector at any address.
-static inline count_vec load_anywhere(const std::uint16_t* p)
+template <class Vector, class Element>
+static inline Vector load_as(const Element* p)
 {
-    count_vec x;
+    Vector x;
     __builtin_memcpy(&x, p, sizeof x);
     return x;
 }
@@ -134,33 +133,18 @@ static inline float_vec to_floats(half_count_vec x)
 #endif
 }
 
-/// The product over 2^16, its fraction left out, and the sum, which ends at 2^16 - 1.
-#if LANES == 8
-static inline short_vec high_product(short_vec x, short_vec y)
+/// The product over 2^16, its fraction left out, and the sum, which ends at 2^16 - 1; of whole vectors and, where
+/// there are registers of that size, of halves.
+#ifdef __SSE2__
+typedef short short_vec_8 __attribute__((vector_size(16)));
+typedef unsigned short count_vec_8 __attribute__((vector_size(16)));
+static inline short_vec_8 high_product(short_vec_8 x, short_vec_8 y)
 {
-    return (short_vec)_mm512_mulhi_epi16((__m512i)x, (__m512i)y);
+    return (short_vec_8)_mm_mulhi_epi16((__m128i)x, (__m128i)y);
 }
-static inline count_vec saturated_sum(count_vec x, count_vec y)
+static inline count_vec_8 saturated_sum(count_vec_8 x, count_vec_8 y)
 {
-    return (count_vec)_mm512_adds_epu16((__m512i)x, (__m512i)y);
-}
-#elif LANES == 4
-static inline short_vec high_product(short_vec x, short_vec y)
-{
-    return (short_vec)_mm256_mulhi_epi16((__m256i)x, (__m256i)y);
-}
-static inline count_vec saturated_sum(count_vec x, count_vec y)
-{
-    return (count_vec)_mm256_adds_epu16((__m256i)x, (__m256i)y);
-}
-#elif defined(__SSE2__)
-static inline short_vec high_product(short_vec x, short_vec y)
-{
-    return (short_vec)_mm_mulhi_epi16((__m128i)x, (__m128i)y);
-}
-static inline count_vec saturated_sum(count_vec x, count_vec y)
-{
-    return (count_vec)_mm_adds_epu16((__m128i)x, (__m128i)y);
+    return (count_vec_8)_mm_adds_epu16((__m128i)x, (__m128i)y);
 }
 #else
 static inline short_vec high_product(short_vec x, short_vec y)
@@ -174,5 +158,27 @@ static inline count_vec saturated_sum(count_vec x, count_vec y)
 {
     const count_vec sum = x + y;
     return sum < x ? x | 0xFFFF : sum;
+}
+#endif
+#if LANES >= 4
+typedef short short_vec_16 __attribute__((vector_size(32)));
+typedef unsigned short count_vec_16 __attribute__((vector_size(32)));
+static inline short_vec_16 high_product(short_vec_16 x, short_vec_16 y)
+{
+    return (short_vec_16)_mm256_mulhi_epi16((__m256i)x, (__m256i)y);
+}
+static inline count_vec_16 saturated_sum(count_vec_16 x, count_vec_16 y)
+{
+    return (count_vec_16)_mm256_adds_epu16((__m256i)x, (__m256i)y);
+}
+#endif
+#if LANES >= 8
+static inline short_vec high_product(short_vec x, short_vec y)
+{
+    return (short_vec)_mm512_mulhi_epi16((__m512i)x, (__m512i)y);
+}
+static inline count_vec saturated_sum(count_vec x, count_vec y)
+{
+    return (count_vec)_mm512_adds_epu16((__m512i)x, (__m512i)y);
 }
 #endif

@@ -50,6 +50,7 @@ struct exchange_sums {
 
 /// What bounds are computed from, see phip_coarse.h.
 struct coarse_lines {
+    std::int32_t rows;
     std::int32_t stride;
     const std::uint16_t* distances; ///< [rows x stride]
     const std::int16_t* column;     ///< [stride] entries of the column, in steps

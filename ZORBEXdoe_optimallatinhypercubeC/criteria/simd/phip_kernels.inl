@@ -197,8 +197,12 @@ using counts = count_vec;
 constexpr std::uint16_t none = 65535; // as coarse_none
 static_assert(2 * FLOATS <= static_cast<int>(most_bound_terms));
 
-inline shorts all_shorts(short x) { return x - shorts{}; }
-inline counts all_counts(std::uint16_t x) { return x - counts{}; }
+template <class Vector, class Element>
+inline Vector all_of(Element x)
+{
+    return x - Vector{};
+}
+inline counts all_counts(std::uint16_t x) { return all_of<counts>(x); }
 inline floats all_floats(float x) { return x - floats{}; }
 
 /// 1 / x within 2^-14 of itself.
@@ -259,42 +263,42 @@ inline coarse_change change_of(const coarse_lines& l, std::int32_t a, std::int32
     return {static_cast<std::int16_t>(slope), least + constant, least - constant};
 }
 
-/// The rows of an exchange beside the others. Changes are counted from the bias on, so that what is too far to count
-/// stays so.
-template <distance_kind kind>
+/// The rows of an exchange beside the others, by whole vectors or by halves. Changes are counted from the bias on, so
+/// that what is too far to count stays so.
+template <distance_kind kind, class Shorts = shorts, class Counts = counts>
 struct coarse_rows {
     const std::uint16_t* line_a;
     const std::uint16_t* line_b;
     const std::uint16_t* mark_a;
     const std::uint16_t* mark_b;
     const std::int16_t* column;
-    shorts slope;
+    Shorts slope;
     short ya, yb;
-    counts bias;
+    Counts bias;
 
     coarse_rows(const coarse_lines& l, std::int32_t a, std::int32_t b, const coarse_change& change)
         : line_a(l.distances + static_cast<std::int64_t>(a) * l.stride),
           line_b(l.distances + static_cast<std::int64_t>(b) * l.stride), mark_a(l.marks + l.stride - a),
-          mark_b(l.marks + l.stride - b), column(l.column), slope(all_shorts(change.slope)), ya(l.column[a]),
-          yb(l.column[b]), bias(all_counts(l.bias))
+          mark_b(l.marks + l.stride - b), column(l.column), slope(all_of<Shorts>(change.slope)), ya(l.column[a]),
+          yb(l.column[b]), bias(all_of<Counts>(l.bias))
     {
     }
 
     /// For the rows from r on.
-    void steps(std::int32_t r, counts& steps_a, counts& steps_b) const
+    void steps(std::int32_t r, Counts& steps_a, Counts& steps_b) const
     {
-        const shorts y = load(column + r);
-        counts by;
+        const auto y = load_as<Shorts>(column + r);
+        Counts by;
         if constexpr (kind == distance_kind::euclidean) {
-            by = (counts)high_product(slope, y);
+            by = (Counts)high_product(slope, y);
         } else {
-            const shorts to_b = y - yb;
-            const shorts to_a = y - ya;
-            by = (counts)((to_b < 0 ? -to_b : to_b) - (to_a < 0 ? -to_a : to_a));
+            const Shorts to_b = y - yb;
+            const Shorts to_a = y - ya;
+            by = (Counts)((to_b < 0 ? -to_b : to_b) - (to_a < 0 ? -to_a : to_a));
         }
         // The pair itself keeps its distance.
-        steps_a = saturated_sum(load(line_a + r), bias + by) | load_anywhere(mark_b + r);
-        steps_b = saturated_sum(load(line_b + r), bias - by) | load_anywhere(mark_a + r);
+        steps_a = saturated_sum(load_as<Counts>(line_a + r), bias + by) | load_as<Counts>(mark_b + r);
+        steps_b = saturated_sum(load_as<Counts>(line_b + r), bias - by) | load_as<Counts>(mark_a + r);
     }
 };
 
@@ -328,6 +332,18 @@ template <distance_kind kind>
                           change, l.unit, static_cast<std::uint32_t>(p));
 }
 
+/// The same of so few rows that half a vector holds them: each is a group of its own.
+template <distance_kind kind>
+[[gnu::always_inline]] inline floats bound_of_few(std::int32_t p, const coarse_lines& l, std::int32_t a, std::int32_t b,
+                                                  const coarse_change& change)
+{
+    const coarse_rows<kind, half_short_vec, half_count_vec> rows(l, a, b, change);
+    half_count_vec steps_a;
+    half_count_vec steps_b;
+    rows.steps(0, steps_a, steps_b);
+    return terms_of_steps(steps_a, steps_b, change, l.unit, static_cast<std::uint32_t>(p));
+}
+
 template <distance_kind kind>
 [[gnu::always_inline]] inline void bounds_of(std::int32_t p, const coarse_lines& given, std::int32_t count,
                                              const std::int32_t* rows_a, const std::int32_t* rows_b, float* bound)
@@ -339,6 +355,14 @@ template <distance_kind kind>
         const std::int32_t end = first + portion < count ? first + portion : count;
         for (std::int32_t c = first; c < end; ++c)
             changes[c - first] = change_of<kind>(lines, rows_a[c], rows_b[c]);
+        if constexpr (LANES >= 4) {
+            if (lines.rows <= SHORTS / 2) {
+                for (std::int32_t c = first; c < end; ++c)
+                    bound[c] =
+                        sum_of_lanes(bound_of_few<kind>(p, lines, rows_a[c], rows_b[c], changes[c - first]));
+                continue;
+            }
+        }
         for (std::int32_t c = first; c < end; ++c)
             bound[c] = sum_of_lanes(bound_of<kind>(p, lines, rows_a[c], rows_b[c], changes[c - first]));
     }
