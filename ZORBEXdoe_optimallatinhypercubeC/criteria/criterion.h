@@ -8,9 +8,9 @@
 /// Equality  two entries of a column are equal when they differ by less than 1e-15 (equal_entries).
 /// Exchange  never mixes columns and never changes the multiset of entries of a column. The pairs of one batch share
 ///           no row, the destinations of a re-arrangement are a permutation of its sources.
-/// Trial     crit_try_*: leaves working design, tables, value and both snapshots bit for bit as they were.
-/// Commit    crit_apply_*: keeps tables and value in step; rounding drifts until the next crit_evaluate.
-/// Errors    storage failures leave through the error exit; nothing else fails.
+/// Trial     crit_try_*: leaves working design, tables, value and both snapshots bit for bit as they were, as every
+/// operation tells them. Commit    crit_apply_*: keeps tables and value in step; rounding drifts until the next
+/// crit_evaluate. Errors    storage failures leave through the error exit; nothing else fails.
 #pragma once
 
 #include "entry/run_context.h"
@@ -48,7 +48,8 @@ void crit_release(run_context* ctx);
 double crit_value(run_context* ctx);
 
 /// Copies the working design, all rows, into out, in the caller's units; returns out.
-/// With a null out returns the criterion's own working matrix (in its units), to be read, not freed.
+/// With a null out returns the criterion's own working matrix (in its units), to be read before the next operation,
+/// not freed.
 double** crit_copy_design(run_context* ctx, double** out);
 
 /// Recomputes every table and the value from scratch, after loading the design when it is not null.

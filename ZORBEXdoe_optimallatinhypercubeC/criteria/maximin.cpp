@@ -4,7 +4,6 @@
 #include "criteria/phip_exchange.h"
 #include "criteria/phip_restore.h"
 #include "numeric/wrap32.h"
-#include "storage/vectors.h"
 
 #include <algorithm>
 
@@ -100,64 +99,27 @@ double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, s
     return -least;
 }
 
-/// Re-arranges row by row; false when every entry was equal to the one it took.
-static bool rearrange(phip_state& s, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                      const double* taken)
+void maximin_rearrange(phip_state& s, const phip_rearrangement& list)
 {
     phip_tables& t = s.tables;
     bool changed = false;
-    for (std::int32_t i = 0; i < count; ++i) {
-        const std::int32_t d = rows_dst[i];
-        const double before = t.points[d][column];
-        if (!equal_entries(before, taken[i])) {
+    for (std::int32_t i = 0; i < list.count; ++i) {
+        const std::int32_t d = list.rows_dst[i];
+        const double before = t.points[d][list.column];
+        const double after = list.taken[i];
+        if (!equal_entries(before, after)) {
             changed = true;
-            const double* x = column_line(t, column);
+            const double* x = column_line(t, list.column);
             const double* old = stored_line(t, d);
             for (std::int32_t r = 0; r < t.rows; ++r)
                 t.line_distances[r] =
-                    old[r] + (distance_part(t.kind, x[r] - taken[i]) - distance_part(t.kind, x[r] - before));
+                    old[r] + (distance_part(t.kind, x[r] - after) - distance_part(t.kind, x[r] - before));
             t.line_distances[d] = old[d];
             replace_row(t, d, t.line_distances);
         }
-        set_point(t, d, column, taken[i]);
+        set_point(t, d, list.column, after);
         mark_changed(t, d);
     }
-    return changed;
-}
-
-double maximin_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                           const std::int32_t* rows_src)
-{
-    phip_state& s = *ctx->phip;
-    if (count < 1)
-        return s.value;
-    capture_for_restore(ctx);
-    double* taken = double_vector_alloc(ctx, count);
-    for (std::int32_t i = 0; i < count; ++i)
-        taken[i] = s.tables.points[rows_src[i]][column];
-    if (rearrange(s, column, count, rows_dst, taken))
+    if (changed)
         s.value = maximin_value(s);
-    vector_free(ctx, taken);
-    return s.value;
-}
-
-double maximin_try_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                         const std::int32_t* rows_src)
-{
-    phip_state& s = *ctx->phip;
-    if (count < 1)
-        return s.value;
-    phip_capture before{};
-    take_capture(ctx, s.tables, before);
-    before.all_rows = true;
-    double* taken = double_vector_alloc(ctx, count);
-    for (std::int32_t i = 0; i < count; ++i)
-        taken[i] = s.tables.points[rows_src[i]][column];
-    const double result = rearrange(s, column, count, rows_dst, taken) ? maximin_value(s) : s.value;
-    for (std::int32_t i = 0; i < count; ++i)
-        set_point(s.tables, rows_src[i], column, taken[i]);
-    put_capture_back(ctx, s.tables, before);
-    vector_free(ctx, taken);
-    drop_capture(ctx, before);
-    return result;
 }

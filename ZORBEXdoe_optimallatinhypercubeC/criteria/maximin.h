@@ -13,7 +13,6 @@ double maximin_apply_swaps(run_context* ctx, std::int32_t column, std::int32_t c
 double maximin_try_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                          const std::int32_t* rows_b);
 double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b);
-double maximin_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                           const std::int32_t* rows_src);
-double maximin_try_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                         const std::int32_t* rows_src);
+
+/// Makes a re-arrangement row by row.
+void maximin_rearrange(phip_state& s, const phip_rearrangement& list);

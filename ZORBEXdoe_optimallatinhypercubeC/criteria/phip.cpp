@@ -77,13 +77,10 @@ static double phip_evaluate(run_context* ctx, const double* const* design)
     settle(ctx);
     s.exchange.computed = false;
     phip_tables& t = s.tables;
-    if (design != nullptr || t.sums_are_stale) {
+    if (design != nullptr || t.sums_are_stale)
         capture_for_restore(ctx);
-    } else if (t.p == 0 || refresh_fills(t)) { // others are pending at first
-        if (t.p > 0)
-            keep_sums(t);
-        capture_evaluation(ctx);
-    }
+    else if (t.p == 0 || refresh_fills(t))
+        capture_evaluation(ctx); // else when the refresh is completed
     if (design != nullptr) {
         load_design(s, design);
         if (t.p > 0)
@@ -152,7 +149,8 @@ static void phip_release(run_context* ctx)
     drop_capture(ctx, s.design_snapshot.capture);
     matrix_free(ctx, s.design_snapshot.points);
     release_candidates(ctx, s.candidates);
-    release_trial(ctx, s.trial);
+    release_rearrangement(ctx, s.rearrangement);
+    drop_capture(ctx, s.trial.before);
     for (double* v : {s.exchange.vectors, s.other_exchange.vectors, s.column_snapshot.kept_lines})
         aligned_free_doubles(ctx, v);
     for (void* v :
@@ -184,6 +182,7 @@ static double** phip_copy_design(run_context* ctx, double** out)
 static double phip_apply_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                                const std::int32_t* rows_b)
 {
+    settle(ctx);
     return ctx->phip->tables.p > 0 ? apply_swaps_terms(ctx, column, count, rows_a, rows_b)
                                    : maximin_apply_swaps(ctx, column, count, rows_a, rows_b);
 }
@@ -201,21 +200,8 @@ static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t
 
 static double phip_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
+    settle(ctx);
     return ctx->phip->tables.p > 0 ? try_swap_terms(ctx, column, a, b) : maximin_try_swap(ctx, column, a, b);
-}
-
-static double phip_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count,
-                               const std::int32_t* rows_dst, const std::int32_t* rows_src)
-{
-    return ctx->phip->tables.p > 0 ? apply_moves_terms(ctx, column, count, rows_dst, rows_src)
-                                   : maximin_apply_moves(ctx, column, count, rows_dst, rows_src);
-}
-
-static double phip_try_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
-                             const std::int32_t* rows_src)
-{
-    return ctx->phip->tables.p > 0 ? try_moves_terms(ctx, column, count, rows_dst, rows_src)
-                                   : maximin_try_moves(ctx, column, count, rows_dst, rows_src);
 }
 
 static std::int32_t phip_unique_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
@@ -303,7 +289,6 @@ static double phip_value_of(run_context* ctx, const double* const* design)
 
 static void phip_copy_saved_design(run_context* ctx, double** out)
 {
-    take_trial_back(ctx); // fixed rows are the present ones
     const phip_state& s = *ctx->phip;
     for (std::int32_t r = 0; r < s.tables.rows; ++r) {
         const double* from = r < s.fixed_rows ? s.tables.points[r] : s.design_snapshot.points[r - s.fixed_rows];
@@ -322,8 +307,8 @@ constexpr criterion_ops phip_ops{
     .apply_swaps = phip_apply_swaps,
     .try_swaps = phip_try_swaps,
     .try_swap = phip_try_swap,
-    .try_moves = phip_try_moves,
-    .apply_moves = phip_apply_moves,
+    .try_moves = try_rearrangement,
+    .apply_moves = apply_rearrangement,
     .save_column = phip_save_column,
     .restore_column = phip_restore_column,
     .save_design = phip_save_design,

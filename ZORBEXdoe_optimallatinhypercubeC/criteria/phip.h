@@ -61,23 +61,25 @@ struct phip_design_snapshot {
 /// What updates carry along.
 struct phip_sum {
     double value;
-    double term_sum;
-    std::int32_t update_count;
+    double term_sum; ///< p > 0: sum of the terms, at most 1e200; p = 0: negated least distance of the fixed rows
+    std::int32_t update_count; ///< p > 0: committed updates since the last full re-sum, 0..5
 };
 
-/// A re-arrangement that was tried and not taken back yet.
-struct phip_trial {
-    bool pending; ///< points and tables are those after it, the value is that before it
+/// A re-arrangement that is tried or made: row rows_dst[i] gets the entry taken[i], that of row rows_src[i].
+struct phip_rearrangement {
     std::int32_t column;
     std::int32_t count;
     std::int32_t capacity;
-    std::int32_t* rows_dst; ///< [capacity] row rows_dst[i] gets the entry taken[i] of row rows_src[i]
-    std::int32_t* rows_src;
-    double* taken;
-    phip_sum other_sum;   ///< while it is pending: after it
-    phip_capture before;  ///< the tables
-    bool sums_were_stale; ///< and the state of what is derived from them
-    bool copies_were_stale;
+    std::int32_t* rows_dst; ///< [capacity]
+    std::int32_t* rows_src; ///< [capacity]
+    double* taken;          ///< [capacity]
+};
+
+/// A trial of the listed re-arrangement that has not been taken back yet.
+struct phip_trial {
+    bool pending;        ///< points and tables are those after it, value and sums those before it
+    phip_sum after;      ///< while it is pending
+    phip_capture before; ///< while it is pending: the tables
 };
 
 /// Scratch of the best of several exchanges.
@@ -105,18 +107,16 @@ struct phip_root {
     double value;
 };
 
-struct phip_state {
+struct phip_state : phip_sum {
     phip_tables tables;
-    double value;
-    double term_sum; ///< p > 0: sum of the terms, at most 1e200; p = 0: negated least distance of the fixed rows
     const double* weights; ///< [factors] not owned
     std::int32_t fixed_rows;
     std::int32_t free_rows;
     std::int32_t weighted;
-    std::int32_t update_count; ///< committed updates since the last full re-sum, 0..5
     phip_root last_root;
     phip_exchange exchange;
     phip_exchange other_exchange; ///< room for another one beside it
+    phip_rearrangement rearrangement;
     phip_trial trial;
     phip_candidates candidates;
     phip_bound_scale bound_scale;

@@ -154,7 +154,7 @@ void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, doubl
         static_cast<std::int16_t>(std::lrint((x - c.column[column].middle) * c.column[column].entry_scale));
 }
 
-void coarse_swap_entries(const phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column)
+void coarse_swap_entries(phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column)
 {
     std::int16_t* copies = c.columns + static_cast<std::ptrdiff_t>(column) * c.stride;
     std::swap(copies[a], copies[b]);

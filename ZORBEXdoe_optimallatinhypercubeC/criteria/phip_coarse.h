@@ -25,7 +25,7 @@ inline constexpr std::uint16_t coarse_none = UINT16_MAX; ///< no distance, or to
 
 /// What the copies of one column are made with.
 struct coarse_column {
-    double lowest; ///< of all entries that the column has held since the set-up
+    double lowest; ///< of all entries that the column held when copies were made, since the set-up
     double highest;
     double middle;      ///< between these
     double entry_scale; ///< steps of an entry
@@ -75,8 +75,8 @@ bool coarse_is_usable(const phip_coarse& c);
 /// Copies one entry. Nothing where copies are of no use, as below.
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x);
 
-/// The same for two entries that change places.
-void coarse_swap_entries(const phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column);
+/// The copies of two entries change places, as the entries do.
+void coarse_swap_entries(phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column);
 
 /// Copies the lines of all rows, one after the other from row 0.
 ///   distances   [rows] of row r

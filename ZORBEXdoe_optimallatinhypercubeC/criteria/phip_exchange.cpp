@@ -188,7 +188,6 @@ double apply_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t cou
                          const std::int32_t* rows_b)
 {
     phip_state& s = *ctx->phip;
-    settle(ctx);
     if (count == 1)
         return apply_swap(ctx, column, rows_a[0], rows_b[0]);
     prepare_restore(ctx, wrap_mul(2, std::max(count, 0)));
@@ -210,7 +209,6 @@ double try_swaps_terms(run_context* ctx, std::int32_t column, std::int32_t count
 double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
     phip_state& s = *ctx->phip;
-    settle(ctx);
     if (entries_are_equal(s, column, a, b))
         return s.value;
     const phip_exchange& e = computed_exchange(s, column, a, b);

@@ -5,7 +5,8 @@
 
 inline constexpr double phip_least_ratio = 1e-8; ///< below it an update is re-summed
 
-/// Brings the tables up to date with the points; every operation that reads or changes tables begins with it.
+/// Takes a pending trial back and brings the tables up to date with the points. What reads or changes them begins
+/// with it; the callers of the exchanges below have done so.
 void settle(run_context* ctx);
 
 /// value of a sum of terms: its root, with the half of the Euclidean kind's squared distances. A commit asks for the

@@ -54,8 +54,11 @@ void capture_evaluation(run_context* ctx)
     if (s.tables.refresh.pending)
         put_lines_before_refresh_back(s.tables);
     capture_present_state(ctx);
-    if (s.tables.p > 0)
-        capture_sums(ctx, s.tables, snapshot.capture);
+    if (s.tables.p == 0)
+        return;
+    if (!s.tables.refresh.pending)
+        keep_sums(s.tables);
+    capture_sums(ctx, s.tables, snapshot.capture);
 }
 
 /// Makes room for `more` kept rows in the column snapshot.

@@ -22,8 +22,8 @@ void keep_for_restore(phip_state& s, std::int32_t r);
 /// Prepares the column snapshot for changes of any rows.
 void capture_for_restore(run_context* ctx);
 
-/// Prepares the column snapshot for the completion of a pending refresh, or for an evaluation that fills the tables;
-/// then keep_sums must precede it.
+/// Prepares the column snapshot for the completion of a pending refresh, or for an evaluation that fills the tables
+/// while the sums are not stale.
 void capture_evaluation(run_context* ctx);
 
 /// Puts tables and points of the column snapshot back; the snapshot stays.
@@ -38,9 +38,7 @@ double undone_trial(run_context* ctx, std::int32_t column, std::int32_t count, c
                     const std::int32_t* rows_b, Trial trial)
 {
     phip_state& s = *ctx->phip;
-    const double value = s.value;
-    const double term_sum = s.term_sum;
-    const std::int32_t update_count = s.update_count;
+    const phip_sum before = s;
     const std::int32_t changed_count = s.tables.changed_count;
     const bool armed = s.column_snapshot.armed;
     double* kept = aligned_alloc_doubles(ctx, 2 * std::size_t{bits_u32(count)} * bits_u32(s.tables.stride));
@@ -62,9 +60,7 @@ double undone_trial(run_context* ctx, std::int32_t column, std::int32_t count, c
     forget_changes(s.tables, changed_count);
     s.column_snapshot.armed = armed;
     s.exchange.computed = false;
-    s.value = value;
-    s.term_sum = term_sum;
-    s.update_count = update_count;
+    static_cast<phip_sum&>(s) = before;
     aligned_free_doubles(ctx, kept);
     return result;
 }

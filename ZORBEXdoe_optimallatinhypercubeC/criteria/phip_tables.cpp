@@ -332,7 +332,6 @@ static double* fresh_line(const phip_tables& t, std::int32_t i)
 /// Sums of fresh lines; the stored ones stay.
 static void refresh_sums(run_context* ctx, phip_tables& t)
 {
-    renew_sums(t);
     keep_sums(t);
     reserve_fresh_lines(ctx, t);
     for (std::int32_t i = 0; i < t.changed_count; ++i) {
@@ -578,6 +577,8 @@ void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture)
 {
     drop_capture(ctx, capture);
     capture.taken = true;
+    capture.sums_were_stale = t.sums_are_stale;
+    capture.copies_were_stale = t.copies_are_stale;
     capture.count = t.changed_count;
     if (capture.count == 0)
         return;
@@ -611,12 +612,11 @@ static void put_captured_lines(run_context* ctx, phip_tables& t, const phip_capt
         replace(capture.rows[i], line);
 }
 
-void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture, bool sums_are_stale,
-                    bool copies_are_stale)
+void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture)
 {
     put_captured_lines(ctx, t, capture, [&](std::int32_t r, const double* line) { store_line(t, r, line); });
-    t.sums_are_stale = sums_are_stale;
-    t.copies_are_stale = copies_are_stale;
+    t.sums_are_stale = capture.sums_were_stale;
+    t.copies_are_stale = capture.copies_were_stale;
 }
 
 void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture)

@@ -98,7 +98,9 @@ using pending_rows = std::array<pending_row, 2>; ///< of an exchange
 /// Lines of the changed rows at one moment; with the points it gives the tables of that moment back.
 struct phip_capture {
     bool taken;
-    bool all_rows; ///< rows beyond the captured ones were replaced since
+    bool all_rows;          ///< rows beyond the captured ones were replaced since
+    bool sums_were_stale;   ///< in the tables
+    bool copies_were_stale; ///< in the tables
     std::int32_t count;
     std::int32_t* rows; ///< [count]
     double* lines;      ///< [count x stride] distances
@@ -147,11 +149,11 @@ void fill_tables(phip_tables& t);
 /// Sums and copies are stale from now on.
 void forget_sums(phip_tables& t);
 
-/// True when so many rows have changed that a refresh fills the tables.
-inline bool refresh_fills(const phip_tables& t) { return t.changed_count > t.rows / 2; }
+/// True when a refresh fills the tables: when many rows have changed, or there are no sums to bring in step.
+inline bool refresh_fills(const phip_tables& t) { return t.sums_are_stale || t.changed_count > t.rows / 2; }
 
 /// Makes the changed rows fresh again. Same cells as fill_tables. For p > 0 the refresh is then pending, unless the
-/// tables were filled: only sum_in_order may follow, and one of the two below.
+/// tables were filled: only sum_in_order may follow, and one of the three below.
 void refresh_tables(run_context* ctx, phip_tables& t);
 
 /// Ends a pending refresh: stores the fresh lines.
@@ -166,8 +168,11 @@ void drop_refresh(phip_tables& t);
 
 /// Gives row r a new line, mirrored into the other rows, keeps the sums in step and marks the row as changed; a line
 /// must have been reserved.
-///   distances              [stride], not a line of the table
-///   old_terms, new_terms   [stride] of the line that is replaced and of the new one, where they are at hand
+///   distances              [stride], not a line of the table; for p > 0 not t.line_distances, which is overwritten,
+///                          as are t.old_terms and t.new_terms
+///   old_terms, new_terms   [stride] of the line that is replaced and of the new one, where they are at hand and the
+///                          sums are not stale
+/// Points and lines agree while the sums are stale.
 void replace_row(phip_tables& t, std::int32_t r, const double* distances);
 void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
                  const double* new_terms);
@@ -176,7 +181,8 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances, const 
 /// are mostly computed anew before anybody asks for them.
 void replace_distances(phip_tables& t, std::int32_t r, const double* distances);
 
-/// Brings sums and copies in step when they are stale; what uses them begins with it. Overwrites t.new_terms.
+/// Brings sums and copies in step when they are stale; what uses them begins with it. Points and lines must agree.
+/// Overwrites t.line_distances and t.new_terms.
 void renew_sums(phip_tables& t);
 
 /// Puts a row that has a line on the list of changed rows.
@@ -198,12 +204,6 @@ double sum_in_order(phip_tables& t, const pending_rows* pending = nullptr);
 /// Least distance of all pairs with a row from first_row on, p = 0; at most `least`.
 double least_distance(phip_tables& t, std::int32_t first_row, double least);
 
-/// What a re-arrangement of rows that was only tried leaves behind is taken back: the points are those of the capture
-/// again.
-///   sums_are_stale, copies_are_stale   as they were then: nothing has been written into sums and copies since
-void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture, bool sums_are_stale,
-                    bool copies_are_stale);
-
 /// Keeps the lines of the changed rows, without sums. Whoever replaces other rows afterwards sets all_rows.
 void take_capture(run_context* ctx, const phip_tables& t, phip_capture& capture);
 
@@ -216,6 +216,10 @@ void capture_sums(run_context* ctx, const phip_tables& t, phip_capture& capture)
 
 /// Puts the tables of the capture back; the points are those of that moment again. The capture stays.
 void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture);
+
+/// The same for lines that were replaced by replace_distances only, with all_rows set, p > 0: sums and copies of
+/// distances are still those of the capture.
+void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture);
 
 /// Frees what the capture holds.
 void drop_capture(run_context* ctx, phip_capture& capture);
