@@ -9,8 +9,9 @@
 #include <cmath>
 #include <utility>
 
-constexpr double most_entry = 32700.0; ///< steps of an entry, of a slope, and of two changes of a distance
-constexpr double most_steps = 65000.0; ///< of a distance that counts
+constexpr double most_entry = 32700.0;      ///< steps of an entry, of a slope, and of two changes of a distance
+constexpr double most_steps = 65000.0;      ///< of a distance that counts
+constexpr double least_half_range = 1e-300; ///< of entries; the squares of smaller ones are 0
 
 static std::uint16_t* integers_alloc(run_context* ctx, std::int32_t lines, std::int32_t stride)
 {
@@ -100,7 +101,7 @@ static void fit_column(const phip_coarse& c, coarse_column& column)
     if (c.kind == distance_kind::rectangular)
         column.entry_scale = c.scale;
     else
-        column.entry_scale = half_range > 0.0 ? most_entry / half_range : 0.0;
+        column.entry_scale = half_range > least_half_range ? most_entry / half_range : 0.0;
     column.slope_scale = column.entry_scale > 0.0 ? 0x1p17 * c.scale / column.entry_scale : 0.0;
     const double most_change = distance_part(c.kind, column.highest - column.lowest) * c.scale;
     column.bias = static_cast<std::uint16_t>(most_change + 4.0);
