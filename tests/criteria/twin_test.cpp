@@ -160,8 +160,11 @@ private:
         case 7: moves(); return try_moves(c, step);
         case 8:
             moves();
-            if (random_.below(2) == 0)
-                try_moves(c, step);
+            if (random_.below(2) == 0) { // the same, mostly, or one that is like it
+                try_moves(random_.below(8) == 0 ? column() : c, step);
+                if (random_.below(8) == 0)
+                    random_.shuffle(rows_b_);
+            }
             same(twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
                 return ops.apply_moves(ctx, c, count(), rows_a_.data(), rows_b_.data());
             }),
