@@ -9,6 +9,7 @@
 #include "storage/vectors.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -56,9 +57,12 @@ static double** a2_copy_design(run_context* ctx, double** out)
 }
 
 /// Adds up the squared coincidences of a design, row by row: the value.
-///   counts   out  [rows x rows] the coincidences; null: not wanted
-static double value_from_scratch(const a2_state& s, const double* const* design, std::int32_t** counts)
+///   counts    out  [rows x rows] the coincidences; null: not wanted
+///   squares   out  their sum
+static double value_from_scratch(const a2_state& s, const double* const* design, std::int32_t** counts,
+                                 std::int64_t& squares)
 {
+    squares = 0;
     const std::size_t n = static_cast<std::size_t>(s.rows);
     for (std::int32_t k = 0; k < s.factors; ++k)
         for (std::size_t r = 0; r < n; ++r)
@@ -71,23 +75,59 @@ static double value_from_scratch(const a2_state& s, const double* const* design,
         for (std::int32_t k = 0; k < s.factors; ++k)
             s.kernels->add_coincidences(below, s.column + static_cast<std::size_t>(k) * n + i + 1, design[i][k],
                                         s.level_weight[k], row);
-        for (std::int32_t j = 0; j < below; ++j)
+        for (std::int32_t j = 0; j < below; ++j) {
             sum += square_of(row[j]);
+            squares += square_of(row[j]);
+        }
         for (std::int32_t j = i + 1; counts != nullptr && j < s.rows; ++j)
             counts[j][i] = counts[i][j];
     }
     return sum / s.rows_squared;
 }
 
+static void load_design(a2_state& s, const double* const* design)
+{
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        std::memcpy(s.design[r], design[r], bits_u32(s.factors) * sizeof(double));
+    // A snapshot from before would not bring all of the design back.
+    s.squares.known = s.saved_column_squares.known = s.saved_design_squares.known = false;
+}
+
 static double a2_evaluate(run_context* ctx, const double* const* design)
 {
     a2_state& s = *ctx->a2;
-    for (std::int32_t r = 0; r < s.rows && design != nullptr; ++r)
-        std::memcpy(s.design[r], design[r], bits_u32(s.factors) * sizeof(double));
+    if (design != nullptr) {
+        load_design(s, design);
+    } else if (s.squares.known) {
+        s.value = (constant_part(s) + static_cast<double>(s.squares.sum)) / s.rows_squared;
+        return s.value;
+    }
     snapshot_keep_all(ctx, s.saved_column_counts, counts_of(s));
-    s.value = value_from_scratch(s, s.design, s.coincidence);
+    s.value = value_from_scratch(s, s.design, s.coincidence, s.squares.sum);
     return s.value;
 }
+
+/// True when entries of a column that count as equal are the same. The table then always has the coincidences of the
+/// design, however its entries change places.
+static bool equal_entries_are_the_same(const a2_state& s)
+{
+    for (std::int32_t k = 0; k < s.factors; ++k) {
+        for (std::int32_t r = 0; r < s.rows; ++r) {
+            s.column[r] = s.design[r][k];
+            if (!std::isfinite(s.column[r]))
+                return false;
+        }
+        std::sort(s.column, s.column + s.rows);
+        for (std::int32_t r = 1; r < s.rows; ++r)
+            if (s.column[r] != s.column[r - 1] && equal_entries(s.column[r], s.column[r - 1]))
+                return false;
+    }
+    return true;
+}
+
+/// True when an evaluation from scratch rounds none of its sums, which are whole and half numbers below 2^52: there
+/// are fewer than 2^21 pairs, and the squares have 32 bits.
+static bool sums_are_exact(const a2_state& s) { return s.rows <= 2048; }
 
 static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
                      std::int32_t factors, const criterion_options& options, const std::int32_t* level_counts)
@@ -116,6 +156,7 @@ static void a2_setup(run_context* ctx, const double* const* design, std::uint32_
     s.saved_column = double_vector_alloc(ctx, s.free_rows);
     s.rows_squared = wrap_mul(s.rows, s.rows);
     a2_evaluate(ctx, design);
+    s.squares.known = sums_are_exact(s) && equal_entries_are_the_same(s);
 }
 
 static void a2_release(run_context* ctx)
@@ -154,11 +195,12 @@ static void describe_exchange(const a2_state& s, std::int32_t k, std::int32_t a,
 }
 
 /// Gives the pair its new count; returns the change of the square.
-static std::int32_t update_pair(const a2_state& s, std::int32_t r, std::int32_t d, std::int32_t change)
+static std::int32_t update_pair(a2_state& s, std::int32_t r, std::int32_t d, std::int32_t change)
 {
     const std::int32_t before = s.coincidence[d][r];
     const std::int32_t count = wrap_add(before, change);
     s.coincidence[d][r] = s.coincidence[r][d] = count;
+    s.squares.sum += std::int64_t{square_of(count)} - square_of(before);
     return wrap_sub(square_of(count), square_of(before));
 }
 
@@ -183,8 +225,8 @@ static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std:
 
 /// The exchange without the value: the 32-bit change of the sum of squares; changed tells whether any entries
 /// differed.
-static std::int32_t exchange_entries(const a2_state& s, std::int32_t k, std::int32_t count,
-                                     const std::int32_t* rows_a, const std::int32_t* rows_b, bool& changed)
+static std::int32_t exchange_entries(a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
+                                     const std::int32_t* rows_b, bool& changed)
 {
     std::int32_t change = 0;
     for (std::int32_t t = 0; t < count; ++t) {
@@ -227,7 +269,7 @@ static double a2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t coun
 static double a2_try_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                            const std::int32_t* rows_b)
 {
-    const a2_state& s = *ctx->a2;
+    a2_state& s = *ctx->a2;
     bool changed = false;
     const std::int32_t change = exchange_entries(s, k, count, rows_a, rows_b, changed);
     for (std::int32_t t = count - 1; t >= 0; --t)
@@ -245,7 +287,7 @@ static double* take_entries(run_context* ctx, std::int32_t k, std::int32_t count
 }
 
 /// Gives rows_dst the taken entries one after the other; returns and tells as exchange_entries.
-static std::int32_t move_entries(const a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
+static std::int32_t move_entries(a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                                  const double* taken, bool& changed)
 {
     read_column(s, k);
@@ -284,7 +326,7 @@ static double a2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t coun
 static double a2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                            const std::int32_t* rows_src)
 {
-    const a2_state& s = *ctx->a2;
+    a2_state& s = *ctx->a2;
     if (count < 1)
         return s.value;
     double* taken = take_entries(ctx, k, count, rows_src);
@@ -303,6 +345,7 @@ static void a2_save_column(run_context* ctx, std::int32_t k)
 {
     a2_state& s = *ctx->a2;
     s.saved_column_value = s.value;
+    s.saved_column_squares = s.squares;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         s.saved_column[f] = s.design[s.fixed_rows + f][k];
     snapshot_take(s.saved_column_counts);
@@ -312,6 +355,7 @@ static void a2_restore_column(run_context* ctx, std::int32_t k)
 {
     a2_state& s = *ctx->a2;
     s.value = s.saved_column_value;
+    s.squares = s.saved_column_squares;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         s.design[s.fixed_rows + f][k] = s.saved_column[f];
     snapshot_restore(s.saved_column_counts, counts_of(s));
@@ -323,6 +367,7 @@ static void a2_save_design(run_context* ctx)
     if (s.saved_design == nullptr)
         s.saved_design = double_matrix_alloc(ctx, s.free_rows, s.factors);
     s.saved_design_value = s.value;
+    s.saved_design_squares = s.squares;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         std::memcpy(s.saved_design[f], s.design[s.fixed_rows + f], bits_u32(s.factors) * sizeof(double));
     pack_table(ctx, counts_of(s), s.saved_design_counts);
@@ -333,6 +378,7 @@ static void a2_restore_design(run_context* ctx)
     a2_state& s = *ctx->a2;
     snapshot_keep_all(ctx, s.saved_column_counts, counts_of(s));
     s.value = s.saved_design_value;
+    s.squares = s.saved_design_squares;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         std::memcpy(s.design[s.fixed_rows + f], s.saved_design[f], bits_u32(s.factors) * sizeof(double));
     unpack_table(counts_of(s), s.saved_design_counts);
@@ -341,7 +387,8 @@ static void a2_restore_design(run_context* ctx)
 static double a2_value_of(run_context* ctx, const double* const* design)
 {
     const a2_state& s = *ctx->a2;
-    return value_from_scratch(s, design != nullptr ? design : s.design, nullptr);
+    std::int64_t squares = 0;
+    return value_from_scratch(s, design != nullptr ? design : s.design, nullptr, squares);
 }
 
 static void a2_copy_saved_design(run_context* ctx, double** out)

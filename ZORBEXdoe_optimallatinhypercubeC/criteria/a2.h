@@ -13,6 +13,12 @@
 
 #include <cstdint>
 
+/// The sum of the squared coincidences, beside the table.
+struct a2_squares {
+    std::int64_t sum;
+    bool known; ///< the table has the coincidences of the design, and an evaluation from scratch has this sum
+};
+
 /// Memory: one table of n^2 32-bit integers, and half of one for each snapshot that needs it.
 struct a2_state {
     double** design;       ///< [rows x factors] working design
@@ -36,4 +42,7 @@ struct a2_state {
     std::int32_t rows_squared; ///< wraps
     std::int32_t level_sum;
     std::int32_t active_factors;
+    a2_squares squares;
+    a2_squares saved_column_squares;
+    a2_squares saved_design_squares;
 };

@@ -275,6 +275,56 @@ TEST(a2, squares_of_coincidences_wrap_around)
     EXPECT_EQ(crit_evaluate(run.ctx(), nullptr), value_of(moved));
 }
 
+/// Exchanges at random, and after each an evaluation, which finds what a look at the whole design finds.
+static void expect_true_evaluations(run_context* ctx, int n, int k, random_stream& random)
+{
+    for (int t = 0; t < 10; ++t) {
+        const std::int32_t a = random.below(n);
+        const std::int32_t b = (a + 1 + random.below(n - 1)) % n;
+        crit_apply_swaps(ctx, random.below(k), 1, &a, &b);
+        ASSERT_EQ(crit_evaluate(ctx, nullptr), crit_value_of(ctx, nullptr));
+    }
+}
+
+TEST(a2, an_evaluation_finds_what_the_design_is)
+{
+    random_stream random{17};
+    for (const int n : {24, 2048, 2049}) { // sums of more rows may be rounded
+        const table start = random_levels(n, 2, random, n % 2 == 0 ? 2 : 3);
+        search_run run(start, [](run_settings& s) { s.criterion.criterion_id = 3; });
+        expect_true_evaluations(run.ctx(), n, 2, random);
+    }
+}
+
+TEST(a2, an_evaluation_of_entries_that_are_nearly_equal_or_infinite)
+{
+    random_stream random{18};
+    for (const double odd : {1.0 + 0.6e-15, 1.0 + 1.2e-15, HUGE_VAL}) {
+        table start = random_levels(12, 3, random, 3);
+        for (int i = 0; i < 3; ++i)
+            start[i][1] = odd;
+        search_run run(start, {.with_criterion = false}, [](run_settings& s) { s.criterion.criterion_id = 3; });
+        crit_setup(run.ctx(), start.data(), 12, 0, 3, run.settings().criterion);
+        expect_true_evaluations(run.ctx(), 12, 3, random);
+    }
+}
+
+TEST(a2, an_evaluation_after_a_snapshot_from_before_another_design)
+{
+    random_stream random{19};
+    const table start = random_levels(12, 3, random, 3);
+    const table other = random_levels(12, 3, random, 3);
+    search_run run(start, [](run_settings& s) { s.criterion.criterion_id = 3; });
+    crit_save_design(run.ctx());
+    crit_save_column(run.ctx(), 1);
+    crit_evaluate(run.ctx(), other.data());
+    expect_true_evaluations(run.ctx(), 12, 3, random);
+    crit_restore_column(run.ctx(), 1);
+    EXPECT_EQ(crit_evaluate(run.ctx(), nullptr), crit_value_of(run.ctx(), nullptr));
+    crit_restore_design(run.ctx());
+    EXPECT_EQ(crit_evaluate(run.ctx(), nullptr), a2_of(start));
+}
+
 TEST(a2, a_run_ends_at_the_target_of_zero)
 {
     const two_level_run run(3, 1, 100);
