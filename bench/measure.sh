@@ -3,7 +3,7 @@
 #
 #   bench/measure.sh [--quick] [--minute] [--long] [--output FILE]
 #
-#   --quick         fewer sizes and repetitions: some 2 minutes on two cores in place of some 7
+#   --quick         fewer sizes and repetitions: some 2 minutes on two cores in place of some 8
 #   --minute        also the default call of 1000 x 10 with a limit of one minute, once in each form
 #   --long          the call of 500 x 10 with its default number of rounds, in place of 300: six minutes of the plain form
 #   --output FILE   in place of docs/performance-figures.md
