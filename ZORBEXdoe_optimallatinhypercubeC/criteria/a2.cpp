@@ -57,12 +57,9 @@ static double** a2_copy_design(run_context* ctx, double** out)
 }
 
 /// Adds up the squared coincidences of a design, row by row: the value.
-///   counts    out  [rows x rows] the coincidences; null: not wanted
-///   squares   out  their sum
-static double value_from_scratch(const a2_state& s, const double* const* design, std::int32_t** counts,
-                                 std::int64_t& squares)
+///   counts   out  [rows x rows] the coincidences; null: not wanted
+static double value_from_scratch(const a2_state& s, const double* const* design, std::int32_t** counts)
 {
-    squares = 0;
     const std::size_t n = static_cast<std::size_t>(s.rows);
     for (std::int32_t k = 0; k < s.factors; ++k)
         for (std::size_t r = 0; r < n; ++r)
@@ -75,10 +72,8 @@ static double value_from_scratch(const a2_state& s, const double* const* design,
         for (std::int32_t k = 0; k < s.factors; ++k)
             s.kernels->add_coincidences(below, s.column + static_cast<std::size_t>(k) * n + i + 1, design[i][k],
                                         s.level_weight[k], row);
-        for (std::int32_t j = 0; j < below; ++j) {
+        for (std::int32_t j = 0; j < below; ++j)
             sum += square_of(row[j]);
-            squares += square_of(row[j]);
-        }
         for (std::int32_t j = i + 1; counts != nullptr && j < s.rows; ++j)
             counts[j][i] = counts[i][j];
     }
@@ -103,7 +98,7 @@ static double a2_evaluate(run_context* ctx, const double* const* design)
         return s.value;
     }
     snapshot_keep_all(ctx, s.saved_column_counts, counts_of(s));
-    s.value = value_from_scratch(s, s.design, s.coincidence, s.squares.sum);
+    s.value = value_from_scratch(s, s.design, s.coincidence);
     return s.value;
 }
 
@@ -128,6 +123,16 @@ static bool equal_entries_are_the_same(const a2_state& s)
 /// True when an evaluation from scratch rounds none of its sums, which are whole and half numbers below 2^52: there
 /// are fewer than 2^21 pairs, and the squares have 32 bits.
 static bool sums_are_exact(const a2_state& s) { return s.rows <= 2048; }
+
+/// What the table has.
+static std::int64_t sum_of_squares(const a2_state& s)
+{
+    std::int64_t sum = 0;
+    for (std::int32_t i = 0; i < s.rows; ++i)
+        for (std::int32_t j = i + 1; j < s.rows; ++j)
+            sum += square_of(s.coincidence[i][j]);
+    return sum;
+}
 
 static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
                      std::int32_t factors, const criterion_options& options, const std::int32_t* level_counts)
@@ -156,7 +161,7 @@ static void a2_setup(run_context* ctx, const double* const* design, std::uint32_
     s.saved_column = double_vector_alloc(ctx, s.free_rows);
     s.rows_squared = wrap_mul(s.rows, s.rows);
     a2_evaluate(ctx, design);
-    s.squares.known = sums_are_exact(s) && equal_entries_are_the_same(s);
+    s.squares = {sum_of_squares(s), sums_are_exact(s) && equal_entries_are_the_same(s)};
 }
 
 static void a2_release(run_context* ctx)
@@ -194,14 +199,13 @@ static void describe_exchange(const a2_state& s, std::int32_t k, std::int32_t a,
     s.change[a] = s.change[b] = 0;
 }
 
-/// Gives the pair its new count; returns the change of the square.
-static std::int32_t update_pair(a2_state& s, std::int32_t r, std::int32_t d, std::int32_t change)
+/// Gives the pair its new count.
+static void update_pair(a2_state& s, std::int32_t r, std::int32_t d, std::int32_t change)
 {
     const std::int32_t before = s.coincidence[d][r];
     const std::int32_t count = wrap_add(before, change);
     s.coincidence[d][r] = s.coincidence[r][d] = count;
     s.squares.sum += std::int64_t{square_of(count)} - square_of(before);
-    return wrap_sub(square_of(count), square_of(before));
 }
 
 static void keep_rows(run_context* ctx, std::int32_t count, const std::int32_t* rows)
@@ -223,12 +227,18 @@ static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std:
     return s.value + static_cast<double>(change) / s.rows_squared;
 }
 
+/// The change of the sum of squares in 32 bits, where adding up the changes of pairs ends, too.
+static std::int32_t change_since(const a2_state& s, std::int64_t before)
+{
+    return wrap_i32(static_cast<std::uint32_t>(s.squares.sum - before));
+}
+
 /// The exchange without the value: the 32-bit change of the sum of squares; changed tells whether any entries
 /// differed.
 static std::int32_t exchange_entries(a2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                                      const std::int32_t* rows_b, bool& changed)
 {
-    std::int32_t change = 0;
+    const std::int64_t before = s.squares.sum;
     for (std::int32_t t = 0; t < count; ++t) {
         const std::int32_t a = rows_a[t];
         const std::int32_t b = rows_b[t];
@@ -239,13 +249,13 @@ static std::int32_t exchange_entries(a2_state& s, std::int32_t k, std::int32_t c
             for (std::int32_t r = 0; r < s.rows; ++r) {
                 if (s.change[r] == 0)
                     continue;
-                change = wrap_add(change, update_pair(s, r, a, s.change[r]));
-                change = wrap_add(change, update_pair(s, r, b, wrap_sub(0, s.change[r])));
+                update_pair(s, r, a, s.change[r]);
+                update_pair(s, r, b, wrap_sub(0, s.change[r]));
             }
         }
         std::swap(s.design[a][k], s.design[b][k]);
     }
-    return change;
+    return change_since(s, before);
 }
 
 static double value_after(const a2_state& s, std::int32_t change, bool changed)
@@ -291,7 +301,7 @@ static std::int32_t move_entries(a2_state& s, std::int32_t k, std::int32_t count
                                  const double* taken, bool& changed)
 {
     read_column(s, k);
-    std::int32_t change = 0;
+    const std::int64_t before = s.squares.sum;
     for (std::int32_t t = 0; t < count; ++t) {
         const std::int32_t d = rows_dst[t];
         if (!equal_entries(s.column[d], taken[t])) {
@@ -299,11 +309,11 @@ static std::int32_t move_entries(a2_state& s, std::int32_t k, std::int32_t count
             s.kernels->count_changes(s.rows, s.column, s.column[d], taken[t], s.level_weight[k], s.change);
             for (std::int32_t r = 0; r < s.rows; ++r)
                 if (r != d && s.change[r] != 0)
-                    change = wrap_add(change, update_pair(s, r, d, s.change[r]));
+                    update_pair(s, r, d, s.change[r]);
         }
         s.column[d] = s.design[d][k] = taken[t];
     }
-    return change;
+    return change_since(s, before);
 }
 
 static double a2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
@@ -387,8 +397,7 @@ static void a2_restore_design(run_context* ctx)
 static double a2_value_of(run_context* ctx, const double* const* design)
 {
     const a2_state& s = *ctx->a2;
-    std::int64_t squares = 0;
-    return value_from_scratch(s, design != nullptr ? design : s.design, nullptr, squares);
+    return value_from_scratch(s, design != nullptr ? design : s.design, nullptr);
 }
 
 static void a2_copy_saved_design(run_context* ctx, double** out)

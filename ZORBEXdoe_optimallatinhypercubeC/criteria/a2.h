@@ -13,10 +13,10 @@
 
 #include <cstdint>
 
-/// The sum of the squared coincidences, beside the table.
+/// The sum of the squared coincidences in the table.
 struct a2_squares {
-    std::int64_t sum;
-    bool known; ///< the table has the coincidences of the design, and an evaluation from scratch has this sum
+    std::int64_t sum; ///< of the table of the set-up, and what exchanges have changed of it
+    bool known;       ///< an evaluation from scratch would have this sum, unrounded
 };
 
 /// Memory: one table of n^2 32-bit integers, and half of one for each snapshot that needs it.

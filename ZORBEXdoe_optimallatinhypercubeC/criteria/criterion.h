@@ -8,9 +8,10 @@
 /// Equality  two entries of a column are equal when they differ by less than 1e-15 (equal_entries).
 /// Exchange  never mixes columns and never changes the multiset of entries of a column. The pairs of one batch share
 ///           no row, the destinations of a re-arrangement are a permutation of its sources.
-/// Trial     crit_try_*: leaves working design, tables, value and both snapshots bit for bit as they were, as every
-/// operation tells them. Commit    crit_apply_*: keeps tables and value in step; rounding drifts until the next
-/// crit_evaluate. Errors    storage failures leave through the error exit; nothing else fails.
+/// Trial     crit_try_*: leaves working design, tables, value and both snapshots bit for bit as they were, for every
+///           operation that asks for them.
+/// Commit    crit_apply_*: keeps tables and value in step; rounding drifts until the next crit_evaluate.
+/// Errors    storage failures leave through the error exit; nothing else fails.
 #pragma once
 
 #include "entry/run_context.h"

@@ -14,5 +14,5 @@ double maximin_try_swaps(run_context* ctx, std::int32_t column, std::int32_t cou
                          const std::int32_t* rows_b);
 double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b);
 
-/// Makes a re-arrangement row by row.
+/// Makes a re-arrangement row by row and brings the value up to date.
 void maximin_rearrange(phip_state& s, const phip_rearrangement& list);

@@ -207,6 +207,7 @@ static double phip_try_swap(run_context* ctx, std::int32_t column, std::int32_t 
 static std::int32_t phip_unique_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
                                           const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
 {
+    settle(ctx);
     return ctx->phip->tables.p > 0 ? unique_best_swap_terms(ctx, column, count, rows_a, rows_b, best_value) : -1;
 }
 

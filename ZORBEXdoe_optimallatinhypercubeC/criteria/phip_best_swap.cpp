@@ -314,7 +314,6 @@ std::int32_t unique_best_swap_terms(run_context* ctx, std::int32_t column, std::
                                     const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
 {
     phip_state& s = *ctx->phip;
-    settle(ctx);
     renew_sums(s.tables);
     reserve_candidates(ctx, s.candidates, count);
     s.other_exchange.computed = false;

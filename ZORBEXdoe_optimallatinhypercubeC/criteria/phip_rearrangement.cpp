@@ -42,15 +42,17 @@ static void rearrange_terms(run_context* ctx, const phip_rearrangement& list)
                 batch.new_sum += t.new_terms[r];
             }
             mark_terms_without_floor(t, t.line_distances);
-            replace_distances(t, d, t.line_distances);
+            store_line(t, d, t.line_distances);
         }
         if (!same_bits(before, after)) {
             hold_line(t, d);
             set_point(t, d, column, after);
         }
     }
-    if (batch.changed)
-        commit_sum(s, batch.old_sum, batch.new_sum);
+    if (!batch.changed)
+        return;
+    forget_sums(t);
+    commit_sum(s, batch.old_sum, batch.new_sum);
 }
 
 void release_rearrangement(run_context* ctx, phip_rearrangement& list)

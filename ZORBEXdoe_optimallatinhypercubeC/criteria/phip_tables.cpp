@@ -171,8 +171,7 @@ void copy_line(const phip_tables& t, std::int32_t r, double* to)
         std::memcpy(to, line, bits_u32(t.stride) * sizeof(double));
 }
 
-/// Stores a line for row r, mirrored into the other stored lines.
-static void store_line(phip_tables& t, std::int32_t r, const double* distances)
+void store_line(phip_tables& t, std::int32_t r, const double* distances)
 {
     std::memcpy(take_line(t.lines, r), distances, bits_u32(t.stride) * sizeof(double));
     mark_changed(t, r);
@@ -202,6 +201,13 @@ void set_row_sum(phip_tables& t, std::int32_t r, const double* terms)
     t.row_upper[r] = t.row_sum[r] * (1.0 + 4e-16 * t.rows);
 }
 
+/// Sums of rows are stale, and no place on the grid is known.
+static void empty_sums(phip_tables& t)
+{
+    std::fill_n(t.grid.ties, t.rows, infinity);
+    t.sums_are_stale = true;
+}
+
 void fill_tables(phip_tables& t)
 {
     forget_changes(t, 0);
@@ -212,13 +218,12 @@ void fill_tables(phip_tables& t)
         std::fill_n(t.row_nearest, t.rows, -1);
         return;
     }
-    std::fill_n(t.grid.ties, t.rows, infinity);
-    t.sums_are_stale = true;
+    empty_sums(t);
 }
 
 void forget_sums(phip_tables& t)
 {
-    t.sums_are_stale = true;
+    empty_sums(t);
     t.copies_are_stale = true;
 }
 
@@ -263,13 +268,6 @@ void renew_sums(phip_tables& t)
         set_row_sum(t, r, t.new_terms);
     }
     t.sums_are_stale = t.copies_are_stale = false;
-}
-
-void replace_distances(phip_tables& t, std::int32_t r, const double* distances)
-{
-    store_line(t, r, distances);
-    std::fill_n(t.grid.ties, t.rows, infinity); // a sum in order may have been asked for in between
-    forget_sums(t);
 }
 
 void replace_row(phip_tables& t, std::int32_t r, const double* distances)

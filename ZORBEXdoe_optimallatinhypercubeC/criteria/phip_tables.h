@@ -146,7 +146,7 @@ void set_row_sum(phip_tables& t, std::int32_t r, const double* terms);
 /// copies be made by the caller, unless they were in step with the distances of the same points.
 void fill_tables(phip_tables& t);
 
-/// Sums and copies are stale from now on.
+/// Sums and copies are stale from now on, p > 0.
 void forget_sums(phip_tables& t);
 
 /// True when a refresh fills the tables: when many rows have changed, or there are no sums to bring in step.
@@ -177,9 +177,9 @@ void replace_row(phip_tables& t, std::int32_t r, const double* distances);
 void replace_row(phip_tables& t, std::int32_t r, const double* distances, const double* old_terms,
                  const double* new_terms);
 
-/// The same for the distances alone, p > 0; sums and copies become stale. For changes of many rows, after which they
-/// are mostly computed anew before anybody asks for them.
-void replace_distances(phip_tables& t, std::int32_t r, const double* distances);
+/// The same for the distances alone. For p > 0 the caller says forget_sums before it asks for anything: after changes
+/// of many rows, sums and copies are mostly replaced before anybody needs them.
+void store_line(phip_tables& t, std::int32_t r, const double* distances);
 
 /// Brings sums and copies in step when they are stale; what uses them begins with it. Points and lines must agree.
 /// Overwrites t.line_distances and t.new_terms.
@@ -217,7 +217,7 @@ void capture_sums(run_context* ctx, const phip_tables& t, phip_capture& capture)
 /// Puts the tables of the capture back; the points are those of that moment again. The capture stays.
 void put_capture_back(run_context* ctx, phip_tables& t, const phip_capture& capture);
 
-/// The same for lines that were replaced by replace_distances only, with all_rows set, p > 0: sums and copies of
+/// The same for lines that were replaced by store_line only, with all_rows set, p > 0: sums and copies of
 /// distances are still those of the capture.
 void put_lines_back(run_context* ctx, phip_tables& t, const phip_capture& capture);
 

@@ -52,9 +52,9 @@ public:
     script(fuzz_input& input, int criterion, const plain_library& plain)
         : input_(input), library_(*ops_of(criterion), run_slots_open, run_slots_close),
           plain_(*plain.criteria[criterion], plain.slots_open, plain.slots_close), n_(2 + input.below(30)),
-          k_(1 + input.below(5)), fixed_(input.below(4)), entries_(static_cast<std::size_t>((n_ + fixed_) * k_))
+          k_(1 + input.below(5)), fixed_(input.below(4)), entries_(static_cast<std::size_t>((n_ + fixed_) * k_)),
+          is_phip_(criterion == 1)
     {
-        is_phip_ = criterion == 1;
         if (is_phip_ && n_ % 2 == 0)
             library_.ctx()->phip->tables.few_rows = 0; // the form for many rows
         const int levels = 1 + input.below(n_ + fixed_);
@@ -270,9 +270,9 @@ private:
     std::vector<double*> rows_;
     std::vector<double> weights_;
     std::vector<std::int32_t> level_counts_;
+    bool is_phip_;
     double parameters_[2]{};
     bool saved_ = false;
-    bool is_phip_ = false;
 };
 
 } // namespace
