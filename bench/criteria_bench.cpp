@@ -1,12 +1,12 @@
 // Operations of the criteria, with the plain form measured in the same run: names begin with
 // criterion/operation/form/n.
-#include "criteria/criterion.h"
-#include "entry/run_slots.h"
-#include "numeric/index_sort.h"
-#include "reference/plain/plain_library.h"
-#include "support/designs.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/entry/run_slots.h"
+#include "optdoe/numeric/index_sort.h"
+#include "tests/reference/plain/plain_library.h"
+#include "tests/support/designs.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <benchmark/benchmark.h>
 

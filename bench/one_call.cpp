@@ -5,9 +5,9 @@
 /// Peak memory is that of the process. Under `valgrind --tool=callgrind --instr-atstart=no` the instructions counted
 /// are those from the begin of the first round to that of round ROUNDS: "moves" column moves, without set-up and
 /// pre-improvement.
-#include "timed_call.h"
+#include "bench/timed_call.h"
 
-#include "criteria/simd/kernel_variants.h"
+#include "optdoe/simd/kernel_variants.h"
 
 #include <sys/resource.h>
 #include <valgrind/callgrind.h>

@@ -1,8 +1,8 @@
-#include "timed_call.h"
+#include "bench/timed_call.h"
 
-#include "embedded_host.h"
-#include "reference/plain/plain_library.h"
-#include "search/search_driver.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/search/search_driver.h"
+#include "tests/reference/plain/plain_library.h"
 
 #include <algorithm>
 #include <ctime>

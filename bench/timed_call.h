@@ -1,7 +1,7 @@
 /// One whole call of either form of the library through the embedded host, with its processor time.
 #pragma once
 
-#include "entry/optdoe.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <atomic>
 #include <cstdint>

@@ -4,7 +4,7 @@
 /// the best of several calls counts. The cost of a move is that of the rounds: the set-up and the improvement before
 /// the search are left out of it. Usage: whole_calls [entropy|phip|cd2|a2 | n k rounds]..., with rounds 0 for the
 /// default number; a criterion holds for the sizes behind it, the first ones are phip's.
-#include "timed_call.h"
+#include "bench/timed_call.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,13 +1,13 @@
-#include "commands.h"
+#include "cli/commands.h"
 
-#include "csv_reader.h"
-#include "engine.h"
-#include "errors.h"
-#include "memory.h"
-#include "result.h"
-#include "signals.h"
-#include "start_designs.h"
-#include "strata.h"
+#include "cli/csv_reader.h"
+#include "cli/engine.h"
+#include "cli/errors.h"
+#include "cli/memory.h"
+#include "cli/result.h"
+#include "cli/signals.h"
+#include "cli/start_designs.h"
+#include "cli/strata.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

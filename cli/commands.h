@@ -1,7 +1,7 @@
 /// The four commands. Each returns the exit code and throws usage_error or input_error.
 #pragma once
 
-#include "options.h"
+#include "cli/options.h"
 
 namespace cli {
 

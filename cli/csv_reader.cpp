@@ -1,6 +1,6 @@
-#include "csv_reader.h"
+#include "cli/csv_reader.h"
 
-#include "errors.h"
+#include "cli/errors.h"
 
 #include <csv.h>
 #include <fmt/format.h>

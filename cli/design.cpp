@@ -1,7 +1,7 @@
-#include "design.h"
+#include "cli/design.h"
 
-#include "errors.h"
-#include "text.h"
+#include "cli/errors.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 

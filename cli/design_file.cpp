@@ -1,9 +1,9 @@
-#include "design_file.h"
+#include "cli/design_file.h"
 
-#include "csv_reader.h"
-#include "errors.h"
-#include "json_text.h"
-#include "text.h"
+#include "cli/csv_reader.h"
+#include "cli/errors.h"
+#include "cli/json_text.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -7,8 +7,8 @@
 /// Files of other programs (no provenance, header optional) are read as well.
 #pragma once
 
-#include "design.h"
-#include "errors.h"
+#include "cli/design.h"
+#include "cli/errors.h"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -1,6 +1,6 @@
-#include "drawing.h"
+#include "cli/drawing.h"
 
-#include "text.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 /// SVG drawings for the report: no scripts, no outside files, numbers in any locale alike.
 #pragma once
 
-#include "design.h"
-#include "progress.h"
+#include "cli/design.h"
+#include "cli/progress.h"
 
 #include <string>
 #include <vector>

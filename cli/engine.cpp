@@ -1,9 +1,9 @@
-#include "engine.h"
+#include "cli/engine.h"
 
-#include "errors.h"
-#include "metrics.h"
+#include "cli/errors.h"
+#include "cli/metrics.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <fmt/format.h>
 

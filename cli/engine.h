@@ -1,10 +1,10 @@
 /// The library as the program sees it: one run, one score. Everything goes through optdoe_run and the embedded host.
 #pragma once
 
-#include "design.h"
-#include "settings.h"
+#include "cli/design.h"
+#include "cli/settings.h"
 
-#include "entry/optdoe.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,8 +1,8 @@
-#include "commands.h"
+#include "cli/commands.h"
 
-#include "errors.h"
-#include "evaluation.h"
-#include "output_file.h"
+#include "cli/errors.h"
+#include "cli/evaluation.h"
+#include "cli/output_file.h"
 
 #include <nlohmann/json.hpp>
 

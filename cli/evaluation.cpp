@@ -1,9 +1,9 @@
-#include "evaluation.h"
+#include "cli/evaluation.h"
 
-#include "engine.h"
-#include "metrics.h"
-#include "start_designs.h"
-#include "text.h"
+#include "cli/engine.h"
+#include "cli/metrics.h"
+#include "cli/start_designs.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

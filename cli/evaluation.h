@@ -1,8 +1,8 @@
 /// Scores of a design: the library's criteria and plain measures, each beside the mean of random Latin hypercubes.
 #pragma once
 
-#include "design_file.h"
-#include "settings.h"
+#include "cli/design_file.h"
+#include "cli/settings.h"
 
 #include <nlohmann/json_fwd.hpp>
 

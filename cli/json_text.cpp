@@ -1,7 +1,7 @@
-#include "json_text.h"
+#include "cli/json_text.h"
 
-#include "csv_reader.h"
-#include "errors.h"
+#include "cli/csv_reader.h"
+#include "cli/errors.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,9 +1,9 @@
 // optdoe, the native command line.
-#include "commands.h"
-#include "errors.h"
-#include "plot.h"
-#include "progress.h"
-#include "signals.h"
+#include "cli/commands.h"
+#include "cli/errors.h"
+#include "cli/plot.h"
+#include "cli/progress.h"
+#include "cli/signals.h"
 
 #include <cstdio>
 #include <new>

@@ -1,13 +1,13 @@
-#include "commands.h"
+#include "cli/commands.h"
 
-#include "engine.h"
-#include "errors.h"
-#include "memory.h"
-#include "output_file.h"
-#include "result.h"
-#include "signals.h"
-#include "start_designs.h"
-#include "text.h"
+#include "cli/engine.h"
+#include "cli/errors.h"
+#include "cli/memory.h"
+#include "cli/output_file.h"
+#include "cli/result.h"
+#include "cli/signals.h"
+#include "cli/start_designs.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

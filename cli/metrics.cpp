@@ -1,4 +1,4 @@
-#include "metrics.h"
+#include "cli/metrics.h"
 
 #include <algorithm>
 #include <cmath>

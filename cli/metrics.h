@@ -3,7 +3,7 @@
 /// Units   distances and phi-p on columns scaled to 0..1, the discrepancy on cell centres; the caller scales.
 #pragma once
 
-#include "design.h"
+#include "cli/design.h"
 
 #include <cstddef>
 

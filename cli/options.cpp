@@ -1,10 +1,10 @@
 // The only source that includes CLI11, which takes seconds to compile.
-#include "options.h"
+#include "cli/options.h"
 
-#include "csv_reader.h"
-#include "errors.h"
-#include "json_text.h"
-#include "text.h"
+#include "cli/csv_reader.h"
+#include "cli/errors.h"
+#include "cli/json_text.h"
+#include "cli/text.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 /// The command line: what was asked for.
 #pragma once
 
-#include "design.h"
-#include "design_file.h"
-#include "settings.h"
+#include "cli/design.h"
+#include "cli/design_file.h"
+#include "cli/settings.h"
 
 #include <cstdint>
 #include <optional>

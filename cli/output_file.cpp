@@ -1,6 +1,6 @@
-#include "output_file.h"
+#include "cli/output_file.h"
 
-#include "errors.h"
+#include "cli/errors.h"
 
 #include <fmt/format.h>
 

@@ -1,9 +1,9 @@
-#include "plot.h"
+#include "cli/plot.h"
 
-#include "drawing.h"
-#include "errors.h"
-#include "output_file.h"
-#include "text.h"
+#include "cli/drawing.h"
+#include "cli/errors.h"
+#include "cli/output_file.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 

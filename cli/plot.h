@@ -1,8 +1,8 @@
 /// Pictures of a design through gnuplot, which runs as a child process.
 #pragma once
 
-#include "design_file.h"
-#include "progress.h"
+#include "cli/design_file.h"
+#include "cli/progress.h"
 
 #include <string>
 #include <vector>

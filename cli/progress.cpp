@@ -1,9 +1,9 @@
-#include "progress.h"
+#include "cli/progress.h"
 
-#include "csv_reader.h"
-#include "errors.h"
-#include "signals.h"
-#include "text.h"
+#include "cli/csv_reader.h"
+#include "cli/errors.h"
+#include "cli/signals.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 /// What a person sees while a run goes on, and the history of the objective.
 #pragma once
 
-#include "entry/optdoe.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <chrono>
 #include <cstdint>

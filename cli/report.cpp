@@ -1,7 +1,7 @@
-#include "report.h"
+#include "cli/report.h"
 
-#include "drawing.h"
-#include "text.h"
+#include "cli/drawing.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

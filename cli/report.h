@@ -1,9 +1,9 @@
 /// The report: one self-contained HTML page about a design.
 #pragma once
 
-#include "design_file.h"
-#include "evaluation.h"
-#include "progress.h"
+#include "cli/design_file.h"
+#include "cli/evaluation.h"
+#include "cli/progress.h"
 
 #include <string>
 

@@ -1,10 +1,10 @@
-#include "result.h"
+#include "cli/result.h"
 
-#include "errors.h"
-#include "evaluation.h"
-#include "output_file.h"
-#include "report.h"
-#include "text.h"
+#include "cli/errors.h"
+#include "cli/evaluation.h"
+#include "cli/output_file.h"
+#include "cli/report.h"
+#include "cli/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

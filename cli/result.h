@@ -1,10 +1,10 @@
 /// What make and augment have in common once a run has ended: provenance, files and the summary.
 #pragma once
 
-#include "design_file.h"
-#include "engine.h"
-#include "options.h"
-#include "progress.h"
+#include "cli/design_file.h"
+#include "cli/engine.h"
+#include "cli/options.h"
+#include "cli/progress.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
-#include "settings.h"
+#include "cli/settings.h"
 
-#include "errors.h"
+#include "cli/errors.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

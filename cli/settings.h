@@ -4,7 +4,7 @@
 /// that the chosen criterion or method would not read.
 #pragma once
 
-#include "entry/run_settings.h"
+#include "optdoe/run/run_settings.h"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -1,4 +1,4 @@
-#include "signals.h"
+#include "cli/signals.h"
 
 #include <csignal>
 #include <initializer_list>

@@ -1,4 +1,4 @@
-#include "start_designs.h"
+#include "cli/start_designs.h"
 
 #include <algorithm>
 #include <numeric>

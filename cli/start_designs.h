@@ -4,7 +4,7 @@
 ///        every machine. The library's own random start does not come from here.
 #pragma once
 
-#include "design.h"
+#include "cli/design.h"
 
 #include <cstdint>
 #include <random>

@@ -1,4 +1,4 @@
-#include "strata.h"
+#include "cli/strata.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
-#include "text.h"
+#include "cli/text.h"
 
-#include "errors.h"
+#include "cli/errors.h"
 
 #include <fmt/format.h>
 

@@ -25,5 +25,5 @@ for target in "${targets[@]}"; do
     "$tree/bin/fuzz_$target" "$root/tests/fuzz/corpus/$target" >/dev/null
 done
 # The tests' own objects hold the inline functions that the linker took from them.
-"$root/scripts/coverage_of_gcov.py" "$root/ZORBEXdoe_optimallatinhypercubeC" \
-    "$tree/ZORBEXdoe_optimallatinhypercubeC/CMakeFiles/optdoe_core.dir" "$tree/tests/CMakeFiles"
+"$root/scripts/coverage_of_gcov.py" "$root/src/optdoe" \
+    "$tree/src/optdoe/CMakeFiles/optdoe_core.dir" "$tree/tests/CMakeFiles"

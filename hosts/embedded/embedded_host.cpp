@@ -1,4 +1,4 @@
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <cstdarg>
 #include <cstdio>

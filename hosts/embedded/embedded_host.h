@@ -12,8 +12,8 @@
 /// Source      Java Native Interface documentation, chapters 2 ("Exceptions") and 4 ("JNI Functions").
 #pragma once
 
-#include "entry/jni_abi.h"
-#include "entry/optdoe.h"
+#include "optdoe/entry/optdoe.h"
+#include "optdoe/run/jni_abi.h"
 
 #include <cstdint>
 #include <exception>

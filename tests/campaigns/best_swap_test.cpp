@@ -1,9 +1,9 @@
 // The best of several exchanges against its definition, case after case: the same position and the same bits as
 // single trials and the index sort give. Designs and lists are drawn so that exact ties are common, for then the
 // answer hangs on the path of the sort; commits, snapshots and evaluations in between let the tables age.
-#include "support/criterion_twins.h"
+#include "tests/support/criterion_twins.h"
 
-#include "numeric/index_sort.h"
+#include "optdoe/numeric/index_sort.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 /// The runs that the campaigns go through: every criterion with every method, on a small design.
 #pragma once
 
-#include "support/designs.h"
+#include "tests/support/designs.h"
 
-#include "entry/optdoe.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 /// One call, for scripts that limit what it gets: edge_call ROWS FACTORS call|need
 ///   call   makes it and prints the number of levels or the exception
 ///   need   prints the address space, in KiB, that it took at most
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -2,10 +2,10 @@
 // After it there is one exception, no result and no block, and the next call on the same thread gives the design of
 // an undisturbed one.
 
-#include "cells.h"
-#include "support/failing_storage.h"
+#include "tests/campaigns/cells.h"
+#include "tests/support/failing_storage.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <gtest/gtest.h>
 

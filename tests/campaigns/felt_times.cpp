@@ -7,8 +7,8 @@
 ///   stop        from a stop, raised by another thread at a random moment after the first poll, to the result;
 ///   longest limit       from the end of the time limit to the result, for limits that end in set-up,
 ///   pre-improvement, search
-#include "embedded_host.h"
-#include "entry/optdoe.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <algorithm>
 #include <atomic>

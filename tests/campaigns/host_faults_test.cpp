@@ -1,11 +1,11 @@
 // A host that misbehaves: it throws at every callback in turn, lacks a method, calls optdoe from inside a callback,
 // stops at every poll in turn.
 
-#include "cells.h"
-#include "support/failing_storage.h"
+#include "tests/campaigns/cells.h"
+#include "tests/support/failing_storage.h"
 
-#include "embedded_host.h"
-#include "search/search_driver.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/search/search_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 /// One short run of every criterion with every method, for tools that watch a process: one_of_each
 ///
 /// Levels grouped, repeated and fixed rows; a call of one factor, a refused and a thrown one.
-#include "cells.h"
+#include "tests/campaigns/cells.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <cstdio>
 

@@ -1,10 +1,10 @@
 // Sizes at the edges of what 32 bits, a Java array and a machine hold, and the process-wide rotation of factors at
 // the ends of its range. (Runs whose storage ends in the middle are the script address_space.sh.)
 
-#include "support/failing_storage.h"
+#include "tests/support/failing_storage.h"
 
-#include "embedded_host.h"
-#include "search/search_driver.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/search/search_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 /// Runs that draw their factors give the design of a single thread, bit for bit; default calls share the rotation of
 /// factors, so that theirs are only checked for being designs. Built with ThreadSanitizer (preset tsan) it also finds
 /// unordered accesses; that rotation is the only word that calls share.
-#include "cells.h"
+#include "tests/campaigns/cells.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <atomic>
 #include <chrono>

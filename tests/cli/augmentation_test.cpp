@@ -1,4 +1,4 @@
-#include "strata.h"
+#include "cli/strata.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "design.h"
-#include "errors.h"
-#include "start_designs.h"
+#include "cli/design.h"
+#include "cli/errors.h"
+#include "cli/start_designs.h"
 
 #include <gtest/gtest.h>
 

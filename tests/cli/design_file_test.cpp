@@ -1,7 +1,7 @@
-#include "csv_reader.h"
-#include "design_file.h"
-#include "errors.h"
-#include "output_file.h"
+#include "cli/csv_reader.h"
+#include "cli/design_file.h"
+#include "cli/errors.h"
+#include "cli/output_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

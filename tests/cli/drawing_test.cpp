@@ -1,8 +1,8 @@
-#include "drawing.h"
-#include "evaluation.h"
-#include "output_file.h"
-#include "plot.h"
-#include "report.h"
+#include "cli/drawing.h"
+#include "cli/evaluation.h"
+#include "cli/output_file.h"
+#include "cli/plot.h"
+#include "cli/report.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

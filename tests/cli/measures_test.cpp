@@ -1,7 +1,7 @@
-#include "engine.h"
-#include "evaluation.h"
-#include "metrics.h"
-#include "start_designs.h"
+#include "cli/engine.h"
+#include "cli/evaluation.h"
+#include "cli/metrics.h"
+#include "cli/start_designs.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
-#include "engine.h"
-#include "errors.h"
-#include "memory.h"
+#include "cli/engine.h"
+#include "cli/errors.h"
+#include "cli/memory.h"
 
 #include <gtest/gtest.h>
 

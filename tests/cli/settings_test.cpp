@@ -1,5 +1,5 @@
-#include "errors.h"
-#include "settings.h"
+#include "cli/errors.h"
+#include "cli/settings.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,5 +1,5 @@
-#include "errors.h"
-#include "text.h"
+#include "cli/errors.h"
+#include "cli/text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "criteria/criterion.h"
+#include "optdoe/criteria/criterion.h"
 
-#include "reference/criteria_reference.h"
-#include "support/search_run.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
-#include "embedded_host.h"
-#include "entry/optdoe.h"
-#include "search/level_structure.h"
-#include "search/search_driver.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/entry/optdoe.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The best exchange from bounds, with values that the tests choose.
-#include "criteria/best_swap.h"
+#include "optdoe/criteria/best_swap.h"
 
-#include "support/test_run.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The best exchange of a list against its definition, on many small cases; ties are common there.
-#include "support/criterion_twins.h"
+#include "tests/support/criterion_twins.h"
 
 #include <gtest/gtest.h>
 

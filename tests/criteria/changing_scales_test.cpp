@@ -1,6 +1,6 @@
 // Designs of other sizes are loaded while a criterion is at work: tables and bounds that depend on the range of the
 // entries have to follow. Entries may be huge, tiny, or no numbers.
-#include "support/criterion_twins.h"
+#include "tests/support/criterion_twins.h"
 
 #include <gtest/gtest.h>
 

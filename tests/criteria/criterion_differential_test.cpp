@@ -1,12 +1,12 @@
 // Each criterion against its definition after long random sequences of operations, and against a twin that did not
 // make the trials. The tables of the criteria are never looked at: what they hold shows in the values that follow.
 
-#include "reference/criteria_reference.h"
-#include "support/search_run.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
-#include "criteria/criterion.h"
-#include "numeric/index_sort.h"
-#include "search/level_structure.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/numeric/index_sort.h"
+#include "optdoe/search/level_structure.h"
 
 #include <gtest/gtest.h>
 

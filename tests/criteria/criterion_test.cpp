@@ -1,8 +1,8 @@
-#include "criteria/criterion.h"
+#include "optdoe/criteria/criterion.h"
 
-#include "criteria/criterion_ops.h"
-#include "reference/criteria_reference.h"
-#include "support/search_run.h"
+#include "optdoe/criteria/criterion_ops.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
 #include <gtest/gtest.h>
 

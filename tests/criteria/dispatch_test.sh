@@ -2,7 +2,7 @@
 # Search and entry know a criterion by its id only: no file of theirs names a criterion module, neither an operation,
 # nor a table, nor a header of one. Only the dispatch (criteria/criterion.cpp) does.
 #
-# What is allowed: entry/run_context.h declares the slots of a run, a pointer to each record, opaque there;
+# What is allowed: run/run_context.h declares the slots of a run, a pointer to each record, opaque there;
 # entry/run_slots.cpp opens and closes them, since it is the one place that knows the order of all slots. Neither can
 # reach an operation or a field: the headers that define them are not included.
 #
@@ -14,20 +14,20 @@ cd "$1"
 names='(a2|cd2|entropy|phip|maximin)'
 failed=0
 checked=0
-for file in search/* entry/*; do
+for file in run/* search/* entry/*; do
     checked=$((checked + 1))
     # Comments and strings may speak of the criteria.
     code=$(sed -e 's://.*$::' -e '/^#include/!s/"[^"]*"//g' "$file")
     case $file in
-    entry/run_context.h)
+    run/run_context.h)
         code=$(echo "$code" | sed -E "s/^(struct | +)${names}_state(;|\* $names;)//")
         ;;
     entry/run_slots.cpp)
         code=$(echo "$code" | sed -E "s/\b${names}_(open|close)\(ctx\);//g; s/\bctx->$names != nullptr//g;
-            s:^#include \"criteria/criterion_records.h\"::")
+            s:^#include \"optdoe/criteria/criterion_records.h\"::")
         ;;
     esac
-    found=$(echo "$code" | grep -nE "\b$names(_|\b)|criteria/(simd|criterion_|distance|$names)" || true)
+    found=$(echo "$code" | grep -nE "\b$names(_|\b)|optdoe/criteria/(criterion_|distance|$names)" || true)
     if [ -n "$found" ]; then
         echo "FAILED: $file names a criterion module:" >&2
         echo "$found" >&2

@@ -1,8 +1,8 @@
-#include "criteria/criterion.h"
+#include "optdoe/criteria/criterion.h"
 
-#include "reference/criteria_reference.h"
-#include "search/level_structure.h"
-#include "support/search_run.h"
+#include "optdoe/search/level_structure.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Every kernel variant that this machine runs against the baseline, bit for bit, at all small sizes.
-#include "criteria/aligned_tables.h"
-#include "criteria/simd/a2_kernels.h"
-#include "criteria/simd/cd2_kernels.h"
-#include "criteria/simd/entropy_kernels.h"
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "optdoe/criteria/a2/a2_kernels.h"
+#include "optdoe/criteria/cd2/cd2_kernels.h"
+#include "optdoe/criteria/entropy/entropy_kernels.h"
+#include "optdoe/vectors/aligned_tables.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

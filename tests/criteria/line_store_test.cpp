@@ -1,8 +1,8 @@
 // Lines that some rows have and most have not, and vectors that lie side by side.
-#include "criteria/aligned_tables.h"
-#include "criteria/line_store.h"
-#include "storage/vectors.h"
-#include "support/test_run.h"
+#include "optdoe/criteria/phip/line_store.h"
+#include "optdoe/vectors/aligned_tables.h"
+#include "optdoe/vectors/vectors.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "criteria/criterion.h"
+#include "optdoe/criteria/criterion.h"
 
-#include "reference/criteria_reference.h"
-#include "support/search_run.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Every exchange and every re-arrangement of every small design, for every criterion: the trial, the committed
 // operation, an evaluation from scratch and the definition agree.
 
-#include "criteria/criterion.h"
+#include "optdoe/criteria/criterion.h"
 
-#include "reference/criteria_reference.h"
-#include "support/search_run.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
 #include <gtest/gtest.h>
 

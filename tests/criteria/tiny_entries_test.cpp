@@ -1,6 +1,6 @@
 // Designs that are so small, by their entries or by their weights, that entries count as equal (they differ by less
 // than 1e-15) while their distances do not: the best exchange against its definition.
-#include "support/criterion_twins.h"
+#include "tests/support/criterion_twins.h"
 
 #include <gtest/gtest.h>
 

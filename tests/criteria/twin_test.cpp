@@ -1,6 +1,6 @@
 // Every operation of every criterion against the plain form, bit for bit, over long random sequences.
-#include "support/criterion_twins.h"
-#include "support/phip_invariants.h"
+#include "tests/support/criterion_twins.h"
+#include "tests/support/phip_invariants.h"
 
 #include <gtest/gtest.h>
 

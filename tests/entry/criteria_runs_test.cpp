@@ -1,14 +1,14 @@
 // Runs through the internal call with each criterion, each method and each kind of design: what must stay stays, the
 // objective told is that of the design returned, and a seed stands for a design.
 
-#include "reference/criteria_reference.h"
-#include "support/search_run.h"
+#include "tests/reference/criteria_reference.h"
+#include "tests/support/search_run.h"
 
-#include "criteria/criterion.h"
-#include "embedded_host.h"
-#include "entry/optdoe.h"
-#include "search/search_driver.h"
-#include "search/unit_scaling.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/entry/optdoe.h"
+#include "optdoe/search/search_driver.h"
+#include "optdoe/search/unit_scaling.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The slice of the Java Native Interface against the interface of a JDK: same places in the table, same types.
 
-#include "entry/jni_abi.h"
+#include "optdoe/run/jni_abi.h"
 
 #include <gtest/gtest.h>
 #include <jni.h>

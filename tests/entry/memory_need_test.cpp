@@ -1,10 +1,10 @@
-#include "entry/memory_need.h"
+#include "optdoe/entry/memory_need.h"
 
-#include "support/designs.h"
-#include "support/failing_storage.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/failing_storage.h"
+#include "tests/support/test_run.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "entry/messages.h"
+#include "optdoe/run/messages.h"
 
-#include "support/test_run.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "entry/optdoe.h"
+#include "optdoe/entry/optdoe.h"
 
-#include "support/designs.h"
-#include "support/failing_storage.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/failing_storage.h"
+#include "tests/support/test_run.h"
 
-#include "embedded_host.h"
-#include "numeric/random_numbers.h"
-#include "search/search_driver.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/numeric/random_numbers.h"
+#include "optdoe/search/search_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "entry/run_settings.h"
+#include "optdoe/run/run_settings.h"
 
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
-#include "search/level_structure.h"
+#include "optdoe/search/level_structure.h"
 
 #include <gtest/gtest.h>
 

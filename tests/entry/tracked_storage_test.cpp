@@ -1,7 +1,7 @@
-#include "entry/tracked_storage.h"
+#include "optdoe/run/tracked_storage.h"
 
-#include "support/failing_storage.h"
-#include "support/test_run.h"
+#include "tests/support/failing_storage.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

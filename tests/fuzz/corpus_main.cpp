@@ -1,6 +1,6 @@
 // Feeds the files of the named directories to a fuzz target, where there is no fuzzer to do it.
 
-#include "fuzz_input.h"
+#include "tests/fuzz/fuzz_input.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,12 +1,12 @@
 // Scripts of criterion operations: the library against its plain form, bit for bit, and trials against commits.
 
-#include "fuzz_input.h"
+#include "tests/fuzz/fuzz_input.h"
 
-#include "criteria/phip.h"
-#include "embedded_host.h"
-#include "entry/run_slots.h"
-#include "reference/plain/plain_library.h"
-#include "support/phip_invariants.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/entry/run_slots.h"
+#include "tests/reference/plain/plain_library.h"
+#include "tests/support/phip_invariants.h"
 
 #include <bit>
 #include <cmath>

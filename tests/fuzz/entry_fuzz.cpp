@@ -1,9 +1,9 @@
 // The four arguments of the native method over their whole ranges.
 
-#include "fuzz_input.h"
+#include "tests/fuzz/fuzz_input.h"
 
-#include "embedded_host.h"
-#include "entry/memory_need.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/entry/memory_need.h"
 
 #include <string>
 #include <vector>

@@ -1,10 +1,10 @@
 // The index sorts against their plain form; with NaN among the keys the order is free, a permutation it still is.
 
-#include "fuzz_input.h"
+#include "tests/fuzz/fuzz_input.h"
 
-#include "numeric/index_sort.h"
-#include "reference/index_sort_reference.h"
-#include "support/test_run.h"
+#include "optdoe/numeric/index_sort.h"
+#include "tests/reference/index_sort_reference.h"
+#include "tests/support/test_run.h"
 
 #include <algorithm>
 #include <cmath>

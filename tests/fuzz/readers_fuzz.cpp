@@ -1,12 +1,12 @@
 // Everything that the command line reads from files: designs, bounds, settings, JSON, numbers.
 
-#include "fuzz_input.h"
+#include "tests/fuzz/fuzz_input.h"
 
-#include "design_file.h"
-#include "errors.h"
-#include "json_text.h"
-#include "options.h"
-#include "text.h"
+#include "cli/design_file.h"
+#include "cli/errors.h"
+#include "cli/json_text.h"
+#include "cli/options.h"
+#include "cli/text.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,9 +1,9 @@
 // run_settings with any bytes in every field, on a small random or given design with and without fixed rows.
 
-#include "fuzz_input.h"
+#include "tests/fuzz/fuzz_input.h"
 
-#include "embedded_host.h"
-#include "entry/optdoe.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <cmath>
 #include <vector>

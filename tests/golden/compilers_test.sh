@@ -8,15 +8,14 @@ source=$1
 gtest_include=$2
 gtest=$3
 gtest_main=$4
-library=$source/ZORBEXdoe_optimallatinhypercubeC
+library=$source/src/optdoe
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 compile() { # compiler, further flags and files
     compiler=$1
     shift
-    "$compiler" -std=c++20 -ffp-contract=off -fno-math-errno "-I$library" "-I$source/hosts/embedded" \
-        "-I$source/tests" "-I$gtest_include" -c "$@"
+    "$compiler" -std=c++20 -ffp-contract=off -fno-math-errno "-I$source/src" "-I$source" "-I$gtest_include" -c "$@"
 }
 
 kernels_for() { # compiler, level, name of the set, its flags
@@ -25,7 +24,7 @@ kernels_for() { # compiler, level, name of the set, its flags
     set_name=$3
     shift 3
     compile "$set_compiler" "-$set_level" "$@" -fno-rtti -fno-threadsafe-statics \
-        "$library"/criteria/simd/*_kernels_"$set_name".cpp
+        "$library"/criteria/*/*_kernels_"$set_name".cpp
 }
 
 run() { # compiler, level, number of sets of kernels to choose from
@@ -40,7 +39,9 @@ run() { # compiler, level, number of sets of kernels to choose from
     fi
     (
         cd "$objects"
-        compile "$1" "-$2" "-DOPTDOE_INSTRUCTION_SETS=$3" -fno-rtti -fno-threadsafe-statics "$library"/*/*.cpp
+        find "$library" -name '*.cpp' ! -name '*_kernels_*' >sources
+        # shellcheck disable=SC2046 # a list of files without blanks
+        compile "$1" "-$2" "-DOPTDOE_INSTRUCTION_SETS=$3" -fno-rtti -fno-threadsafe-statics $(cat sources)
         kernels_for "$1" "$2" baseline
         if [ "$(uname -m)" = x86_64 ]; then
             kernels_for "$1" "$2" avx2 -mavx2

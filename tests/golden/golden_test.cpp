@@ -1,14 +1,14 @@
 // Recorded cases: see README.md beside this file for their form.
 
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
-#include "criteria/criterion.h"
-#include "numeric/index_sort.h"
-#include "numeric/random_numbers.h"
-#include "search/level_structure.h"
-#include "search/search_driver.h"
-#include "storage/vectors.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/numeric/index_sort.h"
+#include "optdoe/numeric/random_numbers.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_driver.h"
+#include "optdoe/vectors/vectors.h"
 
 #include <gtest/gtest.h>
 

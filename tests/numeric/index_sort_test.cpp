@@ -1,9 +1,9 @@
-#include "numeric/index_sort.h"
+#include "optdoe/numeric/index_sort.h"
 
-#include "reference/index_sort_reference.h"
-#include "support/designs.h"
-#include "support/failing_storage.h"
-#include "support/test_run.h"
+#include "tests/reference/index_sort_reference.h"
+#include "tests/support/designs.h"
+#include "tests/support/failing_storage.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "numeric/random_numbers.h"
+#include "optdoe/numeric/random_numbers.h"
 
-#include "support/designs.h"
-#include "support/failing_storage.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/failing_storage.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "numeric/repeated_keys.h"
+#include "optdoe/numeric/repeated_keys.h"
 
-#include "numeric/index_sort.h"
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "optdoe/numeric/index_sort.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
 #include <gtest/gtest.h>
 

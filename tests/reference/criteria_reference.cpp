@@ -1,4 +1,4 @@
-#include "reference/criteria_reference.h"
+#include "tests/reference/criteria_reference.h"
 
 #include <algorithm>
 #include <cmath>

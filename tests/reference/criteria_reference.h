@@ -1,7 +1,7 @@
 /// The criteria from their definitions: slow, in long double, sharing nothing with the library.
 #pragma once
 
-#include "support/designs.h"
+#include "tests/support/designs.h"
 
 #include <vector>
 

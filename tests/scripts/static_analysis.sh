@@ -9,8 +9,8 @@ root=$1
 tree=$2
 what=$3
 cd "$root"
-library=ZORBEXdoe_optimallatinhypercubeC
-includes=("-I$library" -Ihosts/embedded -Icli)
+library=src/optdoe
+includes=(-Isrc -I.)
 mapfile -t sources < <(find "$library" hosts/embedded cli -name '*.cpp' | sort)
 
 have() {

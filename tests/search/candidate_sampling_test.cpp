@@ -1,11 +1,11 @@
-#include "search/candidate_sampling.h"
+#include "optdoe/search/candidate_sampling.h"
 
-#include "support/search_run.h"
+#include "tests/support/search_run.h"
 
-#include "numeric/index_sort.h"
-#include "numeric/random_numbers.h"
-#include "search/level_structure.h"
-#include "search/search_state.h"
+#include "optdoe/numeric/index_sort.h"
+#include "optdoe/numeric/random_numbers.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_state.h"
 
 #include <gtest/gtest.h>
 

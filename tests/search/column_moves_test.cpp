@@ -1,11 +1,11 @@
-#include "search/column_moves.h"
+#include "optdoe/search/column_moves.h"
 
-#include "support/search_run.h"
+#include "tests/support/search_run.h"
 
-#include "criteria/criterion.h"
-#include "numeric/random_numbers.h"
-#include "search/level_structure.h"
-#include "search/search_state.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/numeric/random_numbers.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_state.h"
 
 #include <gtest/gtest.h>
 

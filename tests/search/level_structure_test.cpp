@@ -1,8 +1,8 @@
-#include "search/level_structure.h"
+#include "optdoe/search/level_structure.h"
 
-#include "support/search_run.h"
+#include "tests/support/search_run.h"
 
-#include "numeric/index_sort.h"
+#include "optdoe/numeric/index_sort.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "search/pair_numbers.h"
+#include "optdoe/search/pair_numbers.h"
 
 #include <gtest/gtest.h>
 

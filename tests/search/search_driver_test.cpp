@@ -1,14 +1,14 @@
-#include "search/search_driver.h"
+#include "optdoe/search/search_driver.h"
 
-#include "support/designs.h"
-#include "support/search_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/search_run.h"
 
-#include "criteria/criterion.h"
-#include "embedded_host.h"
-#include "numeric/random_numbers.h"
-#include "search/column_moves.h"
-#include "search/level_structure.h"
-#include "search/search_state.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/numeric/random_numbers.h"
+#include "optdoe/search/column_moves.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_state.h"
 
 #include <gtest/gtest.h>
 

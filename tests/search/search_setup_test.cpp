@@ -1,9 +1,9 @@
-#include "search/search_setup.h"
+#include "optdoe/search/search_setup.h"
 
-#include "support/search_run.h"
+#include "tests/support/search_run.h"
 
-#include "search/level_structure.h"
-#include "search/search_state.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_state.h"
 
 #include <gtest/gtest.h>
 

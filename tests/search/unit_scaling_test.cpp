@@ -1,9 +1,9 @@
-#include "search/unit_scaling.h"
+#include "optdoe/search/unit_scaling.h"
 
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
-#include "storage/vectors.h"
+#include "optdoe/vectors/vectors.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // Whole runs against the plain form, bit for bit, over settings, criteria, methods and starting designs.
-#include "criteria/criterion.h"
-#include "embedded_host.h"
-#include "reference/plain/plain_library.h"
-#include "search/search_driver.h"
-#include "support/designs.h"
+#include "hosts/embedded/embedded_host.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/search/search_driver.h"
+#include "tests/reference/plain/plain_library.h"
+#include "tests/support/designs.h"
 
 #include <gtest/gtest.h>
 

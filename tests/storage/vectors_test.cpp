@@ -1,9 +1,9 @@
-#include "storage/vectors.h"
+#include "optdoe/vectors/vectors.h"
 
-#include "support/failing_storage.h"
-#include "support/test_run.h"
+#include "tests/support/failing_storage.h"
+#include "tests/support/test_run.h"
 
-#include "entry/tracked_storage.h"
+#include "optdoe/run/tracked_storage.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "support/criterion_twins.h"
+#include "tests/support/criterion_twins.h"
 
-#include "criteria/a2.h"
-#include "criteria/cd2.h"
-#include "criteria/criterion.h"
-#include "criteria/entropy.h"
-#include "criteria/phip.h"
-#include "numeric/index_sort.h"
+#include "optdoe/criteria/a2/a2.h"
+#include "optdoe/criteria/cd2/cd2.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/criteria/entropy/entropy.h"
+#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/numeric/index_sort.h"
 
 static const criterion_ops& fast_criterion(int id)
 {

@@ -1,10 +1,10 @@
 /// One criterion in two forms, the library's and the plain one, set up alike and driven in lockstep.
 #pragma once
 
-#include "criteria/simd/kernel_variants.h"
-#include "reference/plain/plain_library.h"
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "optdoe/simd/kernel_variants.h"
+#include "tests/reference/plain/plain_library.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "support/failing_storage.h"
+#include "tests/support/failing_storage.h"
 
 #include <algorithm>
 #include <cerrno>

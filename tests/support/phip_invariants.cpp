@@ -1,7 +1,7 @@
-#include "support/phip_invariants.h"
+#include "tests/support/phip_invariants.h"
 
-#include "criteria/phip.h"
-#include "criteria/phip_tables.h"
+#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/criteria/phip/phip_tables.h"
 
 #include <cmath>
 #include <cstdint>

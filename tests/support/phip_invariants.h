@@ -2,7 +2,7 @@
 /// or a copy that is not in step mostly changes only which candidates are looked at more closely.
 #pragma once
 
-#include "entry/run_context.h"
+#include "optdoe/run/run_context.h"
 
 #include <string>
 

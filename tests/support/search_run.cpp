@@ -1,8 +1,8 @@
-#include "support/search_run.h"
+#include "tests/support/search_run.h"
 
-#include "criteria/criterion.h"
-#include "search/level_structure.h"
-#include "search/search_setup.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_setup.h"
 
 #include <cstdlib>
 #include <vector>

@@ -1,11 +1,11 @@
 /// A run opened up to the search: settings validated, levels described, criterion and search set up.
 #pragma once
 
-#include "support/designs.h"
-#include "support/test_run.h"
+#include "tests/support/designs.h"
+#include "tests/support/test_run.h"
 
-#include "entry/optdoe.h"
-#include "numeric/random_numbers.h"
+#include "optdoe/entry/optdoe.h"
+#include "optdoe/numeric/random_numbers.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,8 +1,8 @@
-#include "support/test_run.h"
+#include "tests/support/test_run.h"
 
-#include "entry/run_slots.h"
-#include "entry/tracked_storage.h"
-#include "storage/vectors.h"
+#include "optdoe/entry/run_slots.h"
+#include "optdoe/run/tracked_storage.h"
+#include "optdoe/vectors/vectors.h"
 
 test_run::test_run()
 {

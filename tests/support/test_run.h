@@ -1,10 +1,10 @@
 /// One call of the library opened by hand: a run context with every slot, an embedded host and the armed error exit.
 #pragma once
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
-#include "entry/run_context.h"
-#include "entry/run_globals.h"
+#include "optdoe/run/run_context.h"
+#include "optdoe/run/run_globals.h"
 
 #include <csetjmp>
 #include <string>

@@ -1,8 +1,8 @@
-#include "reference/plain/plain_library.h"
+#include "tests/reference/plain/plain_library.h"
 
-#include "entry/run_slots.h"
-#include "search/column_moves.h"
-#include "search/search_driver.h"
+#include "optdoe/entry/run_slots.h"
+#include "optdoe/search/column_moves.h"
+#include "optdoe/search/search_driver.h"
 
 const plain_library* optdoe_plain_library()
 {

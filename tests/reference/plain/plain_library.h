@@ -6,8 +6,8 @@
 /// closed by functions of the same form.
 #pragma once
 
-#include "criteria/criterion_ops.h"
-#include "entry/optdoe.h"
+#include "optdoe/criteria/criterion_ops.h"
+#include "optdoe/entry/optdoe.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,12 +1,12 @@
-#include "criteria/a2.h"
+#include "tests/reference/plain/criteria/a2.h"
 
-#include "criteria/criterion.h"
-#include "criteria/criterion_ops.h"
-#include "criteria/criterion_records.h"
-#include "entry/plain_record.h"
-#include "entry/tracked_storage.h"
-#include "numeric/wrap32.h"
-#include "storage/vectors.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/criteria/criterion_ops.h"
+#include "optdoe/criteria/criterion_records.h"
+#include "optdoe/run/plain_record.h"
+#include "optdoe/run/tracked_storage.h"
+#include "optdoe/run/wrap32.h"
+#include "optdoe/vectors/vectors.h"
 
 #include <cstring>
 #include <utility>

@@ -7,7 +7,7 @@
 /// Integers are 32-bit and wrap for very large designs; that is part of the behaviour.
 #pragma once
 
-#include "entry/run_context.h"
+#include "optdoe/run/run_context.h"
 
 #include <cstdint>
 

@@ -5,7 +5,7 @@
 /// by ratios follows Jin, Chen and Sudjianto, 2005.
 #pragma once
 
-#include "entry/run_context.h"
+#include "optdoe/run/run_context.h"
 
 #include <cstdint>
 

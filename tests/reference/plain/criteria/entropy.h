@@ -6,8 +6,8 @@
 /// prediction of deterministic functions", 1991.
 #pragma once
 
-#include "criteria/distance.h"
-#include "entry/run_context.h"
+#include "optdoe/criteria/distance.h"
+#include "optdoe/run/run_context.h"
 
 #include <cstdint>
 

@@ -5,8 +5,8 @@
 /// and Sudjianto, 2005.
 #pragma once
 
-#include "criteria/distance.h"
-#include "entry/run_context.h"
+#include "optdoe/criteria/distance.h"
+#include "optdoe/run/run_context.h"
 
 #include <cstdint>
 

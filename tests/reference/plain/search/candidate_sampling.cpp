@@ -1,11 +1,11 @@
-#include "search/candidate_sampling.h"
+#include "optdoe/search/candidate_sampling.h"
 
-#include "numeric/index_sort.h"
-#include "numeric/random_numbers.h"
-#include "numeric/wrap32.h"
-#include "search/level_structure.h"
-#include "search/search_state.h"
-#include "storage/vectors.h"
+#include "optdoe/numeric/index_sort.h"
+#include "optdoe/numeric/random_numbers.h"
+#include "optdoe/run/wrap32.h"
+#include "optdoe/search/level_structure.h"
+#include "optdoe/search/search_state.h"
+#include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,0 @@
-#define NAME "avx2"
-#define KERNELS cd2_kernels_avx2
-#define LANES 4
-#include "criteria/simd/cd2_kernels.inl"

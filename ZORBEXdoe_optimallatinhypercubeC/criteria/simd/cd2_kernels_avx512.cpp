@@ -1,4 +1,0 @@
-#define NAME "avx512"
-#define KERNELS cd2_kernels_avx512
-#define LANES 8
-#include "criteria/simd/cd2_kernels.inl"

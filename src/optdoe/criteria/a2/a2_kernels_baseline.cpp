@@ -1,0 +1,3 @@
+#define NAME "baseline"
+#define KERNELS a2_kernels_baseline
+#include "optdoe/criteria/a2/a2_kernels.inl"

@@ -1,0 +1,367 @@
+#include "optdoe/numeric/repeated_keys.h"
+
+#include "optdoe/run/wrap32.h"
+#include "optdoe/vectors/vectors.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <utility>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+// A place holds a word, 2 key + (1 when the key has copies), with the first bit inverted: words as signed numbers
+// have the order of the keys, and equal keys have equal words. Partitions look at the words in blocks of 32 places, a
+// bit a place, so that only the exchanges themselves are walked.
+
+constexpr std::int32_t insertion_span = 7;  ///< of the index sort
+constexpr std::uint32_t keys_per_word = 32; ///< of the set: two bits a key
+constexpr std::int32_t block = 32;          ///< places that are compared at once
+
+void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
+{
+    for (std::int32_t** v : {&s.words, &s.indices}) {
+        if (*v != nullptr)
+            vector_free(ctx, *v);
+        *v = nullptr;
+    }
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(s.set));
+    aligned_free_doubles(ctx, reinterpret_cast<double*>(s.last));
+    s = {};
+}
+
+static void reserve(run_context* ctx, repeated_keys_scratch& s, std::int32_t count, std::int32_t bound)
+{
+    if (count <= s.capacity && bound <= s.bound)
+        return;
+    const std::int32_t capacity = std::max((count / block + 1) * block, s.capacity);
+    const std::int32_t keys = std::max(bound, s.bound);
+    repeated_keys_release(ctx, s);
+    s.words = int_vector_alloc(ctx, capacity);
+    s.indices = int_vector_alloc(ctx, capacity);
+    std::fill_n(s.words, capacity, 0);
+    const std::size_t words = bits_u32(keys) / keys_per_word + 1;
+    s.set = reinterpret_cast<std::uint64_t*>(aligned_alloc_doubles(ctx, words));
+    std::memset(s.set, 0, words * sizeof(std::uint64_t));
+    s.capacity = capacity;
+    s.bound = keys;
+}
+
+static std::uint64_t& word_of(const repeated_keys_scratch& s, std::int32_t key)
+{
+    return s.set[bits_u32(key) / keys_per_word];
+}
+
+/// The bit of a key that is there; the next one: it has copies.
+static std::uint32_t bit_of(std::int32_t key) { return 2 * (bits_u32(key) % keys_per_word); }
+
+/// Fills the places in the given order, and the set with the keys.
+///   returns the number of places whose key has copies
+static std::int32_t place_keys(const repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
+{
+    std::uint64_t repeats = 0;
+    for (std::int32_t i = 0; i < count; ++i) {
+        std::uint64_t& word = word_of(s, keys[i]);
+        const std::uint64_t seen = word >> bit_of(keys[i]) & 1u;
+        word |= (seen << 1 | 1u) << bit_of(keys[i]);
+        repeats |= seen;
+    }
+    if (repeats == 0)
+        return 0;
+    std::uint32_t copies = 0;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const std::uint32_t has_copies = word_of(s, keys[i]) >> (bit_of(keys[i]) + 1) & 1u;
+        s.words[i] = wrap_i32((bits_u32(keys[i]) << 1 | has_copies) ^ 0x80000000u);
+        s.indices[i] = i;
+        copies += has_copies;
+    }
+    return wrap_i32(copies);
+}
+
+static std::int32_t key_of(std::int32_t word) { return wrap_i32((bits_u32(word) ^ 0x80000000u) >> 1); }
+
+#ifdef __SSE2__
+
+/// Bit i of the result: lane i of a block is negative.
+///   lanes_at   (i) -> the four lanes from i on
+template <class Lanes>
+static std::uint32_t signs_of_block(Lanes lanes_at)
+{
+    const auto half = [=](int i) {
+        return bits_u32(_mm_movemask_epi8(_mm_packs_epi16(_mm_packs_epi32(lanes_at(i), lanes_at(i + 4)),
+                                                          _mm_packs_epi32(lanes_at(i + 8), lanes_at(i + 12)))));
+    };
+    return half(0) | half(16) << 16;
+}
+
+static __m128i words_at(const std::int32_t* words)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(words));
+}
+
+/// Bit i: words[i] < a, for a block of words.
+static std::uint32_t below(const std::int32_t* words, std::int32_t a)
+{
+    const __m128i bound = _mm_set1_epi32(a);
+    return signs_of_block([=](int i) { return _mm_cmplt_epi32(words_at(words + i), bound); });
+}
+
+/// Bit i: words[i] > a.
+static std::uint32_t above(const std::int32_t* words, std::int32_t a)
+{
+    const __m128i bound = _mm_set1_epi32(a);
+    return signs_of_block([=](int i) { return _mm_cmpgt_epi32(words_at(words + i), bound); });
+}
+
+/// Bit i: the key of words[i] has copies.
+static std::uint32_t with_copies(const std::int32_t* words)
+{
+    return signs_of_block([=](int i) { return _mm_slli_epi32(words_at(words + i), 31); });
+}
+
+#else
+
+template <class Test>
+static std::uint32_t bits_where(Test test)
+{
+    std::uint32_t bits = 0;
+    for (std::int32_t i = 0; i < block; ++i)
+        bits |= (test(i) ? 1u : 0u) << i;
+    return bits;
+}
+
+static std::uint32_t below(const std::int32_t* words, std::int32_t a)
+{
+    return bits_where([=](std::int32_t i) { return words[i] < a; });
+}
+
+static std::uint32_t above(const std::int32_t* words, std::int32_t a)
+{
+    return bits_where([=](std::int32_t i) { return words[i] > a; });
+}
+
+static std::uint32_t with_copies(const std::int32_t* words)
+{
+    return bits_where([=](std::int32_t i) { return (words[i] & 1) != 0; });
+}
+
+#endif
+
+/// The bits of a block from place `from` on, and up to place `to`.
+static std::uint32_t bits_from(std::int32_t from) { return ~0u << (from % block); }
+static std::uint32_t bits_up_to(std::int32_t to) { return ~0u >> (block - 1 - to % block); }
+
+/// Calls visit(first place of the block, bits of the places lo .. hi with copies) for every block of them.
+template <class Visit>
+static void for_blocks_with_copies(const std::int32_t* words, std::int32_t lo, std::int32_t hi, Visit visit)
+{
+    for (std::int32_t base = lo / block * block; base <= hi; base += block) {
+        std::uint32_t bits = with_copies(words + base);
+        if (base < lo)
+            bits &= bits_from(lo);
+        if (hi - base < block - 1)
+            bits &= bits_up_to(hi);
+        visit(base, bits);
+    }
+}
+
+static std::int32_t count_copies(const std::int32_t* words, std::int32_t lo, std::int32_t hi)
+{
+    std::int32_t copies = 0;
+    for_blocks_with_copies(words, lo, hi, [&](std::int32_t, std::uint32_t bits) {
+        for (; bits != 0; bits &= bits - 1) // few; and not every machine counts bits
+            ++copies;
+    });
+    return copies;
+}
+
+namespace {
+
+/// The places from `first` on, ascending, whose word is not below a. A block is looked at when the scan gets there.
+class scan_from_left {
+public:
+    scan_from_left(const std::int32_t* words, std::int32_t first, std::int32_t a)
+        : words_(words), a_(a), base_(first / block * block), bits_(~below(words + base_, a) & bits_from(first))
+    {
+    }
+    /// The next one; there must be one left.
+    std::int32_t next()
+    {
+        while (bits_ == 0) {
+            base_ += block;
+            bits_ = ~below(words_ + base_, a_);
+        }
+        const std::int32_t place = base_ + std::countr_zero(bits_);
+        bits_ &= bits_ - 1;
+        return place;
+    }
+
+private:
+    const std::int32_t* words_;
+    std::int32_t a_;
+    std::int32_t base_;
+    std::uint32_t bits_;
+};
+
+/// The places from `first` on, descending, whose word is not above a.
+class scan_from_right {
+public:
+    scan_from_right(const std::int32_t* words, std::int32_t first, std::int32_t a)
+        : words_(words), a_(a), base_(first / block * block), bits_(~above(words + base_, a) & bits_up_to(first))
+    {
+    }
+    std::int32_t next()
+    {
+        while (bits_ == 0) {
+            base_ -= block;
+            bits_ = ~above(words_ + base_, a_);
+        }
+        const std::int32_t bit = block - 1 - std::countl_zero(bits_);
+        bits_ ^= 1u << bit;
+        return base_ + bit;
+    }
+
+private:
+    const std::int32_t* words_;
+    std::int32_t a_;
+    std::int32_t base_;
+    std::uint32_t bits_;
+};
+
+/// Bounds of the two parts that a partition leaves: left lo .. left_end, right right_begin .. hi.
+struct parts {
+    std::int32_t left_end;
+    std::int32_t right_begin;
+};
+
+} // namespace
+
+static void swap_places(const repeated_keys_scratch& s, std::int32_t i, std::int32_t j)
+{
+    std::swap(s.words[i], s.words[j]);
+    std::swap(s.indices[i], s.indices[j]);
+}
+
+/// The index sort's partition of places lo .. hi. Its two scans stop at places with a word that is not below, or not
+/// above, the pivot's; the places lo + 1 and hi end them at the latest. What an exchange has put down is seen by a
+/// scan as it was or as it is, and either way the scans are known to stop there.
+static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi)
+{
+    const std::int32_t* words = s.words;
+    swap_places(s, (lo + hi) >> 1, lo + 1);
+    if (words[lo + 1] > words[hi])
+        swap_places(s, lo + 1, hi);
+    if (words[lo] > words[hi])
+        swap_places(s, lo, hi);
+    if (words[lo + 1] > words[lo])
+        swap_places(s, lo + 1, lo);
+    const std::int32_t a = words[lo];
+
+    scan_from_left left(words, lo + 2, a);
+    scan_from_right right(words, hi - 1, a);
+    std::int32_t last_left = lo + 1; // of the last exchange
+    std::int32_t last_right = hi;
+    std::int32_t i = left.next();
+    std::int32_t j = right.next();
+    while (i < j) {
+        swap_places(s, i, j);
+        last_left = i;
+        last_right = j;
+        i = left.next();
+        j = right.next();
+    }
+    // Beyond the last exchange both scans run into what was exchanged.
+    i = std::min(i, last_right);
+    j = std::max(j, last_left);
+    if (i == j) { // an exchange with itself; on both sides of it the scans stop at once
+        ++i;
+        --j;
+    }
+    swap_places(s, lo, j);
+    return {j - 1, i};
+}
+
+/// Follows the sort of places lo .. hi as long as copies of one key can lie apart.
+///   copies   places among them whose key has copies, at most
+static void follow_sort(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi, std::int32_t copies)
+{
+    while (hi - lo >= insertion_span && copies > 1) {
+        const parts both = partition(s, lo, hi);
+        // The shorter part is counted, and followed by recursion, so that the depth stays logarithmic.
+        if (both.left_end - lo < hi - both.right_begin) {
+            const std::int32_t shorter = count_copies(s.words, lo, both.left_end);
+            follow_sort(s, lo, both.left_end, shorter);
+            lo = both.right_begin;
+            copies -= shorter;
+        } else {
+            const std::int32_t shorter = count_copies(s.words, both.right_begin, hi);
+            follow_sort(s, both.right_begin, hi, shorter);
+            hi = both.left_end;
+            copies -= shorter;
+        }
+    }
+}
+
+void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t bound,
+                        const std::int32_t* keys, std::uint8_t* repeated)
+{
+    reserve(ctx, scratch, count, bound);
+    std::memset(repeated, 0, bits_u32(count));
+    const std::int32_t copies = place_keys(scratch, count, keys);
+    if (copies > 0) {
+        follow_sort(scratch, 0, count - 1, copies);
+        // In the order of the places: the first copy takes its key out of the set, later ones miss it.
+        for_blocks_with_copies(scratch.words, 0, count - 1, [&](std::int32_t base, std::uint32_t bits) {
+            for (; bits != 0; bits &= bits - 1) {
+                const std::int32_t place = base + std::countr_zero(bits);
+                const std::int32_t key = key_of(scratch.words[place]);
+                std::uint64_t& word = word_of(scratch, key);
+                repeated[scratch.indices[place]] = (word >> bit_of(key) & 1u) == 0;
+                word &= ~(std::uint64_t{1} << bit_of(key));
+            }
+        });
+    }
+    for (std::int32_t i = 0; i < count; ++i)
+        word_of(scratch, keys[i]) = 0;
+}
+
+std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
+                                const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
+                                std::uint8_t* sure)
+{
+    constexpr std::size_t bytes = most_open_keys * sizeof(std::uint16_t);
+    if (scratch.last == nullptr || scratch.stamp > UINT16_MAX - most_open_draws) {
+        if (scratch.last == nullptr)
+            scratch.last = reinterpret_cast<std::uint16_t*>(aligned_alloc_doubles(ctx, bytes / sizeof(double)));
+        std::memset(scratch.last, 0, bytes);
+        scratch.stamp = 0;
+    }
+    // The stamp of index i is before + 1 + i: a key that has none of this call is new.
+    std::uint16_t* last = scratch.last;
+    const std::int32_t before = scratch.stamp;
+    bool is_first[most_open_draws];
+    for (std::int32_t i = 0; i < count; ++i) {
+        is_first[i] = last[keys[i]] <= before;
+        last[keys[i]] = static_cast<std::uint16_t>(before + 1 + i);
+    }
+    scratch.stamp = static_cast<std::uint16_t>(before + count);
+
+    // Behind i keys, at least those whose last copy was seen have been taken, at most those of which any was.
+    std::int32_t last_of[most_open_draws];
+    std::int32_t seen = 0;
+    std::int32_t complete = 0;
+    std::int32_t safe = 0; // up to here no more keys than wanted were seen
+    for (std::int32_t i = 0; i < count && complete < wanted; ++i) {
+        const std::int32_t last_index = last[keys[i]] - before - 1;
+        possible[seen] = keys[i];
+        last_of[seen] = last_index;
+        seen += is_first[i];
+        complete += last_index == i;
+        safe = seen <= wanted ? i : safe;
+    }
+    for (std::int32_t t = 0; t < seen; ++t)
+        sure[t] = last_of[t] <= safe;
+    return seen;
+}
