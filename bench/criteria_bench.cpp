@@ -24,7 +24,13 @@ constexpr int factors = 10;
 constexpr std::size_t candidates = 50;
 constexpr int refresh_interval = 41; // moves between two evaluations, as in the search
 
-const criterion_ops* const fast_criteria[] = {&entropy_ops, &phip_ops, &cd2_ops, &a2_ops};
+/// The operations of a criterion by its number.
+const criterion_ops& ops_of(int id, bool plain)
+{
+    criterion_options options{};
+    options.criterion_id = static_cast<std::int8_t>(id);
+    return plain ? optdoe_plain_library()->criterion_for(options) : criterion_for(options);
+}
 
 /// A random design of the kind that a criterion's runs start from.
 table random_design(int id, int n, random_stream& random)
@@ -39,8 +45,7 @@ table random_design(int id, int n, random_stream& random)
 /// One criterion, set up on a design.
 class subject {
 public:
-    subject(int id, bool plain, const table& design)
-        : plain_(plain), ops_(plain ? *optdoe_plain_library()->criteria[id] : *fast_criteria[id])
+    subject(int id, bool plain, const table& design) : plain_(plain), ops_(ops_of(id, plain))
     {
         const int n = design.rows();
         plain_ ? optdoe_plain_library()->slots_open(&ctx_, host_.env(), host_.self())
@@ -50,7 +55,7 @@ public:
         options.criterion_id = static_cast<std::int8_t>(id);
         options.factor_weights = weights_.data();
         const std::vector<std::int32_t> levels(factors, id == 3 ? 5 : n);
-        ctx_.criterion->criterion_id = options.criterion_id;
+        ctx_.criterion->in_force = &ops_;
         ops_.setup(&ctx_, design.data(), static_cast<std::uint32_t>(n), 0, factors, options, levels.data());
         draw_candidates(n);
     }
@@ -156,7 +161,7 @@ const table& measured_design(int id, int n, design_kind kind)
 
 std::string name_of(int id, const char* operation, bool plain, int n)
 {
-    return std::string(fast_criteria[id]->name) + '/' + operation + '/' + (plain ? "plain" : "fast") + '/' +
+    return std::string(ops_of(id, false).name) + '/' + operation + '/' + (plain ? "plain" : "fast") + '/' +
            std::to_string(n);
 }
 

@@ -1,3 +1,4 @@
+#include "optdoe/entry/settings.h"
 #include "optdoe/run/run_settings.h"
 
 #include "tests/support/designs.h"

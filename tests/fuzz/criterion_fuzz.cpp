@@ -3,6 +3,7 @@
 #include "tests/fuzz/fuzz_input.h"
 
 #include "hosts/embedded/embedded_host.h"
+#include "optdoe/criteria/criterion.h"
 #include "optdoe/criteria/phip/phip.h"
 #include "optdoe/entry/run_slots.h"
 #include "tests/reference/plain/plain_library.h"
@@ -17,8 +18,8 @@ namespace {
 /// One form of a criterion with a context of its own.
 class form {
 public:
-    form(const criterion_ops& ops, decltype(&run_slots_open) open, decltype(&run_slots_close) close)
-        : ops_(ops), close_(close)
+    form(decltype(&criterion_for) choose, decltype(&run_slots_open) open, decltype(&run_slots_close) close)
+        : choose_(choose), close_(close)
     {
         host_.begin_call();
         require(open(&context_, host_.env(), host_.self()), "no context");
@@ -28,12 +29,18 @@ public:
     form& operator=(const form&) = delete;
 
     run_context* ctx() { return &context_; }
-    const criterion_ops& ops() const { return ops_; }
+    const criterion_ops& ops() const { return *ops_; }
+    const criterion_ops& ops_for(const criterion_options& options)
+    {
+        context_.criterion->in_force = ops_ = &choose_(options);
+        return *ops_;
+    }
 
 private:
     run_context context_{};
     embedded_host host_;
-    const criterion_ops& ops_;
+    decltype(&criterion_for) choose_;
+    const criterion_ops* ops_ = nullptr;
     decltype(&run_slots_close) close_;
 };
 
@@ -50,8 +57,8 @@ struct row_lists {
 class script {
 public:
     script(fuzz_input& input, int criterion, const plain_library& plain)
-        : input_(input), library_(*ops_of(criterion), run_slots_open, run_slots_close),
-          plain_(*plain.criteria[criterion], plain.slots_open, plain.slots_close), n_(2 + input.below(30)),
+        : input_(input), library_(criterion_for, run_slots_open, run_slots_close),
+          plain_(plain.criterion_for, plain.slots_open, plain.slots_close), n_(2 + input.below(30)),
           k_(1 + input.below(5)), fixed_(input.below(4)), entries_(static_cast<std::size_t>((n_ + fixed_) * k_)),
           is_phip_(criterion == 1)
     {
@@ -79,8 +86,8 @@ public:
         options.params.param_count_2 = 1;
         options.params.param_list_2 = &parameters_[1];
         for (form* f : {&library_, &plain_})
-            f->ops().setup(f->ctx(), rows_.data(), static_cast<std::uint32_t>(n_), static_cast<std::uint32_t>(fixed_),
-                           k_, options, level_counts_.data());
+            f->ops_for(options).setup(f->ctx(), rows_.data(), static_cast<std::uint32_t>(n_),
+                                      static_cast<std::uint32_t>(fixed_), k_, options, level_counts_.data());
         compare();
     }
 
@@ -102,12 +109,6 @@ public:
     }
 
 private:
-    static const criterion_ops* ops_of(int criterion)
-    {
-        const criterion_ops* const all[] = {&entropy_ops, &phip_ops, &cd2_ops, &a2_ops};
-        return all[criterion];
-    }
-
     double wild_entry()
     {
         const double entry = input_.take<double>();

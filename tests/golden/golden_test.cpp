@@ -4,6 +4,7 @@
 #include "tests/support/test_run.h"
 
 #include "optdoe/criteria/criterion.h"
+#include "optdoe/entry/settings.h"
 #include "optdoe/numeric/index_sort.h"
 #include "optdoe/numeric/random_numbers.h"
 #include "optdoe/search/level_structure.h"

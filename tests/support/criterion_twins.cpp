@@ -7,15 +7,8 @@
 #include "optdoe/criteria/phip/phip.h"
 #include "optdoe/numeric/index_sort.h"
 
-static const criterion_ops& fast_criterion(int id)
-{
-    const criterion_ops* all[] = {&entropy_ops, &phip_ops, &cd2_ops, &a2_ops};
-    return *all[id];
-}
-
 criterion_twins::criterion_twins(const table& design, const twin_case& how)
-    : design_(design), how_(how), weights_(how.weights), fast_ops_(&fast_criterion(how.criterion_id)),
-      plain_ops_(optdoe_plain_library()->criteria[how.criterion_id])
+    : design_(design), how_(how), weights_(how.weights)
 {
     if (weights_.empty())
         weights_.assign(static_cast<std::size_t>(design.columns()), 1.0);
@@ -51,7 +44,8 @@ void criterion_twins::setup()
     options.params.param_list_2 = how_.params_2.empty() ? nullptr : how_.params_2.data();
     const auto fixed = static_cast<std::uint32_t>(how_.fixed_rows);
     const std::uint32_t free = static_cast<std::uint32_t>(design_.rows()) - fixed;
-    fast()->criterion->criterion_id = options.criterion_id;
+    fast()->criterion->in_force = fast_ops_ = &criterion_for(options);
+    plain_ops_ = &optdoe_plain_library()->criterion_for(options);
     fast_ops_->setup(fast(), design_.data(), free, fixed, design_.columns(), options, how_.levels.data());
     plain_ops_->setup(plain(), design_.data(), free, fixed, design_.columns(), options, how_.levels.data());
 }

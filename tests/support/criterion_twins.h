@@ -63,6 +63,6 @@ private:
     test_run fast_;
     embedded_host plain_host_;
     run_context plain_{};
-    const criterion_ops* fast_ops_;
-    const criterion_ops* plain_ops_;
+    const criterion_ops* fast_ops_ = nullptr; ///< of setup, like the next
+    const criterion_ops* plain_ops_ = nullptr;
 };

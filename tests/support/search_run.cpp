@@ -1,6 +1,7 @@
 #include "tests/support/search_run.h"
 
 #include "optdoe/criteria/criterion.h"
+#include "optdoe/entry/settings.h"
 #include "optdoe/search/level_structure.h"
 #include "optdoe/search/search_setup.h"
 

@@ -1,6 +1,7 @@
 #include "tests/support/test_run.h"
 
 #include "optdoe/entry/run_slots.h"
+#include "optdoe/entry/settings.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/vectors/vectors.h"
 

@@ -2,22 +2,13 @@
 
 #include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/numeric/index_sort.h"
+#include "optdoe/run/factor_levels.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
-#include "optdoe/search/level_structure.h"
 #include "optdoe/vectors/vectors.h"
 
-/// The only place that knows which criteria there are.
-static const criterion_ops& in_force(const run_context* ctx)
-{
-    switch (ctx->criterion->criterion_id) {
-    case 0: return entropy_ops;
-    case 1: return phip_ops;
-    case 3: return a2_ops;
-    default: return cd2_ops;
-    }
-}
+static const criterion_ops& in_force(const run_context* ctx) { return *ctx->criterion->in_force; }
 
 void criterion_open(run_context* ctx) { open_plain_record(ctx->criterion); }
 
@@ -26,12 +17,8 @@ void criterion_close(run_context* ctx) { close_plain_record(ctx->criterion); }
 void crit_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
                 std::int32_t factors, const criterion_options& options)
 {
-    criterion_state& state = *ctx->criterion;
-    state.target = options.criterion_threshold;
-    state.total_rows = free_rows + fixed_rows;
-    state.factors = factors;
-    state.criterion_id = options.criterion_id;
-    state.sense_flag = options.criterion_negate;
+    ctx->criterion->target = options.criterion_threshold;
+    ctx->criterion->in_force = &criterion_for(options);
     in_force(ctx).setup(ctx, design, free_rows, fixed_rows, factors, options, ctx->levels->level_count);
 }
 

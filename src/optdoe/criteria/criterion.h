@@ -23,13 +23,13 @@
 /// Tables of all pairs of so many rows stay near the processor. Beyond, a criterion that can do without one does.
 inline constexpr std::int32_t rows_with_tables = 640;
 
+struct criterion_ops;
+
 /// Slot 2: which criterion is in force, and what the layer answers itself.
 struct criterion_state {
-    double target;            ///< copied from the options
-    std::uint32_t total_rows; ///< free and fixed rows
-    std::int32_t factors;
-    std::int8_t criterion_id; ///< 0 entropy, 1 phi-p, 3 A2, any other: centered L2 discrepancy
-    std::uint8_t sense_flag;  ///< copied from the options; read by nobody
+    double target;                 ///< copied from the options
+    const criterion_ops* in_force; ///< chosen by crit_setup, from the criterion's number and parameters
+    void* own_state;               ///< of a criterion without a slot: a tracked block from its set-up to its release
 };
 
 /// True when two entries of a design count as the same level.

@@ -46,7 +46,10 @@ std::int32_t best_swap_by_trials(run_context* ctx, criterion_ops::trial try_swap
                                  std::int32_t count, const std::int32_t* rows_a, const std::int32_t* rows_b,
                                  double* best_value);
 
-extern const criterion_ops entropy_ops; ///< criterion 0
-extern const criterion_ops phip_ops;    ///< criterion 1
-extern const criterion_ops a2_ops;      ///< criterion 3
-extern const criterion_ops cd2_ops;     ///< every other id
+/// The operations of the criterion that the options ask for, whose ranges settings_validate has settled.
+const criterion_ops& criterion_for(const criterion_options& options);
+
+/// Opens the record of the criterion that has this slot of the run context, plain and zeroed; it stays null on
+/// failure. Closes it, null included. Nothing for a slot that no criterion has.
+void criterion_record_open(run_context* ctx, int slot);
+void criterion_record_close(run_context* ctx, int slot);

@@ -2,7 +2,7 @@
 
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/entry/memory_need.h"
-#include "optdoe/entry/optdoe.h"
+#include "optdoe/entry/settings.h"
 #include "optdoe/numeric/random_numbers.h"
 #include "optdoe/run/messages.h"
 #include "optdoe/run/run_globals.h"

@@ -3,10 +3,9 @@
 
 #include "optdoe/run/jni_abi.h"
 #include "optdoe/run/run_context.h"
+#include "optdoe/run/run_extras.h"
 
 #include <cstdint>
-
-struct run_extras;
 
 /// Checks the arguments, makes the starting design, sets criterion and search up, searches and converts the result.
 /// Arguments and result as for optdoe_run; seed32 are the low 32 bits of the seed. May leave through the error exit.

@@ -32,6 +32,8 @@ struct criterion_options {
     std::uint8_t criterion_function; ///< must be set (below 255) when criterion_id is 4
 };
 
+inline constexpr std::uint8_t unset_byte = 0xFF; ///< marks a byte setting that nobody has set
+
 struct run_settings {
     std::uint8_t search_mode;            ///< 0 threshold accepting (default), 1 greedy, 2 annealing
     std::uint8_t auxiliary_mode;         ///< 0..2, default 0; kept, steers nothing
@@ -52,14 +54,6 @@ struct run_settings {
     double* factor_shares;               ///< [nfactors] relative frequency of moves: 0..1, default 1
     criterion_options criterion;
 };
-
-/// Marks every setting as unset, the elements of the three per-factor vectors included.
-///   nfactors   length of the vectors, which the caller has allocated
-void settings_reset(run_context* ctx, std::int32_t nfactors);
-
-/// Replaces each unset or unusable setting by its default and checks what the criterion needs.
-///   returns 0 when the settings are usable, -1 after a status line to the host otherwise
-std::int32_t settings_validate(run_context* ctx, std::int32_t nfactors, std::int32_t nsamples);
 
 /// value when lo <= value <= hi, else fallback brought into [lo, hi].
 std::int32_t clamp_or_default_int(std::int32_t lo, std::int32_t hi, std::int32_t fallback, std::int32_t value);

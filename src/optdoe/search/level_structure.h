@@ -5,18 +5,10 @@
 /// Rows     the free rows of the design, first_row .. first_row + n - 1.
 #pragma once
 
+#include "optdoe/run/factor_levels.h"
 #include "optdoe/run/run_context.h"
 
 #include <cstdint>
-
-/// Slot 9. Per factor j; null until describe_levels.
-struct factor_levels {
-    std::uint8_t* balanced;     ///< [k] 1 when every distinct value occurs equally often and more than once
-    std::int32_t* level_count;  ///< [k] distinct values
-    std::int32_t** rank_order;  ///< [n x k] row that holds the r-th smallest value
-    std::int32_t** level_index; ///< [n x k] 0-based level of the r-th smallest value
-    std::int32_t** level_size;  ///< [n x k] rows at level g
-};
 
 /// Slot 10. Per factor j; null until group_levels.
 struct level_groups {

@@ -1,8 +1,8 @@
 /// Slot 8: everything the search works from, filled by setup_search and used up by run_search.
 #pragma once
 
-#include "optdoe/entry/optdoe.h"
 #include "optdoe/numeric/repeated_keys.h"
+#include "optdoe/run/outcome.h"
 #include "optdoe/run/run_context.h"
 
 #include <cstdint>

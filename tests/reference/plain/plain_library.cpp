@@ -7,8 +7,7 @@
 const plain_library* optdoe_plain_library()
 {
     static const plain_library library{
-        optdoe_run,  run_slots_open,  run_slots_close, {&entropy_ops, &phip_ops, &cd2_ops, &a2_ops},
-        column_move, &choice_counter,
+        optdoe_run, run_slots_open, run_slots_close, criterion_for, column_move, &choice_counter,
     };
     return &library;
 }

@@ -16,7 +16,7 @@ struct plain_library {
     decltype(&optdoe_run) run;
     bool (*slots_open)(run_context*, jni::Env*, jni::Object);
     void (*slots_close)(run_context*);
-    const criterion_ops* criteria[4]; ///< entropy, phi-p, centered L2 discrepancy, A2
+    decltype(&::criterion_for) criterion_for;
     double (*column_move)(run_context*, std::int32_t factor, double current_value);
     std::atomic<std::uint32_t>* choice_counter; ///< of this form; the two libraries count apart
 };

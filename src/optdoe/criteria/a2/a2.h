@@ -8,6 +8,7 @@
 #pragma once
 
 #include "optdoe/criteria/a2/a2_kernels.h"
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/symmetric_snapshot.h"
 #include "optdoe/run/run_context.h"
 
@@ -46,3 +47,8 @@ struct a2_state {
     a2_squares saved_column_squares;
     a2_squares saved_design_squares;
 };
+
+/// The operations, and the record of slot 1.
+extern const criterion_ops a2_ops;
+void a2_open(run_context* ctx);
+void a2_close(run_context* ctx);

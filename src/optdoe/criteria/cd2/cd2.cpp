@@ -2,8 +2,6 @@
 
 #include "optdoe/criteria/best_swap.h"
 #include "optdoe/criteria/criterion.h"
-#include "optdoe/criteria/criterion_ops.h"
-#include "optdoe/criteria/criterion_records.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"

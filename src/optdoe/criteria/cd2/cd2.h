@@ -6,6 +6,7 @@
 #pragma once
 
 #include "optdoe/criteria/cd2/cd2_kernels.h"
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/symmetric_snapshot.h"
 #include "optdoe/run/run_context.h"
 
@@ -37,3 +38,8 @@ struct cd2_state {
     std::int32_t free_rows;
     std::int32_t rows;
 };
+
+/// The operations, and the record of slot 3.
+extern const criterion_ops cd2_ops;
+void cd2_open(run_context* ctx);
+void cd2_close(run_context* ctx);

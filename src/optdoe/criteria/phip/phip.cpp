@@ -1,9 +1,7 @@
 #include "optdoe/criteria/phip/phip.h"
 
 #include "optdoe/criteria/criterion.h"
-#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/criterion_params.h"
-#include "optdoe/criteria/criterion_records.h"
 #include "optdoe/criteria/maximin/maximin.h"
 #include "optdoe/criteria/phip/phip_exchange.h"
 #include "optdoe/criteria/phip/phip_rearrangement.h"

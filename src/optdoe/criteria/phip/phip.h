@@ -7,6 +7,7 @@
 /// and Sudjianto, "An efficient algorithm for constructing optimal design of computer experiments", 2005.
 #pragma once
 
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/distance.h"
 #include "optdoe/criteria/phip/phip_tables.h"
 #include "optdoe/run/run_context.h"
@@ -123,3 +124,8 @@ struct phip_state : phip_sum {
     phip_column_snapshot column_snapshot;
     phip_design_snapshot design_snapshot;
 };
+
+/// The operations, and the record of slot 6.
+extern const criterion_ops phip_ops;
+void phip_open(run_context* ctx);
+void phip_close(run_context* ctx);

@@ -1,8 +1,6 @@
 #include "tests/reference/plain/criteria/a2.h"
 
 #include "optdoe/criteria/criterion.h"
-#include "optdoe/criteria/criterion_ops.h"
-#include "optdoe/criteria/criterion_records.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"

@@ -7,6 +7,7 @@
 /// Integers are 32-bit and wrap for very large designs; that is part of the behaviour.
 #pragma once
 
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/run/run_context.h"
 
 #include <cstdint>
@@ -33,3 +34,8 @@ struct a2_state {
     std::int32_t level_sum;
     std::int32_t active_factors;
 };
+
+/// The operations, and the record of slot 1.
+extern const criterion_ops a2_ops;
+void a2_open(run_context* ctx);
+void a2_close(run_context* ctx);

@@ -5,6 +5,7 @@
 /// by ratios follows Jin, Chen and Sudjianto, 2005.
 #pragma once
 
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/run/run_context.h"
 
 #include <cstdint>
@@ -29,3 +30,8 @@ struct cd2_state {
     std::int32_t free_rows;
     std::int32_t rows;
 };
+
+/// The operations, and the record of slot 3.
+extern const criterion_ops cd2_ops;
+void cd2_open(run_context* ctx);
+void cd2_close(run_context* ctx);

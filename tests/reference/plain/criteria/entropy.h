@@ -6,6 +6,7 @@
 /// prediction of deterministic functions", 1991.
 #pragma once
 
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/distance.h"
 #include "optdoe/run/run_context.h"
 
@@ -30,3 +31,8 @@ struct entropy_state {
     std::int32_t rows;
     distance_kind kind;
 };
+
+/// The operations, and the record of slot 5.
+extern const criterion_ops entropy_ops;
+void entropy_open(run_context* ctx);
+void entropy_close(run_context* ctx);

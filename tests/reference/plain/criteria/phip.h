@@ -5,6 +5,7 @@
 /// and Sudjianto, 2005.
 #pragma once
 
+#include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/distance.h"
 #include "optdoe/run/run_context.h"
 
@@ -38,3 +39,8 @@ struct phip_state {
     distance_kind kind;
     std::int32_t update_count; ///< committed updates since the last full re-sum, 0..5
 };
+
+/// The operations, and the record of slot 6.
+extern const criterion_ops phip_ops;
+void phip_open(run_context* ctx);
+void phip_close(run_context* ctx);
