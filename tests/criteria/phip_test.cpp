@@ -1,5 +1,6 @@
 #include "optdoe/criteria/criterion.h"
 
+#include "optdoe/criteria/phip/phip.h"
 #include "tests/reference/criteria_reference.h"
 #include "tests/support/search_run.h"
 
@@ -85,6 +86,35 @@ TEST(phip, identical_points_reach_the_cap)
     EXPECT_EQ(phip_run(start, none, none).value(), std::pow(1e200, 0.5 / 10));
     EXPECT_EQ(phip_run(start, {4}, rectangular).value(), std::pow(1e200, 1.0 / 4));
     EXPECT_EQ(phip_run(start, {0}, none).value(), 0.0);
+}
+
+TEST(phip, a_sum_that_is_not_a_number_counts_as_the_cap)
+{
+    random_stream random{33};
+    const table start = random_levels(9, 3, random);
+    const double cap = std::pow(1e200, 0.5 / 10);
+    for (const double odd : {std::nan(""), HUGE_VAL}) // infinite entries of two rows are no distance apart
+        for (const bool many_rows : {false, true}) {
+            table broken = start;
+            broken[2][1] = broken[5][1] = odd;
+            search_run run(start, {.with_criterion = false}, {});
+            run_context* ctx = run.ctx();
+            if (many_rows)
+                ctx->phip->tables.few_rows = 0;
+            crit_setup(ctx, start.data(), 9, 0, 3, run.settings().criterion);
+            EXPECT_EQ(crit_value_of(ctx, broken.data()), cap) << odd;
+            EXPECT_EQ(crit_evaluate(ctx, broken.data()), cap) << odd;
+            EXPECT_EQ(crit_evaluate(ctx, nullptr), cap) << odd;
+            const std::int32_t a = 3;
+            const std::int32_t b = 7;
+            EXPECT_EQ(crit_try_swap(ctx, 0, a, b), cap) << odd;
+            EXPECT_EQ(crit_try_swaps(ctx, 0, 1, &a, &b), cap) << odd;
+            EXPECT_EQ(crit_apply_swaps(ctx, 0, 1, &a, &b), cap) << odd;
+            EXPECT_EQ(crit_evaluate(ctx, nullptr), cap) << odd;
+            EXPECT_EQ(crit_value_of(ctx, nullptr), cap) << odd;
+            EXPECT_EQ(bits(crit_evaluate(ctx, start.data())), bits(crit_value_of(ctx, start.data()))) << odd;
+            crit_release(ctx);
+        }
 }
 
 TEST(phip, points_that_fall_together_and_part_again)

@@ -56,7 +56,7 @@ static double value_from_tables(phip_state& s)
 {
     s.update_count = 0;
     if (s.tables.p > 0) {
-        s.term_sum = std::min(sum_in_order(s.tables), phip_cap);
+        s.term_sum = capped(sum_in_order(s.tables));
         s.value = value_of_sum(s, s.term_sum);
         return s.value;
     }
@@ -283,7 +283,7 @@ static double phip_value_of(run_context* ctx, const double* const* design)
         }
     }
     matrix_free(ctx, points);
-    return t.p > 0 ? value_of_sum(*ctx->phip, std::min(total, phip_cap)) : -least;
+    return t.p > 0 ? value_of_sum(*ctx->phip, capped(total)) : -least;
 }
 
 static void phip_copy_saved_design(run_context* ctx, double** out)

@@ -80,7 +80,7 @@ void settle(run_context* ctx)
 
 double updated_sum(const phip_state& s, double old_sum, double new_sum)
 {
-    return std::min(phip_cap, new_sum) + s.term_sum - std::min(phip_cap, old_sum);
+    return capped(new_sum) + s.term_sum - capped(old_sum);
 }
 
 /// The sum of all terms, in order, with the exchange at hand done, which the table need not know of.
@@ -94,13 +94,13 @@ static double sum_with_exchange(phip_state& s)
 double commit_sum(phip_state& s, double old_sum, double new_sum)
 {
     double total = updated_sum(s, old_sum, new_sum);
-    if (s.update_count != updates_between_sums && total / std::min(phip_cap, old_sum) >= phip_least_ratio) {
+    if (s.update_count != updates_between_sums && total / capped(old_sum) >= phip_least_ratio) {
         s.update_count += 1;
     } else {
         s.update_count = 0;
         total = s.exchange.pending ? sum_with_exchange(s) : sum_in_order(s.tables);
     }
-    s.term_sum = std::min(phip_cap, total);
+    s.term_sum = capped(total);
     s.value = value_of_sum(s, s.term_sum);
     return s.value;
 }
@@ -213,7 +213,7 @@ double try_swap_terms(run_context* ctx, std::int32_t column, std::int32_t a, std
         return s.value;
     const phip_exchange& e = computed_exchange(s, column, a, b);
     double total = updated_sum(s, e.old_sum, e.new_sum);
-    if (total / std::min(phip_cap, e.old_sum) < phip_least_ratio)
+    if (total / capped(e.old_sum) < phip_least_ratio)
         total = sum_with_exchange(s);
-    return value_of_sum(s, std::min(phip_cap, total));
+    return value_of_sum(s, capped(total));
 }

@@ -29,6 +29,9 @@
 
 inline constexpr double phip_cap = 1e200; ///< sums of terms, and single terms, end there
 
+/// A sum of terms, at most the cap; the cap, too, for a sum that is not a number.
+inline double capped(double sum) { return sum < phip_cap ? sum : phip_cap; }
+
 /// True for the same number, the sign of zero included.
 inline bool same_bits(double x, double y)
 {

@@ -16,6 +16,9 @@ constexpr double cap = 1e200;
 constexpr std::int32_t updates_between_sums = 5;
 constexpr double least_ratio = 1e-8;
 
+/// At most the cap; the cap, too, for a sum that is not a number.
+static double capped(double sum) { return sum < cap ? sum : cap; }
+
 void phip_open(run_context* ctx) { open_plain_record(ctx->phip); }
 
 void phip_close(run_context* ctx) { close_plain_record(ctx->phip); }
@@ -79,7 +82,7 @@ static double evaluate_terms(phip_state& s)
             s.pair_table[j][i] = term_of(s, s.pair_table[i][j]);
         }
     }
-    s.term_sum = std::min(sum_of_terms(s), cap);
+    s.term_sum = capped(sum_of_terms(s));
     return value_of_sum(s, s.term_sum);
 }
 
@@ -197,15 +200,15 @@ static void update_pair(const phip_state& s, std::int32_t r, std::int32_t d, dou
 /// Ends a committed update: the new sum, re-summed when it is due or when cancellation has eaten the digits.
 static double commit_terms(phip_state& s, const replaced_terms& sums)
 {
-    const double old_sum = std::min(cap, sums.old_sum);
-    double total = std::min(cap, sums.new_sum) + s.term_sum - old_sum;
+    const double old_sum = capped(sums.old_sum);
+    double total = capped(sums.new_sum) + s.term_sum - old_sum;
     if (s.update_count != updates_between_sums && total / old_sum >= least_ratio) {
         s.update_count += 1;
     } else {
         s.update_count = 0;
         total = sum_of_terms(s);
     }
-    s.term_sum = std::min(cap, total);
+    s.term_sum = capped(total);
     s.value = value_of_sum(s, s.term_sum);
     return s.value;
 }
@@ -365,11 +368,11 @@ static double phip_try_swap(run_context* ctx, std::int32_t c, std::int32_t a, st
         try_pair(r, a, delta, s.old_terms[2 * r]);
         try_pair(r, b, -delta, s.old_terms[2 * r + 1]);
     }
-    const double old_sum = std::min(cap, sums.old_sum);
-    double total = std::min(cap, sums.new_sum) + s.term_sum - old_sum;
+    const double old_sum = capped(sums.old_sum);
+    double total = capped(sums.new_sum) + s.term_sum - old_sum;
     if (total / old_sum < least_ratio)
         total = sum_of_terms(s);
-    const double result = value_of_sum(s, std::min(cap, total));
+    const double result = value_of_sum(s, capped(total));
     for (std::int32_t r = 0; r < s.rows; ++r) {
         if (r == a || r == b)
             continue;
@@ -563,7 +566,7 @@ static double phip_value_of(run_context* ctx, const double* const* design)
         }
     }
     matrix_free(ctx, scratch);
-    return s.p > 0 ? value_of_sum(s, std::min(total, cap)) : -least;
+    return s.p > 0 ? value_of_sum(s, capped(total)) : -least;
 }
 
 static void phip_copy_saved_design(run_context* ctx, double** out)
