@@ -1,13 +1,16 @@
 #include "optdoe/criteria/criterion.h"
 
 #include "optdoe/criteria/criterion_ops.h"
+#include "optdoe/criteria/phip/phip.h"
 #include "tests/reference/criteria_reference.h"
 #include "tests/support/search_run.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -223,6 +226,104 @@ TEST(criteriondispatch, the_two_snapshots_are_apart)
         crit_restore_design(ctx); // a snapshot stays
         EXPECT_EQ(bits(crit_value(ctx)), bits(first));
     }
+}
+
+namespace {
+
+/// A criterion whose column snapshot meets changes of all columns.
+class restored_run {
+public:
+    restored_run(int id, double exponent, bool many_rows, int fixed, std::uint64_t seed)
+        : random_{seed}, n_(18), fixed_(fixed), start_(random_unit_design(n_, k, random_, id == 3 ? 3 : 1)),
+          exponent_(exponent), run_(start_, {.fixed_rows = fixed, .with_criterion = false}, with_id(id))
+    {
+        criterion_options& options = run_.settings().criterion;
+        options.params.param_count_1 = id < 2;
+        options.params.param_list_1 = &exponent_;
+        if (many_rows)
+            ctx()->phip->tables.few_rows = 0;
+        crit_setup(ctx(), start_.data(), static_cast<std::uint32_t>(n_ - fixed), static_cast<std::uint32_t>(fixed), k,
+                   options);
+        crit_save_design(ctx());
+    }
+
+    void rounds()
+    {
+        table saved(n_, k);
+        double value = 0.0;
+        for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
+            if (round == 0 || random_.below(2) == 0) {
+                column_ = random_.below(k);
+                crit_save_column(ctx(), column_);
+                value = crit_value(ctx());
+                saved = working();
+            }
+            for (int changes = 1 + random_.below(4); changes > 0; --changes)
+                change();
+            table expected = working();
+            for (int i = 0; i < n_; ++i)
+                expected[i][column_] = saved[i][column_];
+            crit_restore_column(ctx(), column_);
+            EXPECT_EQ(bits(crit_value(ctx())), bits(value)) << "round " << round;
+            EXPECT_EQ(working(), expected) << "round " << round;
+            EXPECT_EQ(bits(crit_evaluate(ctx(), nullptr)), bits(crit_value_of(ctx(), nullptr))) << "round " << round;
+            EXPECT_EQ(working(), expected) << "round " << round;
+        }
+    }
+
+private:
+    static constexpr int k = 3;
+    run_context* ctx() { return run_.ctx(); }
+
+    table working()
+    {
+        table copy(n_, k);
+        for (int i = 0; i < n_; ++i)
+            std::copy_n(crit_copy_design(ctx(), nullptr)[i], k, copy[i]);
+        return copy;
+    }
+
+    void change()
+    {
+        const std::int32_t a = fixed_ + random_.below(n_ - fixed_ - 1);
+        const std::int32_t b = a + 1;
+        const std::int32_t rows[] = {a, b};
+        const std::int32_t turned[] = {b, a};
+        const int column = random_.below(2) == 0 ? column_ : random_.below(k);
+        switch (random_.below(8)) {
+        case 0: crit_evaluate(ctx(), nullptr); break;
+        case 1: crit_try_moves(ctx(), column, 2, rows, turned); break;
+        case 2: crit_apply_moves(ctx(), column, 2, rows, turned); break;
+        case 3: random_.below(4) == 0 ? crit_restore_design(ctx()) : crit_save_design(ctx()); break;
+        case 4:
+            if (random_.below(4) == 0)
+                crit_evaluate(ctx(), start_.data());
+            break;
+        default: crit_apply_swaps(ctx(), column, 1, &a, &b); break;
+        }
+    }
+
+    random_stream random_;
+    int n_;
+    int fixed_;
+    table start_;
+    double exponent_;
+    search_run run_;
+    int column_ = 0;
+};
+
+} // namespace
+
+TEST(criteriondispatch, restoring_a_column_leaves_the_changes_of_the_others)
+{
+    for (int id = 0; id < 4; ++id)
+        for (const double exponent : {0.0, 4.0})
+            for (const bool many_rows : {false, true})
+                for (const int fixed : {0, 3}) {
+                    SCOPED_TRACE(std::to_string(id) + ", " + std::to_string(exponent) + ", " +
+                                 std::to_string(many_rows) + ", " + std::to_string(fixed));
+                    restored_run(id, exponent, many_rows, fixed, 40).rounds();
+                }
 }
 
 TEST(criteriondispatch, lists_without_entries_change_nothing)

@@ -125,6 +125,21 @@ private:
              "try_moves", step);
     }
 
+    void apply_swap(int c)
+    {
+        pairs(1);
+        twins.both([this, c](const criterion_ops& ops, run_context* ctx) {
+            return ops.apply_swaps(ctx, c, count(), rows_a_.data(), rows_b_.data());
+        });
+    }
+
+    void evaluate(int step)
+    {
+        same(twins.both([](const criterion_ops& ops, run_context* ctx) { return ops.evaluate(ctx, nullptr); }),
+             "evaluate", step);
+        same_value("evaluate", step);
+    }
+
     void one_step(int step)
     {
         const int c = column();
@@ -176,11 +191,17 @@ private:
                 twins.fast_ops().save_column(twins.fast(), c);
                 twins.plain_ops().save_column(twins.plain(), c);
             } else {
-                if (random_.below(2) == 0) {
+                const bool others_change = random_.below(4) == 0;
+                if (others_change) // the tables are only told to be those of the design after an evaluation
+                    apply_swap(random_.below(k_));
+                if (others_change || random_.below(2) == 0) {
                     twins.fast_ops().restore_column(twins.fast(), c);
                     twins.plain_ops().restore_column(twins.plain(), c);
+                    same_value("restore", step);
                 }
-                armed_column_ = random_.below(2) == 0 ? armed_column_ : -1;
+                if (others_change)
+                    evaluate(step);
+                armed_column_ = !others_change && random_.below(2) == 0 ? armed_column_ : -1;
             }
             return same_value("column snapshot", step);
         case 10:
@@ -194,10 +215,7 @@ private:
                 design_saved_ = true;
             }
             return same_value("design snapshot", step);
-        case 11:
-            same(twins.both([](const criterion_ops& ops, run_context* ctx) { return ops.evaluate(ctx, nullptr); }),
-                 "evaluate", step);
-            return same_value("evaluate", step);
+        case 11: return evaluate(step);
         case 12: {
             const double* const* given = random_.below(2) == 0 ? nullptr : loaded_.data();
             same(twins.both([=](const criterion_ops& ops, run_context* ctx) { return ops.value_of(ctx, given); }),

@@ -76,7 +76,10 @@ double crit_apply_moves(run_context* ctx, std::int32_t column, std::int32_t coun
                         const std::int32_t* rows_src);
 
 /// The column snapshot: value, the free rows' entries of one column, and the tables of the free rows.
-/// Between save and restore only this column may be exchanged or re-arranged; crit_evaluate(null) may be called.
+/// A restore puts the column and the value of the save back and leaves the other columns as they are. Where entries
+/// of those have changed since the save, the value is not that of the design, and crit_evaluate(null) must come
+/// before the next trial or commit; it gives what crit_evaluate gives for that design.
+///   column   of the restore: that of the save
 void crit_save_column(run_context* ctx, std::int32_t column);
 void crit_restore_column(run_context* ctx, std::int32_t column);
 

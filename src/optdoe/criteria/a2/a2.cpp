@@ -206,9 +206,12 @@ static void update_pair(a2_state& s, std::int32_t r, std::int32_t d, std::int32_
     s.squares.sum += std::int64_t{square_of(count)} - square_of(before);
 }
 
-static void keep_rows(run_context* ctx, std::int32_t count, const std::int32_t* rows)
+/// To be called before rows of a column change. A sum that the column snapshot has is not that of the design that a
+/// restore leaves when other columns have changed.
+static void keep_rows(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows)
 {
     a2_state& s = *ctx->a2;
+    s.saved_column_squares.known = s.saved_column_squares.known && k == s.saved_column_number;
     snapshot_keep_rows(ctx, s.saved_column_counts, counts_of(s), count, rows);
 }
 
@@ -265,8 +268,8 @@ static double a2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t coun
                              const std::int32_t* rows_b)
 {
     a2_state& s = *ctx->a2;
-    keep_rows(ctx, count, rows_a);
-    keep_rows(ctx, count, rows_b);
+    keep_rows(ctx, k, count, rows_a);
+    keep_rows(ctx, k, count, rows_b);
     bool changed = false;
     const std::int32_t change = exchange_entries(s, k, count, rows_a, rows_b, changed);
     s.value = value_after(s, change, changed);
@@ -320,7 +323,7 @@ static double a2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t coun
     a2_state& s = *ctx->a2;
     if (count < 1)
         return s.value;
-    keep_rows(ctx, count, rows_dst);
+    keep_rows(ctx, k, count, rows_dst);
     double* taken = take_entries(ctx, k, count, rows_src);
     bool changed = false;
     const std::int32_t change = move_entries(s, k, count, rows_dst, taken, changed);
@@ -352,6 +355,7 @@ static double a2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count,
 static void a2_save_column(run_context* ctx, std::int32_t k)
 {
     a2_state& s = *ctx->a2;
+    s.saved_column_number = k;
     s.saved_column_value = s.value;
     s.saved_column_squares = s.squares;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
@@ -385,6 +389,7 @@ static void a2_restore_design(run_context* ctx)
 {
     a2_state& s = *ctx->a2;
     snapshot_keep_all(ctx, s.saved_column_counts, counts_of(s));
+    s.saved_column_squares.known = false; // all columns may change
     s.value = s.saved_design_value;
     s.squares = s.saved_design_squares;
     for (std::int32_t f = 0; f < s.free_rows; ++f)

@@ -43,6 +43,7 @@ struct a2_state {
     std::int32_t rows_squared; ///< wraps
     std::int32_t level_sum;
     std::int32_t active_factors;
+    std::int32_t saved_column_number;
     a2_squares squares;
     a2_squares saved_column_squares;
     a2_squares saved_design_squares;

@@ -44,11 +44,19 @@ static double criterion_entry(const phip_state& s, double x, std::int32_t k)
     return s.weighted != 0 ? x * s.weights[k] : x;
 }
 
+/// Sets one entry of a design that is loaded or comes back.
+static void load_entry(phip_state& s, std::int32_t r, std::int32_t k, double x)
+{
+    if (!same_bits(s.tables.points[r][k], x))
+        note_change(s, k);
+    set_point(s.tables, r, k, x);
+}
+
 static void load_design(phip_state& s, const double* const* design)
 {
     for (std::int32_t r = 0; r < s.tables.rows; ++r)
         for (std::int32_t k = 0; k < s.tables.factors; ++k)
-            set_point(s.tables, r, k, criterion_entry(s, design[r][k], k));
+            load_entry(s, r, k, criterion_entry(s, design[r][k], k));
 }
 
 /// Value and sum from the tables.
@@ -180,6 +188,8 @@ static double** phip_copy_design(run_context* ctx, double** out)
 static double phip_apply_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                                const std::int32_t* rows_b)
 {
+    if (count > 0)
+        note_change(*ctx->phip, column);
     settle(ctx);
     return ctx->phip->tables.p > 0 ? apply_swaps_terms(ctx, column, count, rows_a, rows_b)
                                    : maximin_apply_swaps(ctx, column, count, rows_a, rows_b);
@@ -258,7 +268,7 @@ static void phip_restore_design(run_context* ctx)
     const phip_design_snapshot& snapshot = s.design_snapshot;
     for (std::int32_t f = 0; f < s.free_rows; ++f)
         for (std::int32_t k = 0; k < s.tables.factors; ++k)
-            set_point(s.tables, s.fixed_rows + f, k, snapshot.points[f][k]);
+            load_entry(s, s.fixed_rows + f, k, snapshot.points[f][k]);
     put_capture_back(ctx, s.tables, snapshot.capture);
     s.value = snapshot.value;
     s.term_sum = snapshot.term_sum;

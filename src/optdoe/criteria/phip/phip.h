@@ -33,7 +33,7 @@ struct phip_exchange {
 
 /// The column snapshot: what a restore needs beside the present state.
 struct phip_column_snapshot {
-    bool armed;
+    bool armed; ///< what a restore needs is kept: no entry of another column has changed since the save
     std::int32_t column;
     double* entries; ///< [free rows] at the save
     double value;

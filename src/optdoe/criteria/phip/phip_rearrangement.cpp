@@ -108,6 +108,7 @@ double apply_rearrangement(run_context* ctx, std::int32_t column, std::int32_t c
     phip_state& s = *ctx->phip;
     if (count < 1)
         return s.value;
+    note_change(s, column);
     // A column snapshot wants the tables of before.
     if (s.trial.pending && !s.column_snapshot.armed &&
         is_listed(s.rearrangement, column, count, rows_dst, rows_src)) {

@@ -105,6 +105,22 @@ void keep_for_restore(phip_state& s, std::int32_t r)
     snapshot.kept_count += 1;
 }
 
+/// Puts the entries back where other columns have changed. The snapshot is then one of the tables that this leaves.
+static void restore_entries(run_context* ctx)
+{
+    phip_state& s = *ctx->phip;
+    phip_column_snapshot& snapshot = s.column_snapshot;
+    put_entries_back(s, snapshot.column, snapshot.entries);
+    fill_tables(s.tables);
+    if (s.tables.p > 0)
+        forget_sums(s.tables);
+    drop_capture(ctx, snapshot.capture);
+    snapshot.kept_count = 0;
+    snapshot.changed_count = 0;
+    snapshot.entries_set = s.tables.entries_set;
+    snapshot.armed = true;
+}
+
 void restore_tables(run_context* ctx)
 {
     take_trial_back(ctx);
@@ -116,6 +132,8 @@ void restore_tables(run_context* ctx)
     drop_refresh(s.tables);
     e.pending = false; // its tables were never written
     e.computed = false;
+    if (!snapshot.armed)
+        return restore_entries(ctx);
     if (only_pending) {
         swap_points(s.tables, e.a, e.b, e.column);
         snapshot.entries_set = s.tables.entries_set;

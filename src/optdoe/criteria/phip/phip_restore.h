@@ -12,6 +12,14 @@
 const double* free_entries(const phip_state& s, std::int32_t column);
 void put_entries_back(phip_state& s, std::int32_t column, const double* entries);
 
+/// Comes before entries of a column change. The lines that the column snapshot keeps do not belong to the design any
+/// more once another column has changed: nothing is kept then, and a restore fills the tables anew.
+inline void note_change(phip_state& s, std::int32_t column)
+{
+    if (column != s.column_snapshot.column)
+        s.column_snapshot.armed = false;
+}
+
 /// Prepares the column snapshot for the replacement of `count` rows: by keeping their lines, as long as these stay
 /// few, else by a capture. Points and tables agree when it is called. Nothing happens while no snapshot is taken.
 void prepare_restore(run_context* ctx, std::int32_t count);
@@ -26,7 +34,8 @@ void capture_for_restore(run_context* ctx);
 /// while the sums are not stale.
 void capture_evaluation(run_context* ctx);
 
-/// Puts tables and points of the column snapshot back; the snapshot stays.
+/// Puts the entries of the column snapshot back, and the tables: those of the save, or, when entries of another
+/// column have changed since, those that the points give from scratch. The snapshot stays.
 void restore_tables(run_context* ctx);
 
 /// Runs a trial of exchanges that writes the tables, and undoes it: value, sums, tables, points and the list of
