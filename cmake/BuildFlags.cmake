@@ -14,8 +14,8 @@ if(OPTDOE_SANITIZE STREQUAL "thread")
     target_link_options(optdoe_flags INTERFACE -fsanitize=thread)
 elseif(OPTDOE_SANITIZE)
     # Division by zero is left to IEEE rules: two samples have no third row, and the ratio 0/0 is meant.
-    set(sanitizers -fsanitize=address,undefined -fno-sanitize=float-divide-by-zero -fno-sanitize-recover=all
-        -fno-omit-frame-pointer)
+    set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize=float-divide-by-zero
+        -fno-sanitize-recover=all -fno-omit-frame-pointer)
     if(OPTDOE_SANITIZE STREQUAL "fuzz")
         list(APPEND sanitizers -fsanitize=fuzzer-no-link)
     endif()

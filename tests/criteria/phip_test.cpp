@@ -117,6 +117,26 @@ TEST(phip, a_sum_that_is_not_a_number_counts_as_the_cap)
         }
 }
 
+TEST(phip, distances_are_copied_only_where_they_have_a_scale)
+{
+    random_stream random{34};
+    const std::int32_t a[] = {0, 1, 2, 3};
+    const std::int32_t b[] = {5, 6, 7, 4};
+    for (const double kind : {1.0, 2.0})
+        for (const double size : {1e-310, 1e-160, 1e-120, 1.0, 1e120, 1e155, 1e160, 1e190, 1e300}) {
+            table start = random_unit_design(9, 3, random);
+            for (int i = 0; i < 9; ++i)
+                for (int j = 0; j < 3; ++j)
+                    start[i][j] *= size;
+            phip_run run(start, {1}, {kind});
+            double value = 0.0;
+            crit_best_swap(run.ctx(), 0, 4, a, b, &value);
+            const phip_coarse& copies = run->phip->tables.coarse;
+            EXPECT_TRUE(!coarse_is_usable(copies) || std::isnormal(copies.scale)) << kind << ' ' << size;
+            EXPECT_TRUE(coarse_is_usable(copies) || size != 1.0);
+        }
+}
+
 TEST(phip, points_that_fall_together_and_part_again)
 {
     // Whole levels: distances are exact, so that a full sum shows in the bits.

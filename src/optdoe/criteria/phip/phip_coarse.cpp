@@ -145,14 +145,18 @@ void coarse_fit(phip_coarse& c, const double* const* points)
     std::fill_n(c.seen, c.rows, 0);
 }
 
-bool coarse_is_usable(const phip_coarse& c) { return c.reach < 1e200 && (c.reach > 1e-200 || c.reach == 0.0); }
+/// The scale takes squares of sums of as many distances as there are rows: they are in the range, too.
+bool coarse_is_usable(const phip_coarse& c) { return c.reach < 1e140 && (c.reach > 1e-140 || c.reach == 0.0); }
 
+/// An entry that is loaded may leave the range that the copies were last fitted to: they are fitted anew before
+/// anybody reads them.
 void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x)
 {
     if (!coarse_is_usable(c))
         return;
+    const double steps = (x - c.column[column].middle) * c.column[column].entry_scale;
     c.columns[static_cast<std::ptrdiff_t>(column) * c.stride + r] =
-        static_cast<std::int16_t>(std::lrint((x - c.column[column].middle) * c.column[column].entry_scale));
+        std::fabs(steps) < INT16_MAX ? static_cast<std::int16_t>(std::lrint(steps)) : std::int16_t{0};
 }
 
 void coarse_swap_entries(phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column)
@@ -165,11 +169,12 @@ void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances)
 {
     if (!coarse_is_usable(c))
         return;
-    // A distance may carry a sign as a mark. Half a step is added: they are rounded by leaving out the fraction.
+    // A distance may carry a sign as a mark. Half a step is added: they are rounded by leaving out the fraction. What
+    // is not a number becomes coarse_none.
     std::uint16_t* line = coarse_line(c, r);
     constexpr double most = coarse_none;
     for (std::int32_t j = 0; j < c.rows; ++j)
-        line[j] = static_cast<std::uint16_t>(std::min(std::fabs(distances[j]) * c.scale + 0.5, most));
+        line[j] = static_cast<std::uint16_t>(std::min(most, std::fabs(distances[j]) * c.scale + 0.5));
 }
 
 void coarse_change_line(phip_coarse& c, std::int32_t r, const double* distances)
