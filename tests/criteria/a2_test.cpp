@@ -251,8 +251,9 @@ TEST(a2, squares_of_coincidences_wrap_around)
         return sum / 16;
     };
     EXPECT_EQ(crit_value(run.ctx()), value_of(start));
-    // A trial adds up changes of squares as doubles, each of 32 bits; a commit adds them up in 32 bits.
-    std::int64_t changes = 0;
+    // A trial takes the squares after it in double, less those that are kept; a commit keeps to 32 bits.
+    double tried = 0.0;
+    std::int64_t applied = 0;
     table moved = start;
     std::swap(moved[0][1], moved[2][1]);
     const std::int32_t a = 0;
@@ -265,14 +266,44 @@ TEST(a2, squares_of_coincidences_wrap_around)
                     c += design[r][k] == design[d][k] ? 30000 : 0;
                 return c;
             };
-            changes +=
-                low(static_cast<std::int64_t>(low(count(moved) * count(moved))) - low(count(start) * count(start)));
+            tried += static_cast<double>(count(moved) * count(moved) - low(count(start) * count(start)));
+            applied += std::int64_t{low(count(moved) * count(moved))} - low(count(start) * count(start));
         }
     const double value = crit_value(run.ctx());
-    EXPECT_EQ(crit_try_swap(run.ctx(), 1, 0, 2), value + static_cast<double>(changes) / 16);
-    EXPECT_EQ(crit_try_swaps(run.ctx(), 1, 1, &a, &b), value + low(changes) / 16.0);
-    EXPECT_EQ(crit_apply_swaps(run.ctx(), 1, 1, &a, &b), value + low(changes) / 16.0);
+    EXPECT_EQ(crit_try_swap(run.ctx(), 1, 0, 2), value + tried / 16);
+    EXPECT_EQ(crit_try_swaps(run.ctx(), 1, 1, &a, &b), value + low(applied) / 16.0);
+    EXPECT_EQ(crit_apply_swaps(run.ctx(), 1, 1, &a, &b), value + low(applied) / 16.0);
     EXPECT_EQ(crit_evaluate(run.ctx(), nullptr), value_of(moved));
+}
+
+TEST(a2, a_trial_of_a_row_whose_squares_have_wrapped)
+{
+    // Rows 0 and 1 are equal in all 217 factors, each of weight 217; no others agree anywhere.
+    constexpr int n = 217;
+    table start(n, n);
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j)
+            start[i][j] = i == 1 ? 0 : i;
+    search_run run(start, {.with_criterion = false});
+    run.settings().criterion.criterion_id = 3;
+    std::fill_n(run->levels->level_count, n, n);
+    crit_setup(run.ctx(), start.data(), n, 0, n, run.settings().criterion);
+
+    // Row 0 loses a factor to row 2.
+    constexpr double before = 47089.0; // its square is above 2^31
+    constexpr double kept = before * before - 0x1p32;
+    constexpr double after = before - n;
+    const double value = crit_value(run.ctx());
+    EXPECT_EQ(crit_try_swap(run.ctx(), 0, 0, 2), value + (after * after - kept + n * n) / (n * n));
+    double best = 0.0;
+    const std::int32_t rows_a[] = {0, 3};
+    const std::int32_t rows_b[] = {2, 4};
+    EXPECT_EQ(crit_best_swap(run.ctx(), 0, 2, rows_a, rows_b, &best), 1);
+    EXPECT_EQ(best, value); // of rows that agree with none
+    // A commit, and the trial of a list, take the difference of what is kept before and after.
+    const double applied = value + (after * after - before * before + n * n) / (n * n);
+    EXPECT_EQ(crit_try_swaps(run.ctx(), 0, 1, rows_a, rows_b), applied);
+    EXPECT_EQ(crit_apply_swaps(run.ctx(), 0, 1, rows_a, rows_b), applied);
 }
 
 /// Exchanges at random, and after each an evaluation, which finds what a look at the whole design finds.

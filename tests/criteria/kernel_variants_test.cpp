@@ -197,8 +197,9 @@ TEST(kernel_variants, a2_loops_give_the_same_integers)
         const std::int32_t weight = 1 + random.below(100000);
         std::vector<std::int32_t> expected(size, 7);
         a2_kernels_baseline.count_changes(n, column.data(), 0.25, -0.0, weight, expected.data());
+        std::uint32_t all_bits = 0;
         const std::int64_t sum =
-            a2_kernels_baseline.square_changes(n, counts_a.data(), counts_b.data(), expected.data());
+            a2_kernels_baseline.square_changes(n, counts_a.data(), counts_b.data(), expected.data(), &all_bits);
         std::vector<std::int32_t> expected_counts = counts_a;
         a2_kernels_baseline.add_coincidences(n, column.data(), 0.5, weight, expected_counts.data());
         EXPECT_EQ(expected.back(), 7);
@@ -206,7 +207,10 @@ TEST(kernel_variants, a2_loops_give_the_same_integers)
             std::vector<std::int32_t> found(size, 7);
             kernels.count_changes(n, column.data(), 0.25, -0.0, weight, found.data());
             EXPECT_EQ(found, expected) << kernels.name;
-            EXPECT_EQ(kernels.square_changes(n, counts_a.data(), counts_b.data(), found.data()), sum) << kernels.name;
+            std::uint32_t found_bits = 0;
+            EXPECT_EQ(kernels.square_changes(n, counts_a.data(), counts_b.data(), found.data(), &found_bits), sum)
+                << kernels.name;
+            EXPECT_EQ(found_bits, all_bits) << kernels.name;
             std::vector<std::int32_t> found_counts = counts_a;
             kernels.add_coincidences(n, column.data(), 0.5, weight, found_counts.data());
             EXPECT_EQ(found_counts, expected_counts) << kernels.name;

@@ -287,8 +287,10 @@ void random_scripts(int id, instruction_set set, const std::vector<entries>& kin
                     how.params_1 = {0.0}; // maximin
                 if (variation == 2 && id < 2)
                     how.params_2 = {1.0 + random.below(2)};
-                if (id == 3)
-                    how.levels.assign(static_cast<std::size_t>(k), kind == entries::repeated ? n / 2 : n);
+                if (id == 3) // of many levels, squares wrap
+                    how.levels.assign(static_cast<std::size_t>(k), variation == 2 ? 1 + random.below(60000)
+                                                                   : kind == entries::repeated ? n / 2
+                                                                                               : n);
                 const table design = make_design(kind, n, k, random);
                 SCOPED_TRACE(std::string("entries ") + entries_name(kind) + ", " + std::to_string(n) + " x " +
                              std::to_string(k) + ", variation " + std::to_string(variation));

@@ -215,8 +215,24 @@ static void keep_rows(run_context* ctx, std::int32_t k, std::int32_t count, cons
     snapshot_keep_rows(ctx, s.saved_column_counts, counts_of(s), count, rows);
 }
 
-/// The changes of single cells are 32-bit, and fewer than 2^21 of them have a sum below 2^53: their sum in doubles
-/// has no rounding, so that it may be made of integers.
+/// What an exchange changes of the sum of squares: the squares after it, in double, less those of before, which are
+/// kept in 32 bits and may have wrapped.
+static double change_in_doubles(const a2_state& s, std::int32_t a, std::int32_t b)
+{
+    const auto square_change = [](std::int32_t before, double change) {
+        const double after = before + change;
+        return after * after - square_of(before);
+    };
+    double sum = 0.0;
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        if (r != a && r != b)
+            sum += square_change(s.coincidence[a][r], s.change[r]) +
+                   square_change(s.coincidence[b][r], -1.0 * s.change[r]);
+    return sum;
+}
+
+/// Where no square wraps, the changes of single cells are 32-bit, and fewer than 2^21 of them have a sum below 2^53:
+/// their sum in doubles has no rounding, so that it may be made of integers.
 static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
     const a2_state& s = *ctx->a2;
@@ -224,8 +240,12 @@ static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std:
         return s.value;
     read_column(s, k);
     describe_exchange(s, k, a, b);
-    const std::int64_t change = s.kernels->square_changes(s.rows, s.coincidence[a], s.coincidence[b], s.change);
-    return s.value + static_cast<double>(change) / s.rows_squared;
+    std::uint32_t counts = 0;
+    const std::int64_t change =
+        s.kernels->square_changes(s.rows, s.coincidence[a], s.coincidence[b], s.change, &counts);
+    constexpr std::uint32_t small = 1u << 14; // the square of two together does not wrap
+    const bool exact = counts < small && bits_u32(s.level_weight[k]) < small;
+    return s.value + (exact ? static_cast<double>(change) : change_in_doubles(s, a, b)) / s.rows_squared;
 }
 
 /// The change of the sum of squares in 32 bits, where adding up the changes of pairs ends, too.

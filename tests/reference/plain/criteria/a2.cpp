@@ -165,6 +165,7 @@ static double a2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t coun
     return s.value;
 }
 
+/// In double, but for the kept squares, which have 32 bits and may have wrapped.
 static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
     const a2_state& s = *ctx->a2;
@@ -173,8 +174,8 @@ static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std:
     if (equal_entries(xa, xb))
         return s.value;
     const auto square_change = [&s](std::int32_t r, std::int32_t d, std::int32_t change) {
-        const std::int32_t count = wrap_add(count_cell(s, r, d), change);
-        return static_cast<double>(wrap_sub(wrap_mul(count, count), square_cell(s, r, d)));
+        const double count = static_cast<double>(count_cell(s, r, d)) + change;
+        return count * count - square_cell(s, r, d);
     };
     double change = 0.0;
     for (std::int32_t r = 0; r < s.rows; ++r) {
