@@ -1,7 +1,7 @@
 #!/bin/sh
 # What a virtual machine loads: the shared library exports its two functions, needs the C library and its mathematics
-# only, in a version that is a few years old, and nothing in it asks for a C++ run-time (a frame that an error exit may
-# cross would betray an object with a destructor there).
+# only, in a version that is a few years old, leaves the locale of its host alone, and nothing in it asks for a C++
+# run-time (a frame that an error exit may cross would betray an object with a destructor there).
 #
 # usage: exports_test.sh SHARED_LIBRARY STATIC_LIBRARY
 set -eu
@@ -35,6 +35,9 @@ highest=$(echo "$versions" | tail -n 1)
 [ -n "$highest" ] || fail "no version of the C library was found"
 [ "$(printf '%s\n%s\n' "$highest" "$newest_glibc" | sort -V | tail -n 1)" = "$newest_glibc" ] ||
     fail "needs GLIBC_$highest, newer than $newest_glibc"
+
+locales=$(nm -D --undefined-only "$shared" | grep -E ' (set|use|new)locale' || true)
+[ -z "$locales" ] || fail "changes the locale of its host: $locales"
 
 runtime=$(nm --undefined-only "$static" | grep -E '__gxx_personality|_Unwind_|__cxa_| _Zn[wa]| _Zd[la]| _ZSt' || true)
 [ -z "$runtime" ] || fail "C++ run-time symbols: $runtime"

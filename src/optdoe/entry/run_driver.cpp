@@ -46,7 +46,8 @@ static bool arguments_are_usable(run_context* ctx, std::int32_t nsamples, std::i
 static void send_time_limit(run_context* ctx, double max_time_minutes)
 {
     char line[message_capacity];
-    format_text(line, sizeof line, "Maximum time to optimize matrix      = %.2f minutes", max_time_minutes);
+    format_text(line, sizeof line, "Maximum time to optimize matrix      = %s minutes",
+                fixed_text(max_time_minutes, 2).text);
     status_message(ctx, line);
 }
 

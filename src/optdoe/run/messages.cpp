@@ -6,6 +6,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 /// Leaves through the error exit when the host has an exception pending.
@@ -38,6 +39,21 @@ int format_text(char* buffer, std::size_t size, const char* format, ...)
     if (size > 0)
         buffer[0] = '\0';
     return -1;
+}
+
+number_text fixed_text(double value, int decimals)
+{
+    const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+    number_text number{};
+    const int length = std::snprintf(number.text, sizeof number.text, "%.*f", decimals, value);
+    char* separator = number.text + (number.text[0] == '-' ? 1 : 0);
+    if (length < 0 || !is_digit(*separator))
+        return number; // an infinity, or not a number
+    while (is_digit(*separator))
+        ++separator;
+    *separator = '.';
+    std::memmove(separator + 1, number.text + length - decimals, static_cast<std::size_t>(decimals) + 1);
+    return number;
 }
 
 void status_message(run_context* ctx, const char* text)
@@ -74,9 +90,10 @@ void format_computation_time(char* buffer, std::size_t size, double elapsed_ms)
 {
     const double seconds = elapsed_ms / 1000.0;
     if (60.0 > seconds)
-        format_text(buffer, size, "Computation time                     = %.3f seconds", seconds);
+        format_text(buffer, size, "Computation time                     = %s seconds", fixed_text(seconds, 3).text);
     else
-        format_text(buffer, size, "Computation time                     = %.2f minutes", seconds / 60.0);
+        format_text(buffer, size, "Computation time                     = %s minutes",
+                    fixed_text(seconds / 60.0, 2).text);
 }
 
 std::int32_t check_time_budget(run_context* ctx, double limit_ms)

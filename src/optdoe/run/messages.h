@@ -14,9 +14,19 @@
 /// Long enough for every line: the longest double that %f prints has 317 characters.
 inline constexpr std::size_t message_capacity = 400;
 
-/// Formats as printf into buffer, never beyond its size, always terminated.
+/// Formats as printf into buffer, never beyond its size, always terminated. Numbers with decimals are given as the
+/// text of fixed_text: printf would write the decimal separator of the host's locale.
 ///   returns the number of characters that the whole text has, -1 on a formatting error (the text is then empty)
 [[gnu::format(printf, 3, 4)]] int format_text(char* buffer, std::size_t size, const char* format, ...);
+
+/// A number as text. The longest double has 317 characters, and a separator takes at most 16 bytes.
+struct number_text {
+    char text[340];
+};
+
+/// The number as "%.*f" writes it in the "C" locale, whatever the locale of the process or thread is.
+///   decimals   at least 1
+number_text fixed_text(double value, int decimals);
 
 /// Sends one line, modified UTF-8, to the host's addStatusMessage(String).
 void status_message(run_context* ctx, const char* text);

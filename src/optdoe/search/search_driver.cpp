@@ -20,7 +20,7 @@ std::atomic<std::uint32_t> choice_counter{0};
 static void send_objective(run_context* ctx, const char* label, double objective)
 {
     char line[message_capacity];
-    format_text(line, sizeof line, "%-36s = %f", label, objective);
+    format_text(line, sizeof line, "%-36s = %s", label, fixed_text(objective, 6).text);
     status_message(ctx, line);
 }
 
@@ -144,10 +144,11 @@ static void report_progress(run_context* ctx)
     if (std::fmod(s.iteration, 10.0) != 0.0)
         return;
     char line[message_capacity];
+    const number_text best = fixed_text(s.best_value, 6);
     if (s.iteration < 1000)
-        format_text(line, sizeof line, "Criterion Objective at iteration %3d  = %f", s.iteration, s.best_value);
+        format_text(line, sizeof line, "Criterion Objective at iteration %3d  = %s", s.iteration, best.text);
     else
-        format_text(line, sizeof line, "Criterion Objective at iteration %d   = %f", s.iteration, s.best_value);
+        format_text(line, sizeof line, "Criterion Objective at iteration %d   = %s", s.iteration, best.text);
     status_message(ctx, line);
 }
 
