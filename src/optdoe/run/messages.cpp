@@ -99,16 +99,16 @@ void format_computation_time(char* buffer, std::size_t size, double elapsed_ms)
 std::int32_t check_time_budget(run_context* ctx, double limit_ms)
 {
     run_globals& globals = *ctx->globals;
-    const double elapsed = elapsed_ticks(ctx);
-    if (!(limit_ms <= 0.0)) {
-        if (elapsed > limit_ms)
-            globals.within_budget = 0;
-        return globals.within_budget;
-    }
-    char line[message_capacity];
-    format_computation_time(line, sizeof line, elapsed);
-    status_message(ctx, line);
-    if (globals.within_budget == 0)
-        status_message(ctx, "WARNING: Time-limit exceeded - design matrix may not be optimal");
+    if (elapsed_ticks(ctx) > limit_ms)
+        globals.within_budget = 0;
     return globals.within_budget;
+}
+
+void report_computation_time(run_context* ctx)
+{
+    char line[message_capacity];
+    format_computation_time(line, sizeof line, elapsed_ticks(ctx));
+    status_message(ctx, line);
+    if (ctx->globals->within_budget == 0)
+        status_message(ctx, "WARNING: Time-limit exceeded - design matrix may not be optimal");
 }

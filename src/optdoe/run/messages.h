@@ -40,11 +40,13 @@ std::int32_t current_ticks();
 /// Milliseconds since the call began.
 double elapsed_ticks(const run_context* ctx);
 
-/// Asks whether time remains, or reports the computation time.
-///   limit_ms   above 0 (or NaN): the budget; the flag turns 0 for good once more has elapsed
-///              otherwise: sends the computation-time line and, when the budget was exceeded, the warning line
+/// Asks whether time remains.
+///   limit_ms   the budget; the flag turns 0 for good once more has elapsed, never for NaN
 ///   returns the within-budget flag
 std::int32_t check_time_budget(run_context* ctx, double limit_ms);
+
+/// Ends the talk: sends the computation-time line and, when the budget was exceeded, the warning line.
+void report_computation_time(run_context* ctx);
 
 /// Writes the computation-time line: seconds below one minute, minutes from there on.
 void format_computation_time(char* buffer, std::size_t size, double elapsed_ms);
