@@ -80,6 +80,7 @@ std::string_view name_of(end_reason reason)
     case end_reason::stop_requested: return "stop_requested";
     case end_reason::no_acceptance: return "no_acceptance";
     case end_reason::nothing_to_move: return "nothing_to_move";
+    case end_reason::undefined_objective: return "undefined_objective";
     default: return "failed";
     }
 }
@@ -94,6 +95,7 @@ std::string_view describe(end_reason reason)
     case end_reason::stop_requested: return "stopped on request";
     case end_reason::no_acceptance: return "a round of annealing accepted no move";
     case end_reason::nothing_to_move: return "no factor can be moved";
+    case end_reason::undefined_objective: return "the objective is not a number";
     default: return "failed";
     }
 }

@@ -214,6 +214,42 @@ TEST(searchdriver, reaching_the_target_ends_the_search)
     }
 }
 
+TEST(searchdriver, an_objective_that_is_not_a_number_is_no_target)
+{
+    // Unscaled levels of so many factors: products of the discrepancy overflow, and their difference is not a number.
+    const auto run_with = [](int mode, double target) {
+        choice_counter = 0;
+        return driven_run(20, 300, [=](run_settings& s, int) {
+            s.search_mode = static_cast<std::uint8_t>(mode);
+            s.criterion.criterion_id = 2;
+            s.criterion.criterion_threshold = target;
+            s.scaling_mode = 0;
+            s.iteration_budget = 3;
+            s.restart_limit = 0;
+            s.pre_improvement = 0;
+        });
+    };
+    for (const double target : {-1e20, -1.0, 0.0, 1e20}) {
+        const driven_run threshold = run_with(0, target);
+        ASSERT_TRUE(std::isnan(threshold.outcome.best_objective));
+        EXPECT_EQ(threshold.outcome.reason, end_reason::undefined_objective);
+        EXPECT_EQ(threshold.outcome.iterations, 1);
+        EXPECT_EQ(threshold.host.poll_count(), 1);
+        EXPECT_EQ(choice_counter.load(), 100u); // moves
+
+        const driven_run greedy = run_with(1, target);
+        EXPECT_EQ(greedy.outcome.reason, end_reason::iteration_limit);
+        EXPECT_EQ(greedy.outcome.iterations, 3);
+        EXPECT_EQ(greedy.host.poll_count(), 3);
+
+        const driven_run annealing = run_with(2, target);
+        EXPECT_EQ(annealing.outcome.reason, end_reason::iteration_limit);
+        EXPECT_EQ(annealing.outcome.iterations, 1);
+        EXPECT_EQ(annealing.host.poll_count(), 1);
+        EXPECT_EQ(annealing.outcome.effort, 3);
+    }
+}
+
 TEST(searchdriver, without_active_factors_the_start_is_the_result)
 {
     for (const int mode : {0, 2}) {

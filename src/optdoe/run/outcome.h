@@ -5,14 +5,15 @@
 
 /// Why a run ended. Everything but `failed` comes with a design.
 enum class end_reason : std::int32_t {
-    failed,          ///< invalid input or an exception in the host: no design
-    not_searched,    ///< a single factor: the random permutation is the result
-    target_reached,  ///< the objective reached the target of the criterion
-    iteration_limit, ///< rounds, restarts or moves are spent
-    time_limit,      ///< the time budget is spent
-    stop_requested,  ///< the host's stop flag
-    no_acceptance,   ///< annealing: a round without an accepted move
-    nothing_to_move, ///< no factor has a share above 1e-10, or a round has no moves
+    failed,              ///< invalid input or an exception in the host: no design
+    not_searched,        ///< a single factor: the random permutation is the result
+    target_reached,      ///< the objective reached the target of the criterion
+    iteration_limit,     ///< rounds, restarts or moves are spent
+    time_limit,          ///< the time budget is spent
+    stop_requested,      ///< the host's stop flag
+    no_acceptance,       ///< annealing: a round without an accepted move
+    nothing_to_move,     ///< no factor has a share above 1e-10, or a round has no moves
+    undefined_objective, ///< threshold accepting: the objective is not a number
 };
 
 /// Receives what a run found. The caller owns it; `design` may be null when the rows are not wanted.

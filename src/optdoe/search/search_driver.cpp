@@ -33,10 +33,8 @@ static void record_best(run_context* ctx, double value, double** design_out)
     crit_copy_design(ctx, design_out);
 }
 
-static bool target_reached(const search_state& s)
-{
-    return !(s.best_value - s.target_value > s.target_value * 1e-15);
-}
+/// False for an objective that is not a number.
+static bool target_reached(const search_state& s) { return s.best_value - s.target_value <= s.target_value * 1e-15; }
 
 static bool time_is_left(run_context* ctx) { return check_time_budget(ctx, ctx->search->time_budget_ms) != 0; }
 
@@ -153,7 +151,8 @@ static void report_progress(run_context* ctx)
 }
 
 /// Threshold accepting. A round without gain explores: the threshold rises until more than a tenth of the moves is
-/// accepted, falls once more than eight tenths are; a round with gain only trims the threshold.
+/// accepted, falls once more than eight tenths are; a round with gain only trims the threshold. An objective that is
+/// not a number ends it after a round.
 static double threshold_search(run_context* ctx, double** design_out)
 {
     search_state& s = *ctx->search;
@@ -198,8 +197,8 @@ static double threshold_search(run_context* ctx, double** design_out)
         else if (improved < accepted)
             threshold = threshold * 0.8;
         report_progress(ctx);
-    } while (!target_reached(s));
-    return end_with(ctx, end_reason::target_reached);
+    } while (s.best_value - s.target_value > s.target_value * 1e-15);
+    return end_with(ctx, target_reached(s) ? end_reason::target_reached : end_reason::undefined_objective);
 }
 
 /// Sweeps of moves over all factors; a sweep without gain randomises every column and starts again.
