@@ -1,9 +1,9 @@
 /// The host may have set any locale before it calls. The build makes the two that are used here.
-#include "entry/messages.h"
+#include "optdoe/run/messages.h"
 
-#include "embedded_host.h"
+#include "hosts/embedded/embedded_host.h"
 
-#include "search/search_driver.h"
+#include "optdoe/search/search_driver.h"
 
 #include <gtest/gtest.h>
 
