@@ -98,7 +98,8 @@ int run_augment(const options& o)
     settings used = o.run;
     used.scaling = "none";
     used.check(std::max<std::int64_t>(o.added, 2), static_cast<std::int64_t>(unit.columns));
-    refuse_beyond_memory(used.criterion, static_cast<std::int64_t>(rows), static_cast<std::int64_t>(unit.columns));
+    refuse_beyond_memory(used, o.added, static_cast<std::int64_t>(unit.rows),
+                         static_cast<std::int64_t>(unit.columns));
 
     refuse_unwritable_results(o);
     const std::uint32_t seed = resolved_seed(o);

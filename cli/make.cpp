@@ -178,7 +178,7 @@ int run_make(const options& o)
     std::mt19937_64 generator(seed);
     beginning b = begin(o);
     o.run.check(b.rows, b.factors);
-    refuse_beyond_memory(o.run.criterion, b.rows, b.factors);
+    refuse_beyond_memory(o.run, b.rows, 0, b.factors);
     make_start(o, b, generator);
     const coding code = resolved_coding(o, b);
     const placement place = o.place.value_or(b.place);

@@ -3,6 +3,8 @@
 #include "cli/errors.h"
 #include "cli/text.h"
 
+#include "optdoe/entry/memory_need.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -13,18 +15,6 @@
 #include <unistd.h>
 
 namespace cli {
-
-double estimated_bytes(std::string_view criterion, std::int64_t rows, std::int64_t factors)
-{
-    // Doubles for each pair of rows. phip: distances, while a re-arrangement is tried, and integers. entropy:
-    // correlations, their factor, that of a trial, and two snapshots. cd2: the terms, and a snapshot of half the
-    // size. a2: ints, the coincidences, and a snapshot of half the size.
-    const double tables = criterion == "phip" ? 1.4 : criterion == "entropy" ? 4.1 : criterion == "cd2" ? 1.5 : 0.8;
-    const double n = static_cast<double>(rows);
-    // Working design, snapshots, ranks, level numbers and sizes, their copies, and the program's own copies.
-    const double per_cell = 12.0;
-    return 8.0 * (tables * n * n + per_cell * n * static_cast<double>(factors));
-}
 
 double machine_bytes()
 {
@@ -39,13 +29,19 @@ double machine_bytes()
     return bytes;
 }
 
-void refuse_beyond_memory(std::string_view criterion, std::int64_t rows, std::int64_t factors)
+void refuse_beyond_memory(const settings& options, std::int64_t free_rows, std::int64_t fixed_rows,
+                          std::int64_t factors)
 {
-    const double needed = estimated_bytes(criterion, rows, factors);
+    criterion_options criterion{};
+    options.apply_criterion(&criterion);
+    const memory_need need = memory_of_run(static_cast<double>(free_rows), static_cast<double>(fixed_rows),
+                                           static_cast<double>(factors), &criterion);
+    const bool rearranges = !options.no_pre_improvement || options.method == "greedy";
+    const double needed = rearranges ? need.peak : need.least;
     const double there = machine_bytes();
     if (needed > there)
         throw input_error(fmt::format("{} runs of {} factors need about {:.1f} GiB, this machine grants {:.1f} GiB",
-                                      rows, factors, needed / 0x1p30, there / 0x1p30));
+                                      free_rows + fixed_rows, factors, needed / 0x1p30, there / 0x1p30));
 }
 
 } // namespace cli

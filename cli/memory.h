@@ -1,20 +1,18 @@
 /// What a run needs and what the machine has, in bytes.
 #pragma once
 
-#include <cstddef>
+#include "cli/settings.h"
+
 #include <cstdint>
-#include <string_view>
 
 namespace cli {
-
-/// Storage of the library at its peak: the criterion's pair tables and snapshots grow with the square of the rows,
-/// the design and its level structure with rows times factors.
-double estimated_bytes(std::string_view criterion, std::int64_t rows, std::int64_t factors);
 
 /// The least of the machine's memory, this process's address space limit and its control group's limit.
 double machine_bytes();
 
-/// Throws input_error with both figures when the estimate exceeds what there is.
-void refuse_beyond_memory(std::string_view criterion, std::int64_t rows, std::int64_t factors);
+/// Throws input_error with both figures when a run of the library (memory_of_run) exceeds what there is: at its peak,
+/// or at least, where nothing is re-arranged.
+void refuse_beyond_memory(const settings& options, std::int64_t free_rows, std::int64_t fixed_rows,
+                          std::int64_t factors);
 
 } // namespace cli

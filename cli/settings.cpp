@@ -129,9 +129,29 @@ void settings::check(std::int64_t rows, std::int64_t factors) const
                                           fmt::join(group_counts(rows), ", ")));
 }
 
+void settings::apply_criterion(criterion_options* out) const
+{
+    out->criterion_id = static_cast<std::int8_t>(position(criteria, criterion));
+    criterion_params& params = out->params;
+    if (criterion == "phip" && p) {
+        exponent_ = *p;
+        params.param_count_1 = 1;
+        params.param_list_1 = &exponent_;
+    }
+    if (criterion == "entropy" && !theta.empty()) {
+        params.param_count_1 = static_cast<std::int32_t>(theta.size());
+        params.param_list_1 = theta.data();
+    }
+    if (!distance.empty()) {
+        distance_kind_ = distance == "rectangular" ? 1.0 : 2.0;
+        params.param_count_2 = 1;
+        params.param_list_2 = &distance_kind_;
+    }
+}
+
 void settings::apply(run_settings* out, std::int32_t factors) const
 {
-    out->criterion.criterion_id = static_cast<std::int8_t>(position(criteria, criterion));
+    apply_criterion(&out->criterion);
     out->search_mode = static_cast<std::uint8_t>(position(methods, method));
     if (!scaling.empty())
         out->scaling_mode = static_cast<std::int8_t>(position(scalings, scaling));
@@ -159,22 +179,6 @@ void settings::apply(run_settings* out, std::int32_t factors) const
             out->factor_shares[j] = list_value(shares, j);
         if (!weights.empty())
             out->criterion.factor_weights[j] = list_value(weights, j);
-    }
-
-    criterion_params& params = out->criterion.params;
-    if (criterion == "phip" && p) {
-        exponent_ = *p;
-        params.param_count_1 = 1;
-        params.param_list_1 = &exponent_;
-    }
-    if (criterion == "entropy" && !theta.empty()) {
-        params.param_count_1 = static_cast<std::int32_t>(theta.size());
-        params.param_list_1 = theta.data();
-    }
-    if (!distance.empty()) {
-        distance_kind_ = distance == "rectangular" ? 1.0 : 2.0;
-        params.param_count_2 = 1;
-        params.param_list_2 = &distance_kind_;
     }
 }
 

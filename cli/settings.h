@@ -42,6 +42,9 @@ struct settings {
     /// Only what evaluating a design reads; throws usage_error.
     void check_criterion(std::int64_t factors) const;
 
+    /// Writes the criterion and its parameters, without what is given for each factor.
+    void apply_criterion(criterion_options* target) const;
+
     /// Writes everything that is set. The lists of this object must outlive the run.
     void apply(run_settings* target, std::int32_t factors) const;
 

@@ -2,7 +2,11 @@
 #include "cli/errors.h"
 #include "cli/memory.h"
 
+#include "optdoe/entry/memory_need.h"
+
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -10,11 +14,45 @@
 
 using namespace cli;
 
+namespace {
+
+settings with(const char* criterion)
+{
+    settings s;
+    s.criterion = criterion;
+    return s;
+}
+
+memory_need need_of(const settings& s, double rows, double fixed_rows = 0)
+{
+    criterion_options options{};
+    s.apply_criterion(&options);
+    return memory_of_run(rows, fixed_rows, 2, &options);
+}
+
+} // namespace
+
 TEST(memory, what_exceeds_the_machine_is_refused)
 {
-    EXPECT_NO_THROW(refuse_beyond_memory("phip", 100, 10));
-    EXPECT_THROW(refuse_beyond_memory("phip", 10000000, 10), input_error);
-    EXPECT_THROW(refuse_beyond_memory("phip", 2, std::int64_t{1} << 50), input_error);
+    EXPECT_NO_THROW(refuse_beyond_memory(with("phip"), 100, 0, 10));
+    EXPECT_THROW(refuse_beyond_memory(with("phip"), 10000000, 0, 10), input_error);
+    EXPECT_THROW(refuse_beyond_memory(with("phip"), 100, 10000000, 10), input_error);
+    EXPECT_THROW(refuse_beyond_memory(with("phip"), 2, 0, std::int64_t{1} << 50), input_error);
+}
+
+TEST(memory, without_rearrangements_the_least_counts)
+{
+    // Rows whose distances do not fit while those of the changed rows do.
+    settings s = with("phip");
+    const auto rows = static_cast<std::int64_t>(std::sqrt(machine_bytes() / 5.0));
+    EXPECT_THROW(refuse_beyond_memory(s, rows, 0, 2), input_error);
+    s.no_pre_improvement = true;
+    EXPECT_NO_THROW(refuse_beyond_memory(s, rows, 0, 2));
+    s.method = "greedy";
+    EXPECT_THROW(refuse_beyond_memory(s, rows, 0, 2), input_error);
+    s.method = "threshold";
+    s.p = 0; // maximin has all distances
+    EXPECT_THROW(refuse_beyond_memory(s, rows, 0, 2), input_error);
 }
 
 #if !defined(__SANITIZE_ADDRESS__)
@@ -22,12 +60,11 @@ TEST(memory, what_exceeds_the_machine_is_refused)
 namespace {
 
 /// Peak of a child that runs one round, in bytes.
-double peak_of_run(const char* criterion, std::int32_t rows)
+double peak_of_run(const settings& options, std::int32_t rows)
 {
     const pid_t child = fork();
     if (child == 0) {
-        settings s;
-        s.criterion = criterion;
+        settings s = options;
         s.iterations = s.moves = s.pairs = 1;
         s.seconds = 0.4;
         run_request request;
@@ -49,8 +86,9 @@ TEST(memory, estimates_are_near_the_peak)
 {
     // The difference of two sizes leaves out what the process itself needs.
     for (const char* criterion : {"phip", "entropy", "cd2", "a2"}) {
-        const double measured = peak_of_run(criterion, 800) - peak_of_run(criterion, 200);
-        const double estimated = estimated_bytes(criterion, 800, 2) - estimated_bytes(criterion, 200, 2);
+        const settings s = with(criterion);
+        const double measured = peak_of_run(s, 800) - peak_of_run(s, 200);
+        const double estimated = need_of(s, 800).peak - need_of(s, 200).peak;
         EXPECT_LT(measured, estimated * 1.15) << criterion;
         EXPECT_GT(measured, estimated * 0.6) << criterion;
     }

@@ -21,7 +21,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     // What a machine could make, but not a fuzzer a hundred times a second, is made smaller. The rest goes in as it
     // is.
     const std::int64_t elements = static_cast<std::int64_t>(n) * k;
-    if (n >= 2 && k >= 1 && elements <= INT32_MAX && least_bytes_of_run(n, 0, k, nullptr) < 1e13) {
+    if (n >= 2 && k >= 1 && elements <= INT32_MAX && memory_of_run(n, 0, k, nullptr).least < 1e13) {
         n = 2 + n % 24;
         k = 1 + k % 7;
     }

@@ -8,7 +8,25 @@
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
 
+#include <algorithm>
+#include <cmath>
+
 static const criterion_ops& in_force(const run_context* ctx) { return *ctx->criterion->in_force; }
+
+memory_need crit_memory(double free_rows, double fixed_rows, double factors, const criterion_options* options)
+{
+    if (options != nullptr)
+        return criterion_for(*options).memory(free_rows, fixed_rows, factors, options);
+    constexpr double beyond_all = HUGE_VAL;
+    memory_need smallest{beyond_all, beyond_all};
+    for (std::int8_t id = 0; id < 4; ++id) {
+        criterion_options any{};
+        any.criterion_id = id;
+        const memory_need need = criterion_for(any).memory(free_rows, fixed_rows, factors, nullptr);
+        smallest = {std::min(smallest.least, need.least), std::min(smallest.peak, need.peak)};
+    }
+    return smallest;
+}
 
 void criterion_open(run_context* ctx) { open_plain_record(ctx->criterion); }
 

@@ -2,6 +2,7 @@
 /// function of the same name in criterion.h. Members are references, so that leaving one out does not compile.
 #pragma once
 
+#include "optdoe/criteria/criterion.h"
 #include "optdoe/run/run_context.h"
 #include "optdoe/run/run_settings.h"
 
@@ -16,6 +17,7 @@ struct criterion_ops {
     void (&setup)(run_context*, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
                   std::int32_t factors, const criterion_options& options, const std::int32_t* level_counts);
     void (&release)(run_context*);
+    memory_need (&memory)(double free_rows, double fixed_rows, double factors, const criterion_options* options);
     double (&value)(run_context*);
     double** (&copy_design)(run_context*, double** out);
     double (&evaluate)(run_context*, const double* const* design);

@@ -59,7 +59,7 @@ static void make_starting_design(run_context* ctx, run_sizes sizes, std::uint32_
         (static_cast<std::int64_t>(sizes.free_rows) + sizes.fixed_rows) * std::int64_t{sizes.factors};
     if (elements > INT32_MAX)
         raise_out_of_memory(ctx);
-    refuse_beyond_memory(ctx, least_bytes_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, nullptr));
+    refuse_beyond_memory(ctx, memory_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, nullptr).least);
 
     double** design = double_matrix_alloc(ctx, sizes.rows(), sizes.factors);
     ctx->globals->design = design;
@@ -104,7 +104,7 @@ static void search_design(run_context* ctx, run_sizes sizes, std::uint32_t seed,
 {
     const run_settings& settings = ctx->globals->settings;
     refuse_beyond_memory(ctx,
-                         least_bytes_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, &settings.criterion));
+                         memory_of_run(sizes.free_rows, sizes.fixed_rows, sizes.factors, &settings.criterion).least);
     double** design = ctx->globals->design;
     double** ranges = nullptr;
     if (settings.scaling_mode != 0)

@@ -101,6 +101,12 @@ void** matrix_alloc(run_context* ctx, element_type type, std::int32_t rows, std:
     return row_pointers;
 }
 
+double least_matrix_bytes(double rows, double cols, double element_size)
+{
+    constexpr double smallest_block = 16.0;
+    return rows * (std::max(cols * element_size, smallest_block) + 2.0 * sizeof(void*));
+}
+
 double** double_matrix_alloc(run_context* ctx, std::int32_t rows, std::int32_t cols)
 {
     return reinterpret_cast<double**>(matrix_alloc(ctx, element_type::real, rows, cols));

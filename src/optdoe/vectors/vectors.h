@@ -36,6 +36,9 @@ void** matrix_alloc(run_context* ctx, element_type type, std::int32_t rows, std:
 double** double_matrix_alloc(run_context* ctx, std::int32_t rows, std::int32_t cols);
 std::int32_t** int_matrix_alloc(run_context* ctx, std::int32_t rows, std::int32_t cols);
 
+/// Bytes that a matrix takes at least: its pointers, and for each row a block and its entry in the list of blocks.
+double least_matrix_bytes(double rows, double cols, double element_size);
+
 /// Frees a matrix, its rows from the last to the first; null does nothing.
 void matrix_free(run_context* ctx, void* handle);
 

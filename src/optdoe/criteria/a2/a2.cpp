@@ -431,10 +431,19 @@ static void a2_copy_saved_design(run_context* ctx, double** out)
                     bits_u32(s.factors) * sizeof(double));
 }
 
+static memory_need a2_memory(double free_rows, double fixed_rows, double factors, const criterion_options*)
+{
+    const double rows = free_rows + fixed_rows;
+    const double least =
+        least_matrix_bytes(rows, rows, 4.0) + 8.0 * rows * factors + least_matrix_bytes(rows, factors, 8.0);
+    return {least, least + 2.0 * rows * rows}; // a snapshot of half the table
+}
+
 constexpr criterion_ops a2_ops{
     .name = "a2",
     .setup = a2_setup,
     .release = a2_release,
+    .memory = a2_memory,
     .value = a2_value,
     .copy_design = a2_copy_design,
     .evaluate = a2_evaluate,

@@ -592,10 +592,18 @@ static double cd2_value_of(run_context* ctx, const double* const* design)
     return value;
 }
 
+static memory_need cd2_memory(double free_rows, double fixed_rows, double factors, const criterion_options*)
+{
+    const double rows = free_rows + fixed_rows;
+    const double least = 8.0 * rows * rows + 16.0 * rows * factors + 2.0 * least_matrix_bytes(rows, factors, 8.0);
+    return {least, least + 8.0 * rows * rows}; // two snapshots of half the table
+}
+
 constexpr criterion_ops cd2_ops{
     .name = "cd2",
     .setup = cd2_setup,
     .release = cd2_release,
+    .memory = cd2_memory,
     .value = cd2_value,
     .copy_design = cd2_copy_design,
     .evaluate = cd2_evaluate,

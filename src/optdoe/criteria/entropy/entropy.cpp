@@ -563,10 +563,19 @@ static void entropy_copy_saved_design(run_context* ctx, double** out)
     }
 }
 
+static memory_need entropy_memory(double free_rows, double fixed_rows, double factors, const criterion_options*)
+{
+    const double rows = free_rows + fixed_rows;
+    const double triangle = 4.0 * rows * rows;
+    const double least = 5.0 * triangle + least_matrix_bytes(rows, factors, 8.0);
+    return {least, least + triangle + 8.0 * free_rows * rows}; // a saved design, the lines of a re-arrangement
+}
+
 constexpr criterion_ops entropy_ops{
     .name = "entropy",
     .setup = entropy_setup,
     .release = entropy_release,
+    .memory = entropy_memory,
     .value = entropy_value,
     .copy_design = entropy_copy_design,
     .evaluate = entropy_evaluate,

@@ -306,10 +306,34 @@ static void phip_copy_saved_design(run_context* ctx, double** out)
     }
 }
 
+static memory_need phip_memory_with(std::int32_t p, double free_rows, double fixed_rows, double factors)
+{
+    const double rows = free_rows + fixed_rows;
+    const double entries =
+        8.0 * rows * factors + least_matrix_bytes(rows, factors, 8.0) + least_matrix_bytes(free_rows, factors, 8.0);
+    const double copies = p > 0 ? 2.0 * rows * (rows + factors) : 0.0;
+    const double distances = 8.0 * rows * rows; // of many rows, all while a re-arrangement is tried
+    const bool all_lines = p == 0 || rows <= rows_with_tables;
+    return {entries + copies + (all_lines ? distances : 0.0), entries + copies + distances};
+}
+
+static memory_need phip_memory(double free_rows, double fixed_rows, double factors, const criterion_options* options)
+{
+    if (options != nullptr) {
+        phip_tables t{};
+        read_params(t, options->params);
+        return phip_memory_with(t.p, free_rows, fixed_rows, factors);
+    }
+    const memory_need maximin = phip_memory_with(0, free_rows, fixed_rows, factors);
+    const memory_need terms = phip_memory_with(1, free_rows, fixed_rows, factors);
+    return {std::min(maximin.least, terms.least), std::min(maximin.peak, terms.peak)};
+}
+
 constexpr criterion_ops phip_ops{
     .name = "phip",
     .setup = phip_setup,
     .release = phip_release,
+    .memory = phip_memory,
     .value = phip_value,
     .copy_design = phip_copy_design,
     .evaluate = phip_evaluate,

@@ -5,6 +5,7 @@
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
+#include "tests/reference/plain/criteria/plain_memory.h"
 
 #include <cstring>
 #include <utility>
@@ -365,6 +366,7 @@ constexpr criterion_ops a2_ops{
     .name = "a2",
     .setup = a2_setup,
     .release = a2_release,
+    .memory = plain_memory,
     .value = a2_value,
     .copy_design = a2_copy_design,
     .evaluate = a2_evaluate,

@@ -5,6 +5,7 @@
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
+#include "tests/reference/plain/criteria/plain_memory.h"
 
 #include <cmath>
 #include <cstring>
@@ -485,6 +486,7 @@ constexpr criterion_ops cd2_ops{
     .name = "cd2",
     .setup = cd2_setup,
     .release = cd2_release,
+    .memory = plain_memory,
     .value = cd2_value,
     .copy_design = cd2_copy_design,
     .evaluate = cd2_evaluate,

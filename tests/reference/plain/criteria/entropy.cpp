@@ -6,6 +6,7 @@
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
+#include "tests/reference/plain/criteria/plain_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -418,6 +419,7 @@ constexpr criterion_ops entropy_ops{
     .name = "entropy",
     .setup = entropy_setup,
     .release = entropy_release,
+    .memory = plain_memory,
     .value = entropy_value,
     .copy_design = entropy_copy_design,
     .evaluate = entropy_evaluate,

@@ -6,6 +6,7 @@
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
+#include "tests/reference/plain/criteria/plain_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -583,6 +584,7 @@ constexpr criterion_ops phip_ops{
     .name = "phip",
     .setup = phip_setup,
     .release = phip_release,
+    .memory = plain_memory,
     .value = phip_value,
     .copy_design = phip_copy_design,
     .evaluate = phip_evaluate,
