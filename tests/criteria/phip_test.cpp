@@ -137,6 +137,27 @@ TEST(phip, distances_are_copied_only_where_they_have_a_scale)
         }
 }
 
+TEST(phip, a_maximin_trial_exchanges_equal_entries_as_its_commit_does)
+{
+    // Rows 0 and 1 are equal, but not the same to the bit; the distance to row 2 after its exchange tells them apart.
+    int told_apart = 0;
+    for (const double step : {0.3e-15, 0.6e-15, 0.9e-15}) {
+        const table start(2, {step, 0, 0, 1e-13, 5e-15, 1e-14, 9e-15, 2e-13});
+        const std::int32_t rows_a[] = {0, 2};
+        const std::int32_t rows_b[] = {1, 3};
+        phip_run run(start, {0}, none);
+        run_context* ctx = run.ctx();
+        const double before = run.value();
+        EXPECT_EQ(bits(crit_try_swaps(ctx, 0, 1, rows_a, rows_b)), bits(before));
+        told_apart += bits(crit_try_swaps(ctx, 0, 2, rows_a, rows_b)) !=
+                      bits(crit_try_swaps(ctx, 0, 1, rows_a + 1, rows_b + 1));
+        const double tried = crit_try_swaps(ctx, 0, 2, rows_a, rows_b);
+        EXPECT_EQ(bits(run.value()), bits(before));
+        EXPECT_EQ(bits(crit_apply_swaps(ctx, 0, 2, rows_a, rows_b)), bits(tried)) << step;
+    }
+    EXPECT_GT(told_apart, 0);
+}
+
 TEST(phip, points_that_fall_together_and_part_again)
 {
     // Whole levels: distances are exact, so that a full sum shows in the bits.

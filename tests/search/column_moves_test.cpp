@@ -519,6 +519,20 @@ TEST(columnmoves, mirrored_ranks_are_rearranged_as_pairs)
     }
 }
 
+TEST(columnmoves, mirrored_ranks_are_rearranged_where_the_count_of_orders_allows_it)
+{
+    // (n - 2) (n - 1) n is 0 for two rows, 6 for three, and wraps below 0 from 1292 rows on.
+    for (const auto& [n, draws] :
+         {std::pair{2, 0}, {3, 2}, {4, 4}, {1291, 1290}, {1292, 0}, {1626, 0}, {1627, 1626}}) {
+        random_stream random{5};
+        search_run run(random_symmetric_levels(n, 2, random), [](run_settings& s) { s.symmetric_design = 1; });
+        ASSERT_EQ(run->search->symmetric_design, 1);
+        const rng_state at = *run->rng;
+        randomize_column(run.ctx(), 1, 1, n, 1);
+        EXPECT_EQ(draws_since(run.ctx(), at), draws) << n;
+    }
+}
+
 TEST(columnmoves, a_mirrored_exchange_applies_the_best_of_all_exchanges_with_their_mirror)
 {
     random_stream random{6};
