@@ -1,6 +1,7 @@
 /// Snapshots of a symmetric table whose rows are changed few at a time.
 ///
-/// Memory: a journal of some rows; a packed half of the table from the first time that one is needed.
+/// Memory: a journal of up to a quarter of the rows, which grows with what is asked of it; a packed half of the table
+/// from the first time that one is needed.
 #pragma once
 
 #include "optdoe/run/tracked_storage.h"
@@ -45,17 +46,21 @@ void unpack_table(const symmetric_table<Cell>& t, const Cell* packed)
             t.row[i][j] = t.row[j][i] = *packed++;
 }
 
-inline constexpr std::int32_t journal_capacity = 16; ///< rows: eight exchanges
+inline constexpr std::int32_t least_journal = 16; ///< rows: eight exchanges
+
+/// More rows are sooner copied with all others.
+inline std::int32_t most_journal(std::int32_t table_size) { return std::max(least_journal, table_size / 4); }
 
 /// The table as it was when the snapshot was taken: the working table, or the packed half when there is one, with the
 /// journaled rows put back from the last to the first.
 template <class Cell>
 struct table_snapshot {
-    Cell* journal; ///< [journal_capacity x table size]; null before the first row
-    Cell* packed;  ///< null before it is first needed
-    std::int32_t rows[journal_capacity];
-    std::int32_t length; ///< of the journal
-    bool taken;          ///< nothing is kept before the first snapshot
+    Cell* journal;         ///< [capacity x table size]; null before the first row
+    std::int32_t* rows;    ///< [capacity] whose rows these are
+    std::int32_t capacity; ///< of the journal
+    std::int32_t length;   ///< of it in use
+    Cell* packed;          ///< null before it is first needed
+    bool taken;            ///< nothing is kept before the first snapshot
     bool is_packed;
 };
 
@@ -77,6 +82,26 @@ void snapshot_keep_all(run_context* ctx, table_snapshot<Cell>& s, const symmetri
     s.is_packed = true;
 }
 
+/// Makes room for `more` rows in the journal.
+template <class Cell>
+void reserve_journal(run_context* ctx, table_snapshot<Cell>& s, const symmetric_table<Cell>& t, std::int32_t more)
+{
+    if (s.length + more <= s.capacity)
+        return;
+    const table_snapshot<Cell> before = s;
+    const auto size = static_cast<std::size_t>(t.size);
+    const std::int32_t capacity = std::max({least_journal, 2 * s.capacity, s.length + more});
+    s.journal = static_cast<Cell*>(tracked_alloc(ctx, static_cast<std::size_t>(capacity) * size * sizeof(Cell)));
+    s.rows = static_cast<std::int32_t*>(tracked_alloc(ctx, static_cast<std::size_t>(capacity) * sizeof(*s.rows)));
+    s.capacity = capacity;
+    if (before.capacity == 0)
+        return;
+    std::copy_n(before.journal, static_cast<std::size_t>(s.length) * size, s.journal);
+    std::copy_n(before.rows, s.length, s.rows);
+    tracked_free(ctx, before.journal);
+    tracked_free(ctx, before.rows);
+}
+
 /// To be called before these rows of the table and their mirror images change.
 /// A row that is kept late holds changed cells where an earlier one crosses it; the earlier one is put back after it.
 template <class Cell>
@@ -85,14 +110,13 @@ void snapshot_keep_rows(run_context* ctx, table_snapshot<Cell>& s, const symmetr
 {
     if (!s.taken || s.is_packed)
         return;
-    if (count > journal_capacity - s.length)
+    if (count > most_journal(t.size) - s.length)
         return snapshot_keep_all(ctx, s, t);
+    reserve_journal(ctx, s, t, count);
     const auto size = static_cast<std::size_t>(t.size);
-    if (s.journal == nullptr)
-        s.journal = static_cast<Cell*>(tracked_alloc(ctx, journal_capacity * size * sizeof(Cell)));
     for (std::int32_t i = 0; i < count; ++i) {
         std::int32_t* const end = s.rows + s.length;
-        if (std::find(s.rows + 0, end, rows[i]) != end)
+        if (std::find(s.rows, end, rows[i]) != end)
             continue;
         std::copy_n(t.row[rows[i]], size, s.journal + static_cast<std::size_t>(s.length) * size);
         *end = rows[i];
@@ -120,7 +144,7 @@ void snapshot_restore(table_snapshot<Cell>& s, const symmetric_table<Cell>& t)
 template <class Cell>
 void snapshot_release(run_context* ctx, table_snapshot<Cell>& s)
 {
-    for (Cell* block : {s.journal, s.packed})
+    for (void* block : {static_cast<void*>(s.journal), static_cast<void*>(s.rows), static_cast<void*>(s.packed)})
         if (block != nullptr)
             tracked_free(ctx, block);
     s = {};

@@ -2,6 +2,7 @@
 
 #include "optdoe/criteria/best_swap.h"
 #include "optdoe/criteria/criterion.h"
+#include "optdoe/numeric/ordered_sum.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
@@ -30,8 +31,10 @@ constexpr kernel_variants<cd2_kernels> cd2_kernel_variants
 void cd2_open(run_context* ctx)
 {
     open_plain_record(ctx->cd2);
-    if (ctx->cd2 != nullptr)
-        ctx->cd2->kernels = best_variant(cd2_kernel_variants);
+    if (ctx->cd2 == nullptr)
+        return;
+    ctx->cd2->kernels = best_variant(cd2_kernel_variants);
+    ctx->cd2->sums = best_ordered_sum_kernels();
 }
 
 void cd2_close(run_context* ctx) { close_plain_record(ctx->cd2); }
@@ -91,42 +94,118 @@ static double single_term(const cd2_state& s, const double* a)
     return -2.0 / s.rows * product;
 }
 
-/// Copies the cells behind the diagonal of rows begin .. end-1 to the other half: several a line, as rows are
-/// written.
-static void mirror_rows(double* const* terms, std::int32_t begin, std::int32_t end, std::int32_t n)
+enum class half { upper, lower };
+
+/// Copies the cells of rows begin .. end-1 behind the diagonal to the lower half, or has them copied from there. Rows
+/// of a block take several cells of a line of the other half.
+static void copy_rows(half to, double* const* terms, std::int32_t begin, std::int32_t end, std::int32_t n)
 {
-    for (std::int32_t j = begin + 1; j <= n; ++j)
-        for (std::int32_t i = begin; i < std::min(end, j); ++i)
-            terms[j][i] = terms[i][j];
+    for (std::int32_t j = begin + 1; j <= n; ++j) {
+        for (std::int32_t i = begin; i < std::min(end, j); ++i) {
+            if (to == half::lower)
+                terms[j][i] = terms[i][j];
+            else
+                terms[i][j] = terms[j][i];
+        }
+    }
 }
 
-/// All terms of a design and their sum with the constant, which is one chain in the order of the rows.
+/// The constant of the value, (13/12)^m.
+static double constant_part(const cd2_state& s)
+{
+    double value = 1.0;
+    for (std::int32_t k = 0; k < s.active_factors; ++k)
+        value *= mean_square_one_factor;
+    return value;
+}
+
+/// The constant before the products of pairs.
+static double pair_scale(const cd2_state& s)
+{
+    const double n = s.rows;
+    return 2.0 / (n * n);
+}
+
+/// Adds row i of the upper triangle to the value, in the order of the definition.
+static double add_row(const cd2_state& s, double value, std::int32_t i, const double* row)
+{
+    return add_in_order(*s.sums, value, s.rows - i + 1, row + i);
+}
+
+/// All terms of a design and their sum with the constant.
 ///   columns   scaled, then centred entries, as s.columns
 static double evaluate_into(const cd2_state& s, const double* const* centred, const double* const* columns,
                             double** terms)
 {
     const std::int32_t n = s.rows;
-    const double* const* z = columns;
-    const double* const* a = columns + s.factors;
-    double value = 1.0;
-    for (std::int32_t k = 0; k < s.active_factors; ++k)
-        value *= mean_square_one_factor;
-    const double squared_rows = static_cast<double>(n) * n;
+    double value = constant_part(s);
     for (std::int32_t begin = 0; begin < n; begin += row_multiple) {
         const std::int32_t end = std::min(n, begin + row_multiple);
         for (std::int32_t i = begin; i < end; ++i) {
             double* row = terms[i];
-            s.kernels->pair_terms(n, s.factors, i, z, a, 2.0 / squared_rows, row);
+            s.kernels->pair_terms(n, s.factors, i, columns, columns + s.factors, pair_scale(s), row);
             row[i] = diagonal_term(s, centred[i]);
             row[n] = single_term(s, centred[i]);
-            for (std::int32_t j = i; j <= n; ++j)
-                value += row[j];
+            value = add_row(s, value, i, row);
         }
-        mirror_rows(terms, begin, end, n);
+        copy_rows(half::lower, terms, begin, end, n);
     }
     terms[n][n] = 0.0;
-    value += terms[n][n];
-    return value;
+    return value + terms[n][n];
+}
+
+static void list_changed(cd2_changed_rows& list, std::int32_t r)
+{
+    list.rows[list.count] = r;
+    list.count += list.is_listed[r] == 0;
+    list.is_listed[r] = 1;
+}
+
+static void forget_changed(cd2_changed_rows& list)
+{
+    for (std::int32_t i = 0; i < list.count; ++i)
+        list.is_listed[list.rows[i]] = 0;
+    list.count = 0;
+}
+
+static void copy_changed(cd2_changed_rows& to, const cd2_changed_rows& from)
+{
+    forget_changed(to);
+    for (std::int32_t i = 0; i < from.count; ++i)
+        list_changed(to, from.rows[i]);
+}
+
+/// An exchange or re-arrangement of column k changes the terms of row r.
+static void change_row(cd2_state& s, std::int32_t k, std::int32_t r)
+{
+    list_changed(s.changed, r);
+    if (k != s.saved_column) // the column that is restored does not bring its terms back
+        list_changed(s.saved_changed, r);
+}
+
+/// All entries have changed.
+static void change_all_rows(cd2_state& s)
+{
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        change_row(s, -1, r);
+}
+
+/// Gives row i the terms of an evaluation, in both halves of the table.
+static void refresh_row(const cd2_state& s, std::int32_t i)
+{
+    const std::int32_t n = s.rows;
+    double* const* terms = s.terms;
+    const auto pair_terms = [&](auto kernel, double* line) {
+        kernel(n, s.factors, i, s.columns, s.columns + s.factors, pair_scale(s), line);
+    };
+    pair_terms(s.kernels->pair_terms_before, s.lines[0]);
+    pair_terms(s.kernels->pair_terms, s.lines[1]);
+    std::copy_n(s.lines[0], i, terms[i]);
+    std::copy_n(s.lines[1] + i + 1, n - i - 1, terms[i] + i + 1);
+    for (std::int32_t j = 0; j < n; ++j)
+        terms[j][i] = terms[i][j];
+    terms[i][i] = diagonal_term(s, s.centred[i]);
+    terms[i][n] = terms[n][i] = single_term(s, s.centred[i]);
 }
 
 static symmetric_table<double> table_of(const cd2_state& s) { return {s.terms, s.rows + 1, s.fixed_rows}; }
@@ -142,20 +221,46 @@ static void widen_most_centred(cd2_state& s)
                 s.most_centred = s.centred[r][k];
 }
 
+static void load_design(cd2_state& s, const double* const* design)
+{
+    for (std::int32_t r = 0; r < s.rows; ++r)
+        for (std::int32_t k = 0; k < s.factors; ++k)
+            put_entry(s, r, k, {scaled_entry(s, design[r][k], k), centred_entry(s, design[r][k], k)});
+    widen_most_centred(s);
+    change_all_rows(s);
+}
+
+/// Gives the changed rows the terms of an evaluation and adds all terms up.
+static double evaluate_changed(const cd2_state& s)
+{
+    for (std::int32_t i = 0; i < s.changed.count; ++i)
+        refresh_row(s, s.changed.rows[i]);
+    double value = constant_part(s);
+    for (std::int32_t i = 0; i < s.rows; ++i)
+        value = add_row(s, value, i, s.terms[i]);
+    return value + s.terms[s.rows][s.rows];
+}
+
 static double cd2_evaluate(run_context* ctx, const double* const* design)
 {
     cd2_state& s = *ctx->cd2;
-    for (std::int32_t r = 0; r < s.rows && design != nullptr; ++r) {
-        for (std::int32_t k = 0; k < s.factors; ++k) {
-            const double z = scaled_entry(s, design[r][k], k);
-            put_entry(s, r, k, {z, centred_entry(s, design[r][k], k)});
-        }
-    }
     if (design != nullptr)
-        widen_most_centred(s);
-    snapshot_keep_all(ctx, s.saved_column_terms, table_of(s));
-    s.value = evaluate_into(s, s.centred, s.columns, s.terms);
+        load_design(s, design);
+    // A changed row takes a whole row of terms, an evaluation of all half a row each, and writes them in order.
+    if (s.changed.count <= s.rows / 4) {
+        snapshot_keep_rows(ctx, s.saved_column_terms, table_of(s), s.changed.count, s.changed.rows);
+        s.value = evaluate_changed(s);
+    } else {
+        snapshot_keep_all(ctx, s.saved_column_terms, table_of(s));
+        s.value = evaluate_into(s, s.centred, s.columns, s.terms);
+    }
+    forget_changed(s.changed);
     return s.value;
+}
+
+static cd2_changed_rows changed_rows_alloc(run_context* ctx, std::int32_t rows)
+{
+    return {int_vector_alloc(ctx, rows + 1), 0, byte_vector_alloc(ctx, rows + 1)};
 }
 
 static void cd2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
@@ -184,6 +289,8 @@ static void cd2_setup(run_context* ctx, const double* const* design, std::uint32
     std::fill_n(s.lines[counted_line], s.rows, 1.0);
     s.saved_column_scaled = double_vector_alloc(ctx, s.free_rows);
     s.saved_column_centred = double_vector_alloc(ctx, s.free_rows);
+    s.changed = changed_rows_alloc(ctx, s.rows);
+    s.saved_changed = changed_rows_alloc(ctx, s.rows);
     cd2_evaluate(ctx, design);
 }
 
@@ -197,10 +304,16 @@ static void cd2_release(run_context* ctx)
     for (double* v : {s.saved_design_terms, s.saved_column_scaled, s.saved_column_centred})
         if (v != nullptr)
             vector_free(ctx, v);
+    for (const cd2_changed_rows& list : {s.changed, s.saved_changed}) {
+        vector_free(ctx, list.rows);
+        vector_free(ctx, list.is_listed);
+    }
     snapshot_release(ctx, s.saved_column_terms);
     const cd2_kernels* kernels = s.kernels;
+    const ordered_sum_kernels* sums = s.sums;
     s = {};
     s.kernels = kernels;
+    s.sums = sums;
 }
 
 /// Sets a summand, in both halves, and returns its change.
@@ -275,6 +388,8 @@ static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t cou
             put_pair_terms(s, a, b, s.lines[0], s.lines[1]);
         }
         exchange_entries(s, a, b, k);
+        change_row(s, k, a);
+        change_row(s, k, b);
     }
     s.value += delta;
     return s.value;
@@ -363,6 +478,14 @@ static std::int32_t cd2_unique_best_swap(run_context* ctx, std::int32_t k, std::
     return best;
 }
 
+/// Multiplies a summand by a ratio and returns its change.
+static double multiply_term(double& term, double ratio)
+{
+    const double before = term;
+    term = before * ratio;
+    return term - before;
+}
+
 /// Sets a summand in the upper half only and returns its change; the lower half keeps the committed one.
 static double set_upper(const cd2_state& s, std::int32_t i, std::int32_t j, double ratio, bool divide)
 {
@@ -372,14 +495,27 @@ static double set_upper(const cd2_state& s, std::int32_t i, std::int32_t j, doub
     return term - before;
 }
 
-static void restore_upper(const cd2_state& s, std::int32_t d)
+/// Copies the pair terms of one row to one half of the table from the other.
+static void copy_row(half to, const cd2_state& s, std::int32_t d)
 {
     for (std::int32_t r = 0; r < s.rows; ++r) {
-        if (r < d)
-            s.terms[r][d] = s.terms[d][r];
-        else if (r > d)
-            s.terms[d][r] = s.terms[r][d];
+        double& upper = r < d ? s.terms[r][d] : s.terms[d][r];
+        double& lower = r < d ? s.terms[d][r] : s.terms[r][d];
+        if (r != d)
+            (to == half::upper ? upper : lower) = to == half::upper ? lower : upper;
     }
+}
+
+/// The same for several rows; from some number on for all, which is then faster.
+static void copy_half(half to, const cd2_state& s, std::int32_t count, const std::int32_t* rows)
+{
+    if (count <= s.rows / 8) {
+        for (std::int32_t t = 0; t < count; ++t)
+            copy_row(to, s, rows[t]);
+        return;
+    }
+    for (std::int32_t begin = 0; begin < s.rows; begin += row_multiple)
+        copy_rows(to, s.terms, begin, std::min(s.rows, begin + row_multiple), s.rows - 1);
 }
 
 static double cd2_try_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
@@ -412,8 +548,8 @@ static double cd2_try_swaps(run_context* ctx, std::int32_t k, std::int32_t count
         const std::int32_t b = rows_b[t];
         if (equal_entries(s.scaled[a][k], s.scaled[b][k]))
             continue;
-        restore_upper(s, a);
-        restore_upper(s, b);
+        copy_row(half::upper, s, a);
+        copy_row(half::upper, s, b);
         exchange_entries(s, a, b, k);
     }
     return s.value + delta;
@@ -438,6 +574,35 @@ static entry* take_entries(run_context* ctx, std::int32_t k, std::int32_t count,
     return taken;
 }
 
+/// Gives the destination rows the taken entries one after the other, and the upper half of the table their pair
+/// terms.
+///   set          (i, j, term) -> change of a diagonal or single term
+///   keep_equal   an entry that the taken one equals stays; else its last bits change, too
+///   returns the change of the value
+template <class Set>
+static double rearrange_upper(const cd2_state& s, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
+                              const entry* taken, Set set, bool keep_equal)
+{
+    double delta = 0.0;
+    const double* ratios = s.lines[0];
+    for (std::int32_t t = 0; t < count; ++t) {
+        const std::int32_t d = rows_dst[t];
+        const entry from = entry_at(s, d, k);
+        const bool is_equal = equal_entries(from.z, taken[t].z);
+        if (!is_equal) {
+            move_own_terms(s, d, from, taken[t], set, delta);
+            s.kernels->pair_ratios(s.rows, from, taken[t], s.columns[k], s.columns[s.factors + k], s.lines[0]);
+            for (std::int32_t r = 0; r < d; ++r)
+                delta += multiply_term(s.terms[r][d], ratios[r]);
+            for (std::int32_t r = d + 1; r < s.rows; ++r)
+                delta += multiply_term(s.terms[d][r], ratios[r]);
+        }
+        if (!is_equal || !keep_equal)
+            put_entry(s, d, k, taken[t]);
+    }
+    return delta;
+}
+
 static double cd2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                               const std::int32_t* rows_src)
 {
@@ -447,20 +612,11 @@ static double cd2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t cou
     const auto set = [&s](std::int32_t i, std::int32_t j, double term) { return set_term(s, i, j, term); };
     snapshot_keep_rows(ctx, s.saved_column_terms, table_of(s), count, rows_dst);
     entry* taken = take_entries(ctx, k, count, rows_src);
-    double delta = 0.0;
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t d = rows_dst[t];
-        const entry from = entry_at(s, d, k);
-        if (!equal_entries(from.z, taken[t].z)) {
-            move_own_terms(s, d, from, taken[t], set, delta);
-            for (std::int32_t r = 0; r < s.rows; ++r)
-                if (r != d)
-                    delta += set_term(s, r, d, s.terms[r][d] * pair_ratio(entry_at(s, r, k), from, taken[t]));
-        }
-        put_entry(s, d, k, taken[t]);
-    }
+    s.value += rearrange_upper(s, k, count, rows_dst, taken, set, false);
+    copy_half(half::lower, s, count, rows_dst);
+    for (std::int32_t t = 0; t < count; ++t)
+        change_row(s, k, rows_dst[t]);
     tracked_free(ctx, taken);
-    s.value += delta;
     return s.value;
 }
 
@@ -472,25 +628,10 @@ static double cd2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count
         return s.value;
     const auto change = [&s](std::int32_t i, std::int32_t j, double term) { return term - s.terms[i][j]; };
     entry* taken = take_entries(ctx, k, count, rows_src);
-    double delta = 0.0;
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t d = rows_dst[t];
-        const entry from = entry_at(s, d, k);
-        if (equal_entries(from.z, taken[t].z))
-            continue;
-        move_own_terms(s, d, from, taken[t], change, delta);
-        for (std::int32_t r = 0; r < s.rows; ++r)
-            if (r != d)
-                delta += set_upper(s, r, d, pair_ratio(entry_at(s, r, k), from, taken[t]), false);
-        put_entry(s, d, k, taken[t]);
-    }
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t source = rows_src[t];
-        if (equal_entries(s.scaled[source][k], taken[t].z))
-            continue;
-        restore_upper(s, source);
-        put_entry(s, source, k, taken[t]);
-    }
+    const double delta = rearrange_upper(s, k, count, rows_dst, taken, change, true);
+    copy_half(half::upper, s, count, rows_dst);
+    for (std::int32_t t = 0; t < count; ++t)
+        put_entry(s, rows_src[t], k, taken[t]);
     tracked_free(ctx, taken);
     return s.value + delta;
 }
@@ -502,6 +643,8 @@ static void cd2_save_column(run_context* ctx, std::int32_t k)
     std::copy_n(s.columns[k] + s.fixed_rows, s.free_rows, s.saved_column_scaled);
     std::copy_n(s.columns[s.factors + k] + s.fixed_rows, s.free_rows, s.saved_column_centred);
     snapshot_take(s.saved_column_terms);
+    s.saved_column = k;
+    copy_changed(s.saved_changed, s.changed);
 }
 
 static void cd2_restore_column(run_context* ctx, std::int32_t k)
@@ -518,6 +661,7 @@ static void cd2_restore_column(run_context* ctx, std::int32_t k)
             put_entry(s, s.fixed_rows + f, k, saved);
     }
     snapshot_restore(s.saved_column_terms, table_of(s));
+    copy_changed(s.changed, s.saved_changed);
 }
 
 static void cd2_save_design(run_context* ctx)
@@ -543,6 +687,7 @@ static void cd2_restore_design(run_context* ctx)
         }
     }
     unpack_table(table_of(s), s.saved_design_terms);
+    change_all_rows(s);
 }
 
 /// Scaled entry in the caller's units.
@@ -596,7 +741,7 @@ static memory_need cd2_memory(double free_rows, double fixed_rows, double factor
 {
     const double rows = free_rows + fixed_rows;
     const double least = 8.0 * rows * rows + 16.0 * rows * factors + 2.0 * least_matrix_bytes(rows, factors, 8.0);
-    return {least, least + 8.0 * rows * rows}; // two snapshots of half the table
+    return {least, least + 10.0 * rows * rows}; // two snapshots of half the table, a journal of a quarter
 }
 
 constexpr criterion_ops cd2_ops{

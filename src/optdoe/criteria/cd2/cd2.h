@@ -9,8 +9,17 @@
 #include "optdoe/criteria/criterion_ops.h"
 #include "optdoe/criteria/symmetric_snapshot.h"
 #include "optdoe/run/run_context.h"
+#include "optdoe/simd/ordered_sum_kernels.h"
 
 #include <cstdint>
+
+/// Rows whose terms exchanges have multiplied by ratios since the last evaluation from scratch. Invariant: the terms
+/// of all other rows, and of their pairs, have the bits that an evaluation gives them.
+struct cd2_changed_rows {
+    std::int32_t* rows; ///< [count] each once, in any order
+    std::int32_t count;
+    std::uint8_t* is_listed; ///< [rows]
+};
 
 /// Memory: one table of (n + 1)^2 doubles, and per snapshot half of one, allocated when it is first needed: for the
 /// column snapshot that is an evaluation or a change of many rows between crit_save_column and crit_restore_column.
@@ -19,6 +28,9 @@ struct cd2_state {
     double** centred; ///< [rows x factors] a = |w (x - 1/2)|
     double** terms;   ///< [(rows + 1) x (rows + 1)] summands of the value, symmetric; index rows: the single sum
     double value;
+    cd2_changed_rows changed;
+    cd2_changed_rows saved_changed; ///< when the column was saved, and rows that other columns have changed since
+    std::int32_t saved_column;
     double most_centred;   ///< greatest centred entry of all designs loaded since the set-up
     double** columns;      ///< [2 factors x rows] scaled, then centred entries as columns, in step with the others
     double** lines;        ///< [3 x (rows + 1)] scratch: new terms of two rows, ones
@@ -29,8 +41,9 @@ struct cd2_state {
     double* saved_column_centred; ///< [free rows]
     double saved_column_value;
     table_snapshot<double> saved_column_terms;
-    const cd2_kernels* kernels; ///< the variant in force
-    const double* weights;      ///< [factors] not owned
+    const cd2_kernels* kernels;      ///< the variant in force
+    const ordered_sum_kernels* sums; ///< likewise
+    const double* weights;           ///< [factors] not owned
     std::int32_t weighted;
     std::int32_t factors;
     std::int32_t active_factors; ///< weights above 1e-15

@@ -40,6 +40,16 @@ struct cd2_kernels {
     ///   terms   out  [n padded]; of the cells up to i some are overwritten, back to the last multiple of 8
     void (*pair_terms)(int n, int factors, int i, const double* const* z, const double* const* a, double scale,
                        double* terms);
+
+    /// The same with the rows before i.
+    ///   terms   out  [n padded]; of the cells from i on some are overwritten, up to the next multiple of 8
+    void (*pair_terms_before)(int n, int factors, int i, const double* const* z, const double* const* a, double scale,
+                              double* terms);
+
+    /// Ratio of the new to the old factor of each row's pair with a row whose entry goes from `from` to `to`.
+    ///   z, a     in   [n padded] the column, scaled and centred
+    ///   ratios   out  [n padded]
+    void (*pair_ratios)(int n, cd2_entry from, cd2_entry to, const double* z, const double* a, double* ratios);
 };
 
 extern const cd2_kernels cd2_kernels_baseline, cd2_kernels_avx2, cd2_kernels_avx512;

@@ -86,29 +86,57 @@ static double estimate(const cd2_exchange& x, const double* counted)
     return sum_of_lanes(change);
 }
 
-static void pair_terms(int n, int factors, int i, const double* const* z, const double* const* a, double scale,
-                       double* terms)
+/// Twice the factors of row i, whose entry is e, with LANES rows before it: the definition names the first row first.
+static inline vec twice_factors_before(cd2_entry e, vec z, vec a) { return a + 2.0 + e.a - magnitude(z - e.z); }
+
+/// Pair terms of row i with rows `begin` to `end`, multiples of LANES.
+template <bool before>
+static inline void pair_terms_of(int begin, int end, int factors, int i, const double* const* z,
+                                 const double* const* a, double scale, double* terms)
 {
+    const auto factor = [](cd2_entry e, vec rows_z, vec rows_a) {
+        return (before ? twice_factors_before(e, rows_z, rows_a) : twice_factors(e, rows_z, rows_a)) * 0.5;
+    };
     constexpr int chains = 4; // products under way: a multiplication takes longer than its turn
     constexpr int step = chains * LANES;
-    int j = (i + 1) / LANES * LANES;
-    for (; j + step <= n; j += step) {
+    int j = begin;
+    for (; j + step <= end; j += step) {
         vec product[chains];
         for (vec& p : product)
             p = vec{} + 1.0;
         for (int k = 0; k < factors; ++k)
             for (int c = 0; c < chains; ++c)
-                product[c] *=
-                    twice_factors({z[k][i], a[k][i]}, load(z[k] + j + c * LANES), load(a[k] + j + c * LANES)) * 0.5;
+                product[c] *= factor({z[k][i], a[k][i]}, load(z[k] + j + c * LANES), load(a[k] + j + c * LANES));
         for (int c = 0; c < chains; ++c)
             store(terms + j + c * LANES, scale * product[c]);
     }
-    for (; j < n; j += LANES) {
+    for (; j < end; j += LANES) {
         vec product = vec{} + 1.0;
         for (int k = 0; k < factors; ++k)
-            product *= twice_factors({z[k][i], a[k][i]}, load(z[k] + j), load(a[k] + j)) * 0.5;
+            product *= factor({z[k][i], a[k][i]}, load(z[k] + j), load(a[k] + j));
         store(terms + j, scale * product);
     }
 }
 
-constexpr cd2_kernels KERNELS{NAME, exchange, estimate, pair_terms};
+static int up_to_whole_vectors(int n) { return (n + LANES - 1) / LANES * LANES; }
+
+static void pair_terms(int n, int factors, int i, const double* const* z, const double* const* a, double scale,
+                       double* terms)
+{
+    pair_terms_of<false>((i + 1) / LANES * LANES, up_to_whole_vectors(n), factors, i, z, a, scale, terms);
+}
+
+static void pair_terms_before(int, int factors, int i, const double* const* z, const double* const* a, double scale,
+                              double* terms)
+{
+    pair_terms_of<true>(0, up_to_whole_vectors(i), factors, i, z, a, scale, terms);
+}
+
+static void pair_ratios(int n, cd2_entry from, cd2_entry to, const double* z, const double* a, double* ratios)
+{
+    for (int r = 0; r < n; r += LANES)
+        store(ratios + r,
+              twice_factors(to, load(z + r), load(a + r)) / twice_factors(from, load(z + r), load(a + r)));
+}
+
+constexpr cd2_kernels KERNELS{NAME, exchange, estimate, pair_terms, pair_terms_before, pair_ratios};
