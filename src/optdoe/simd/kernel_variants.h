@@ -25,10 +25,8 @@ using kernel_variants = std::array<const Kernels*, instruction_set_count>;
 inline bool machine_has(instruction_set set)
 {
     switch (set) {
-#if defined(__x86_64__)
     case instruction_set::avx512: return machine_has_avx2() && machine_has_avx512();
     case instruction_set::avx2: return machine_has_avx2();
-#endif
     default: return set == instruction_set::baseline;
     }
 }
