@@ -1,6 +1,7 @@
 #include "optdoe/numeric/repeated_keys.h"
 
 #include "optdoe/run/wrap32.h"
+#include "optdoe/simd/word_blocks.h"
 #include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
@@ -8,17 +9,13 @@
 #include <cstring>
 #include <utility>
 
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
-
 // A place holds a word, 2 key + (1 when the key has copies), with the first bit inverted: words as signed numbers
 // have the order of the keys, and equal keys have equal words. Partitions look at the words in blocks of 32 places, a
 // bit a place, so that only the exchanges themselves are walked.
 
-constexpr std::int32_t insertion_span = 7;  ///< of the index sort
-constexpr std::uint32_t keys_per_word = 32; ///< of the set: two bits a key
-constexpr std::int32_t block = 32;          ///< places that are compared at once
+constexpr std::int32_t insertion_span = 7;      ///< of the index sort
+constexpr std::uint32_t keys_per_word = 32;     ///< of the set: two bits a key
+constexpr std::int32_t block = words_per_block; ///< places that are compared at once
 
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& s)
 {
@@ -82,73 +79,6 @@ static std::int32_t place_keys(const repeated_keys_scratch& s, std::int32_t coun
 
 static std::int32_t key_of(std::int32_t word) { return wrap_i32((bits_u32(word) ^ 0x80000000u) >> 1); }
 
-#ifdef __SSE2__
-
-/// Bit i of the result: lane i of a block is negative.
-///   lanes_at   (i) -> the four lanes from i on
-template <class Lanes>
-static std::uint32_t signs_of_block(Lanes lanes_at)
-{
-    const auto half = [=](int i) {
-        return bits_u32(_mm_movemask_epi8(_mm_packs_epi16(_mm_packs_epi32(lanes_at(i), lanes_at(i + 4)),
-                                                          _mm_packs_epi32(lanes_at(i + 8), lanes_at(i + 12)))));
-    };
-    return half(0) | half(16) << 16;
-}
-
-static __m128i words_at(const std::int32_t* words)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(words));
-}
-
-/// Bit i: words[i] < a, for a block of words.
-static std::uint32_t below(const std::int32_t* words, std::int32_t a)
-{
-    const __m128i bound = _mm_set1_epi32(a);
-    return signs_of_block([=](int i) { return _mm_cmplt_epi32(words_at(words + i), bound); });
-}
-
-/// Bit i: words[i] > a.
-static std::uint32_t above(const std::int32_t* words, std::int32_t a)
-{
-    const __m128i bound = _mm_set1_epi32(a);
-    return signs_of_block([=](int i) { return _mm_cmpgt_epi32(words_at(words + i), bound); });
-}
-
-/// Bit i: the key of words[i] has copies.
-static std::uint32_t with_copies(const std::int32_t* words)
-{
-    return signs_of_block([=](int i) { return _mm_slli_epi32(words_at(words + i), 31); });
-}
-
-#else
-
-template <class Test>
-static std::uint32_t bits_where(Test test)
-{
-    std::uint32_t bits = 0;
-    for (std::int32_t i = 0; i < block; ++i)
-        bits |= (test(i) ? 1u : 0u) << i;
-    return bits;
-}
-
-static std::uint32_t below(const std::int32_t* words, std::int32_t a)
-{
-    return bits_where([=](std::int32_t i) { return words[i] < a; });
-}
-
-static std::uint32_t above(const std::int32_t* words, std::int32_t a)
-{
-    return bits_where([=](std::int32_t i) { return words[i] > a; });
-}
-
-static std::uint32_t with_copies(const std::int32_t* words)
-{
-    return bits_where([=](std::int32_t i) { return (words[i] & 1) != 0; });
-}
-
-#endif
-
 /// The bits of a block from place `from` on, and up to place `to`.
 static std::uint32_t bits_from(std::int32_t from) { return ~0u << (from % block); }
 static std::uint32_t bits_up_to(std::int32_t to) { return ~0u >> (block - 1 - to % block); }
@@ -158,7 +88,7 @@ template <class Visit>
 static void for_blocks_with_copies(const std::int32_t* words, std::int32_t lo, std::int32_t hi, Visit visit)
 {
     for (std::int32_t base = lo / block * block; base <= hi; base += block) {
-        std::uint32_t bits = with_copies(words + base);
+        std::uint32_t bits = odd_words(words + base);
         if (base < lo)
             bits &= bits_from(lo);
         if (hi - base < block - 1)
@@ -183,7 +113,7 @@ namespace {
 class scan_from_left {
 public:
     scan_from_left(const std::int32_t* words, std::int32_t first, std::int32_t a)
-        : words_(words), a_(a), base_(first / block * block), bits_(~below(words + base_, a) & bits_from(first))
+        : words_(words), a_(a), base_(first / block * block), bits_(~words_below(words + base_, a) & bits_from(first))
     {
     }
     /// The next one; there must be one left.
@@ -191,7 +121,7 @@ public:
     {
         while (bits_ == 0) {
             base_ += block;
-            bits_ = ~below(words_ + base_, a_);
+            bits_ = ~words_below(words_ + base_, a_);
         }
         const std::int32_t place = base_ + std::countr_zero(bits_);
         bits_ &= bits_ - 1;
@@ -209,14 +139,15 @@ private:
 class scan_from_right {
 public:
     scan_from_right(const std::int32_t* words, std::int32_t first, std::int32_t a)
-        : words_(words), a_(a), base_(first / block * block), bits_(~above(words + base_, a) & bits_up_to(first))
+        : words_(words), a_(a), base_(first / block * block),
+          bits_(~words_above(words + base_, a) & bits_up_to(first))
     {
     }
     std::int32_t next()
     {
         while (bits_ == 0) {
             base_ -= block;
-            bits_ = ~above(words_ + base_, a_);
+            bits_ = ~words_above(words_ + base_, a_);
         }
         const std::int32_t bit = block - 1 - std::countl_zero(bits_);
         bits_ ^= 1u << bit;
