@@ -1,11 +1,11 @@
 #include "optdoe/numeric/index_sort.h"
 
+#include "optdoe/numeric/partition.h"
 #include "optdoe/run/tracked_storage.h"
 
 #include <utility>
 
-constexpr std::uint32_t stack_capacity = 50; ///< two entries a pending partition
-constexpr std::uint32_t insertion_span = 7;  ///< shorter partitions are sorted by insertion
+constexpr std::uint32_t stack_capacity = 50; ///< two entries a partition that waits
 
 /// Straight insertion of positions lo+1..hi. The scan may run below lo: what lies there is not greater.
 template <class Key>
@@ -21,8 +21,43 @@ static void insert_in_order(std::uint32_t lo, std::uint32_t hi, const Key* keys,
     }
 }
 
-/// The sequence of comparisons and swaps decides the order of equal keys. A NaN stops both scans, so that they stay
-/// within the partition whatever the keys.
+namespace {
+
+/// The sort's places: each has the key of the index that lies there.
+template <class Key>
+struct indexed_keys {
+    const Key* keys;
+    std::int32_t* index;
+
+    /// Scans one place at a time. A NaN stops them, so that they stay within the partition whatever the keys.
+    struct scans {
+        const Key* keys;
+        const std::int32_t* index;
+        Key pivot;
+
+        std::uint32_t next_right(std::uint32_t i, std::uint32_t) const
+        {
+            do
+                ++i;
+            while (keys[index[i]] < pivot);
+            return i;
+        }
+        std::uint32_t next_left(std::uint32_t j, std::uint32_t) const
+        {
+            do
+                --j;
+            while (keys[index[j]] > pivot);
+            return j;
+        }
+    };
+
+    bool greater(std::uint32_t i, std::uint32_t j) const { return keys[index[i]] > keys[index[j]]; }
+    void exchange(std::uint32_t i, std::uint32_t j) const { std::swap(index[i], index[j]); }
+    scans scans_about(std::uint32_t lo, std::uint32_t) const { return {keys, index, keys[index[lo]]}; }
+};
+
+} // namespace
+
 template <class Key>
 static void indexx(run_context* ctx, std::uint32_t n, const Key* keys, std::int32_t* index)
 {
@@ -33,6 +68,7 @@ static void indexx(run_context* ctx, std::uint32_t n, const Key* keys, std::int3
     for (std::uint32_t j = 0; j < n; ++j)
         index[j] = static_cast<std::int32_t>(j);
 
+    const indexed_keys<Key> places{keys, index};
     for (;;) {
         if (ir - l < insertion_span) {
             insert_in_order(l, ir, keys, index);
@@ -43,44 +79,19 @@ static void indexx(run_context* ctx, std::uint32_t n, const Key* keys, std::int3
             jstack -= 2;
             continue;
         }
-        // Median of the first, middle and last key to position l; l+1 and ir are the sentinels of the scans.
-        std::swap(index[(l + ir) >> 1], index[l + 1]);
-        if (keys[index[l + 1]] > keys[index[ir]])
-            std::swap(index[l + 1], index[ir]);
-        if (keys[index[l]] > keys[index[ir]])
-            std::swap(index[l], index[ir]);
-        if (keys[index[l + 1]] > keys[index[l]])
-            std::swap(index[l + 1], index[l]);
-        const std::int32_t pivot = index[l];
-        const Key a = keys[pivot];
-        std::uint32_t i = l + 1;
-        std::uint32_t j = ir;
-        for (;;) {
-            do
-                ++i;
-            while (keys[index[i]] < a);
-            do
-                --j;
-            while (keys[index[j]] > a);
-            if (j < i)
-                break;
-            std::swap(index[i], index[j]);
-        }
-        index[l] = index[j];
-        index[j] = pivot;
-
+        const auto [left_end, right_begin] = partition(places, l, ir);
         jstack += 2;
         if (jstack > stack_capacity)
             raise_runtime_error(ctx, "NSTACK too small in indexx.");
-        // The larger part waits on the stack, so that the depth stays logarithmic.
-        if (ir - i + 1 >= j - l) {
+        // The longer part waits on the stack, so that the depth stays logarithmic.
+        if (ir - right_begin >= left_end - l) {
             istack[jstack] = static_cast<std::int32_t>(ir);
-            istack[jstack - 1] = static_cast<std::int32_t>(i);
-            ir = j - 1;
+            istack[jstack - 1] = static_cast<std::int32_t>(right_begin);
+            ir = left_end;
         } else {
-            istack[jstack] = static_cast<std::int32_t>(j - 1);
+            istack[jstack] = static_cast<std::int32_t>(left_end);
             istack[jstack - 1] = static_cast<std::int32_t>(l);
-            l = i;
+            l = right_begin;
         }
     }
     index_vector_free(ctx, istack, 1);

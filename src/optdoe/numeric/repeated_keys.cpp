@@ -1,5 +1,6 @@
 #include "optdoe/numeric/repeated_keys.h"
 
+#include "optdoe/numeric/partition.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/simd/word_blocks.h"
 #include "optdoe/vectors/vectors.h"
@@ -13,7 +14,6 @@
 // have the order of the keys, and equal keys have equal words. Partitions look at the words in blocks of 32 places, a
 // bit a place, so that only the exchanges themselves are walked.
 
-constexpr std::int32_t insertion_span = 7;      ///< of the index sort
 constexpr std::uint32_t keys_per_word = 32;     ///< of the set: two bits a key
 constexpr std::int32_t block = words_per_block; ///< places that are compared at once
 
@@ -107,129 +107,84 @@ static std::int32_t count_copies(const std::int32_t* words, std::int32_t lo, std
     return copies;
 }
 
-namespace {
-
-/// The places from `first` on, ascending, whose word is not below a. A block is looked at when the scan gets there.
-class scan_from_left {
-public:
-    scan_from_left(const std::int32_t* words, std::int32_t first, std::int32_t a)
-        : words_(words), a_(a), base_(first / block * block), bits_(~words_below(words + base_, a) & bits_from(first))
-    {
-    }
-    /// The next one; there must be one left.
-    std::int32_t next()
-    {
-        while (bits_ == 0) {
-            base_ += block;
-            bits_ = ~words_below(words_ + base_, a_);
-        }
-        const std::int32_t place = base_ + std::countr_zero(bits_);
-        bits_ &= bits_ - 1;
-        return place;
-    }
-
-private:
-    const std::int32_t* words_;
-    std::int32_t a_;
-    std::int32_t base_;
-    std::uint32_t bits_;
-};
-
-/// The places from `first` on, descending, whose word is not above a.
-class scan_from_right {
-public:
-    scan_from_right(const std::int32_t* words, std::int32_t first, std::int32_t a)
-        : words_(words), a_(a), base_(first / block * block),
-          bits_(~words_above(words + base_, a) & bits_up_to(first))
-    {
-    }
-    std::int32_t next()
-    {
-        while (bits_ == 0) {
-            base_ -= block;
-            bits_ = ~words_above(words_ + base_, a_);
-        }
-        const std::int32_t bit = block - 1 - std::countl_zero(bits_);
-        bits_ ^= 1u << bit;
-        return base_ + bit;
-    }
-
-private:
-    const std::int32_t* words_;
-    std::int32_t a_;
-    std::int32_t base_;
-    std::uint32_t bits_;
-};
-
-/// Bounds of the two parts that a partition leaves: left lo .. left_end, right right_begin .. hi.
-struct parts {
-    std::int32_t left_end;
-    std::int32_t right_begin;
-};
-
-} // namespace
-
 static void swap_places(const repeated_keys_scratch& s, std::int32_t i, std::int32_t j)
 {
     std::swap(s.words[i], s.words[j]);
     std::swap(s.indices[i], s.indices[j]);
 }
 
-/// The index sort's partition of places lo .. hi. Its two scans stop at places with a word that is not below, or not
-/// above, the pivot's; the places lo + 1 and hi end them at the latest. What an exchange has put down is seen by a
-/// scan as it was or as it is, and either way the scans are known to stop there.
-static parts partition(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi)
-{
-    const std::int32_t* words = s.words;
-    swap_places(s, (lo + hi) >> 1, lo + 1);
-    if (words[lo + 1] > words[hi])
-        swap_places(s, lo + 1, hi);
-    if (words[lo] > words[hi])
-        swap_places(s, lo, hi);
-    if (words[lo + 1] > words[lo])
-        swap_places(s, lo + 1, lo);
-    const std::int32_t a = words[lo];
+namespace {
 
-    scan_from_left left(words, lo + 2, a);
-    scan_from_right right(words, hi - 1, a);
-    std::int32_t last_left = lo + 1; // of the last exchange
-    std::int32_t last_right = hi;
-    std::int32_t i = left.next();
-    std::int32_t j = right.next();
-    while (i < j) {
-        swap_places(s, i, j);
-        last_left = i;
-        last_right = j;
-        i = left.next();
-        j = right.next();
+/// The two scans of a partition. Each compares a block when it gets there and remembers its bits. Exchanges change
+/// words whose bits are remembered, but only words at or behind the last exchange of the other scan, and `last` is
+/// the place of that exchange.
+class block_scans {
+public:
+    block_scans(const std::int32_t* words, std::int32_t lo, std::int32_t hi)
+        : words_(words), pivot_(words[lo]), right_base_((lo + 2) / block * block),
+          left_base_((hi - 1) / block * block),
+          right_bits_(~words_below(words + right_base_, pivot_) & bits_from(lo + 2)),
+          left_bits_(~words_above(words + left_base_, pivot_) & bits_up_to(hi - 1))
+    {
     }
-    // Beyond the last exchange both scans run into what was exchanged.
-    i = std::min(i, last_right);
-    j = std::max(j, last_left);
-    if (i == j) { // an exchange with itself; on both sides of it the scans stop at once
-        ++i;
-        --j;
+    std::int32_t next_right(std::int32_t, std::int32_t last)
+    {
+        while (right_bits_ == 0) {
+            right_base_ += block;
+            right_bits_ = ~words_below(words_ + right_base_, pivot_);
+        }
+        const std::int32_t place = right_base_ + std::countr_zero(right_bits_);
+        right_bits_ &= right_bits_ - 1;
+        return std::min(place, last);
     }
-    swap_places(s, lo, j);
-    return {j - 1, i};
-}
+    std::int32_t next_left(std::int32_t, std::int32_t last)
+    {
+        while (left_bits_ == 0) {
+            left_base_ -= block;
+            left_bits_ = ~words_above(words_ + left_base_, pivot_);
+        }
+        const std::int32_t bit = block - 1 - std::countl_zero(left_bits_);
+        left_bits_ ^= 1u << bit;
+        return std::max(left_base_ + bit, last);
+    }
+
+private:
+    const std::int32_t* words_;
+    std::int32_t pivot_;
+    std::int32_t right_base_; ///< first place of the block that the scan to the right is in
+    std::int32_t left_base_;
+    std::uint32_t right_bits_; ///< its places that the scan has still to stop at
+    std::uint32_t left_bits_;
+};
+
+/// The places as the partition sees them.
+struct word_places {
+    const repeated_keys_scratch& scratch;
+
+    bool greater(std::int32_t i, std::int32_t j) const { return scratch.words[i] > scratch.words[j]; }
+    void exchange(std::int32_t i, std::int32_t j) const { swap_places(scratch, i, j); }
+    block_scans scans_about(std::int32_t lo, std::int32_t hi) const { return {scratch.words, lo, hi}; }
+};
+
+} // namespace
 
 /// Follows the sort of places lo .. hi as long as copies of one key can lie apart.
 ///   copies   places among them whose key has copies, at most
 static void follow_sort(const repeated_keys_scratch& s, std::int32_t lo, std::int32_t hi, std::int32_t copies)
 {
+    const word_places places{s};
     while (hi - lo >= insertion_span && copies > 1) {
-        const parts both = partition(s, lo, hi);
+        const auto [left_end, right_begin] = partition(places, lo, hi);
         // The shorter part is counted, and followed by recursion, so that the depth stays logarithmic.
-        if (both.left_end - lo < hi - both.right_begin) {
-            const std::int32_t shorter = count_copies(s.words, lo, both.left_end);
-            follow_sort(s, lo, both.left_end, shorter);
-            lo = both.right_begin;
+        if (left_end - lo < hi - right_begin) {
+            const std::int32_t shorter = count_copies(s.words, lo, left_end);
+            follow_sort(s, lo, left_end, shorter);
+            lo = right_begin;
             copies -= shorter;
         } else {
-            const std::int32_t shorter = count_copies(s.words, both.right_begin, hi);
-            follow_sort(s, both.right_begin, hi, shorter);
-            hi = both.left_end;
+            const std::int32_t shorter = count_copies(s.words, right_begin, hi);
+            follow_sort(s, right_begin, hi, shorter);
+            hi = left_end;
             copies -= shorter;
         }
     }
