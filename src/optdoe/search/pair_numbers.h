@@ -3,16 +3,17 @@
 
 #include <cstdint>
 
-/// Pair number p. A number from a count of pairs that wrapped may be of no pair; then is_pair is false.
 struct item_pair {
     std::int32_t first;
     std::int32_t second;
 };
+
+/// Pair number p. A number from a count of pairs that wrapped may be of no pair; then is_pair is false.
 item_pair pair_of_number(std::int32_t p, std::int32_t m);
 
 /// The pairs of `count` numbers, several at a time; same results as one by one.
 ///   numbers         in    [count]
-///   first, second   out   [count]
+///   first, second   out   [count]; they overlap neither each other nor the numbers
 void pairs_of_numbers(std::int32_t count, const std::int32_t* numbers, std::int32_t m, std::int32_t* first,
                       std::int32_t* second);
 
