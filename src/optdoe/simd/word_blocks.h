@@ -41,10 +41,10 @@ inline std::uint32_t odd_words_plain(const std::int32_t* words)
 
 #ifdef __SSE2__
 
-/// Bit i: lane i of a block is negative.
+/// Bit i: lane i of a block is negative. Inlined whatever the compiler's estimate says: 0.5 % of a run of 20 x 5.
 ///   lanes_at   (i) -> the four lanes from i on
 template <class Lanes>
-std::uint32_t signs_of_block(Lanes lanes_at)
+[[gnu::always_inline]] inline std::uint32_t signs_of_block(Lanes lanes_at)
 {
     const auto half = [=](int i) {
         return bits_u32(_mm_movemask_epi8(_mm_packs_epi16(_mm_packs_epi32(lanes_at(i), lanes_at(i + 4)),
