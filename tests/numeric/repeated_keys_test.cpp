@@ -70,16 +70,16 @@ TEST(repeatedkeys, of_sorted_reversed_and_equal_keys)
     repeated_keys_release(run.ctx(), scratch);
 }
 
-TEST(repeatedkeys, that_may_count_include_all_that_do_and_those_that_are_sure_count)
+TEST(repeatedkeys, that_may_count_include_all_that_do_and_those_that_are_certain_count)
 {
     test_run run;
     repeated_keys_scratch scratch{};
     random_stream random{9};
-    int open = 0;
-    int sure_of_all = 0;
+    int uncertain = 0;
+    int certain_of_all = 0;
     for (int round = 0; round < 40000; ++round) {
-        const int count = 1 + random.below(round % 10 == 0 ? most_open_draws : 100);
-        const int bound = 1 + random.below(round % 3 == 0 ? 2 * count : round % 3 == 1 ? most_open_keys : 40);
+        const int count = 1 + random.below(round % 10 == 0 ? most_undecided_keys : 100);
+        const int bound = 1 + random.below(round % 3 == 0 ? 2 * count : round % 3 == 1 ? undecided_key_bound : 40);
         const int wanted = 1 + random.below(round % 4 == 0 ? count + 3 : count / 2 + 1);
         std::vector<std::int32_t> keys(static_cast<std::size_t>(count));
         for (std::int32_t& key : keys)
@@ -93,9 +93,9 @@ TEST(repeatedkeys, that_may_count_include_all_that_do_and_those_that_are_sure_co
                 counting.push_back(keys[i]);
 
         std::vector<std::int32_t> possible(keys.size(), -1);
-        std::vector<std::uint8_t> sure(keys.size(), 9);
+        std::vector<std::uint8_t> certain(keys.size(), 9);
         const std::int32_t found =
-            list_possible_keys(run.ctx(), scratch, count, keys.data(), wanted, possible.data(), sure.data());
+            list_possible_keys(run.ctx(), scratch, count, keys.data(), wanted, possible.data(), certain.data());
         ASSERT_LE(found, count);
         ASSERT_GE(found, static_cast<int>(counting.size()));
         possible.resize(static_cast<std::size_t>(found));
@@ -105,23 +105,23 @@ TEST(repeatedkeys, that_may_count_include_all_that_do_and_those_that_are_sure_co
                 by_first_copy.push_back(key);
         by_first_copy.resize(possible.size());
         ASSERT_EQ(possible, by_first_copy);
-        int surely = 0;
+        int certain_keys = 0;
         for (std::size_t t = 0; t < possible.size(); ++t) {
-            ASSERT_LE(sure[t], 1);
-            surely += sure[t];
-            if (sure[t] == 0)
+            ASSERT_LE(certain[t], 1);
+            certain_keys += certain[t];
+            if (certain[t] == 0)
                 continue;
             ASSERT_NE(std::find(counting.begin(), counting.end(), possible[t]), counting.end())
-                << "round " << round << ": " << possible[t] << " is not sure";
+                << "round " << round << ": " << possible[t] << " is not certain";
         }
         for (const std::int32_t key : counting)
             ASSERT_NE(std::find(possible.begin(), possible.end(), key), possible.end())
                 << "round " << round << ": " << key << " is possible";
-        sure_of_all += surely == found;
-        open += surely < found;
+        certain_of_all += certain_keys == found;
+        uncertain += certain_keys < found;
     }
-    EXPECT_GT(open, 5000);
-    EXPECT_GT(sure_of_all, 5000);
+    EXPECT_GT(uncertain, 5000);
+    EXPECT_GT(certain_of_all, 5000);
     repeated_keys_release(run.ctx(), scratch);
     EXPECT_EQ(run.live_blocks(), 0);
 }

@@ -73,7 +73,6 @@ TEST(candidatesampling, all_group_pairs_in_lexicographic_order_without_a_draw)
     EXPECT_EQ(candidates(run.ctx(), 10), all_pairs(5));
     EXPECT_EQ(sample_group_pairs(run.ctx(), 0, 1000), 10);
     EXPECT_EQ(draws_since(run.ctx(), before), 0);
-    EXPECT_EQ(run->search->pairs_per_candidate, 4);
 }
 
 TEST(candidatesampling, one_group_has_no_pairs)
@@ -130,7 +129,6 @@ TEST(candidatesampling, all_element_pairs_of_each_group_in_rank_order_without_a_
     EXPECT_EQ(sample_element_pairs(run.ctx(), 0, 18), 18);
     EXPECT_EQ(candidates(run.ctx(), 18), expected);
     EXPECT_EQ(draws_since(run.ctx(), before), 0);
-    EXPECT_EQ(run->search->pairs_per_candidate, 1);
 }
 
 TEST(candidatesampling, pairs_of_one_level_are_left_out)
@@ -311,7 +309,6 @@ TEST(candidatesampling, balanced_pairs_are_drawn_by_group_pair_of_levels_and_row
             const int found = sample_element_pairs(run.ctx(), 0, asked);
             EXPECT_EQ(candidates(run.ctx(), found), expected) << n << ' ' << groups << ' ' << asked;
             EXPECT_EQ(draws_since(run.ctx(), before), std::max(2 * asked, 50));
-            EXPECT_EQ(run->search->pairs_per_candidate, 1);
         }
 }
 
@@ -350,69 +347,73 @@ TEST(candidatesampling, shuffling_nothing_draws_nothing)
     EXPECT_EQ(draws_since(run.ctx(), before), 0);
 }
 
-TEST(candidatesampling, an_open_sample_is_the_same_sample_once_it_is_decided)
+TEST(candidatesampling, an_undecided_sample_is_the_same_sample_once_it_is_decided)
 {
     random_stream random{4};
-    int opened = 0;
+    int undecided = 0;
     for (int round = 0; round < 600; ++round) {
         const int n = 3 + random.below(126);
         search_run run(random_levels(n, 1, random), no_criterion, all_candidates);
-        const int asked = 1 + random.below(std::min(run->search->max_candidates, most_open_draws / 2));
+        const int asked = 1 + random.below(std::min(run->search->max_candidates, most_undecided_keys / 2));
         *run->rng = {0x330E, static_cast<std::uint16_t>(random.below(65536)), 7};
-        test_run twin;
         const rng_state before = *run->rng;
         const int decided = sample_element_pairs(run.ctx(), 0, asked);
         const pair_list expected = candidates(run.ctx(), decided);
         const int draws = draws_since(run.ctx(), before);
 
         *run->rng = before;
-        const int possible = sample_possible_pairs(run.ctx(), 0, asked);
-        if (possible == 0) {
+        undecided_sample sample;
+        if (!sample_undecided_pairs(run.ctx(), 0, asked, sample)) {
             EXPECT_EQ(draws_since(run.ctx(), before), 0) << "nothing is drawn for no sample";
             EXPECT_GE(asked, n * (n - 1) / 2) << "only a complete list needs no sample";
             continue;
         }
-        ++opened;
+        ++undecided;
         EXPECT_EQ(draws_since(run.ctx(), before), draws);
-        const open_sample& open = run->search->open;
-        pair_list sure;
+        pair_list certain;
         pair_list all;
-        for (int t = 0; t < possible; ++t) {
-            all.emplace_back(open.first[t], open.second[t]);
-            if (open.sure[t] != 0)
-                sure.push_back(all.back());
+        for (int t = 0; t < sample.possible_count; ++t) {
+            all.emplace_back(sample.first[t], sample.second[t]);
+            if (sample.certain[t] != 0)
+                certain.push_back(all.back());
         }
         for (const auto& candidate : expected)
             EXPECT_NE(std::find(all.begin(), all.end(), candidate), all.end());
-        for (const auto& candidate : sure)
+        for (const auto& candidate : certain)
             EXPECT_NE(std::find(expected.begin(), expected.end(), candidate), expected.end());
-        ASSERT_EQ(decide_sample(run.ctx()), decided);
+        // Other samples in between are other samples: this one is a value of its own.
+        sample_element_pairs(run.ctx(), 0, asked);
+        const rng_state drawn = *run->rng;
+        ASSERT_EQ(decide_sample(run.ctx(), sample), decided);
         EXPECT_EQ(candidates(run.ctx(), decided), expected);
-        EXPECT_EQ(draws_since(run.ctx(), before), draws);
+        EXPECT_EQ(draws_since(run.ctx(), drawn), 0);
     }
-    EXPECT_GT(opened, 400);
+    EXPECT_GT(undecided, 400);
 }
 
-TEST(candidatesampling, no_sample_is_left_open_where_a_draw_may_be_no_candidate)
+TEST(candidatesampling, no_sample_is_left_undecided_where_a_draw_may_be_no_candidate)
 {
     random_stream random{4};
-    const auto possible = [](search_run& run) { return sample_possible_pairs(run.ctx(), 0, 5); };
+    const auto undecided = [](search_run& run, int count = 5) {
+        undecided_sample sample;
+        return sample_undecided_pairs(run.ctx(), 0, count, sample);
+    };
     search_run large(random_levels(129, 1, random), no_criterion, all_candidates);
-    EXPECT_EQ(possible(large), 0) << "many numbers";
+    EXPECT_FALSE(undecided(large)) << "many numbers";
     search_run grouped(random_levels(20, 1, random), no_criterion, [](run_settings& s) {
         all_candidates(s);
         s.factor_counts[0] = 5;
     });
-    EXPECT_EQ(possible(grouped), 0) << "groups";
+    EXPECT_FALSE(undecided(grouped)) << "groups";
     search_run repeated(table(1, {3, 1, 4, 1, 3, 2, 5, 6, 7, 8, 9, 10}), no_criterion, all_candidates);
-    EXPECT_EQ(possible(repeated), 0) << "levels repeat";
+    EXPECT_FALSE(undecided(repeated)) << "levels repeat";
     search_run small(random_levels(20, 1, random), no_criterion, all_candidates);
-    EXPECT_GT(possible(small), 0);
+    EXPECT_TRUE(undecided(small));
     small->search->symmetric_design = 1;
-    EXPECT_EQ(possible(small), 0) << "a symmetric design";
+    EXPECT_FALSE(undecided(small)) << "a symmetric design";
     small->search->symmetric_design = 0;
-    EXPECT_EQ(sample_possible_pairs(small.ctx(), 0, 0), 0);
-    EXPECT_EQ(sample_possible_pairs(small.ctx(), 0, 128), 0) << "too many draws";
+    EXPECT_FALSE(undecided(small, 0));
+    EXPECT_FALSE(undecided(small, 128)) << "too many draws";
 }
 
 TEST(candidatesampling, pairs_of_tens_of_thousands_of_rows_are_decoded)

@@ -215,10 +215,10 @@ void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::i
 
 std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
                                 const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
-                                std::uint8_t* sure)
+                                std::uint8_t* certain)
 {
-    constexpr std::size_t bytes = most_open_keys * sizeof(std::uint16_t);
-    if (scratch.last == nullptr || scratch.stamp > UINT16_MAX - most_open_draws) {
+    constexpr std::size_t bytes = undecided_key_bound * sizeof(std::uint16_t);
+    if (scratch.last == nullptr || scratch.stamp > UINT16_MAX - most_undecided_keys) {
         if (scratch.last == nullptr)
             scratch.last = reinterpret_cast<std::uint16_t*>(aligned_alloc_doubles(ctx, bytes / sizeof(double)));
         std::memset(scratch.last, 0, bytes);
@@ -227,7 +227,7 @@ std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch
     // The stamp of index i is before + 1 + i: a key that has none of this call is new.
     std::uint16_t* last = scratch.last;
     const std::int32_t before = scratch.stamp;
-    bool is_first[most_open_draws];
+    bool is_first[most_undecided_keys];
     for (std::int32_t i = 0; i < count; ++i) {
         is_first[i] = last[keys[i]] <= before;
         last[keys[i]] = static_cast<std::uint16_t>(before + 1 + i);
@@ -235,7 +235,7 @@ std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch
     scratch.stamp = static_cast<std::uint16_t>(before + count);
 
     // Behind i keys, at least those whose last copy was seen have been taken, at most those of which any was.
-    std::int32_t last_of[most_open_draws];
+    std::int32_t last_of[most_undecided_keys];
     std::int32_t seen = 0;
     std::int32_t complete = 0;
     std::int32_t safe = 0; // up to here no more keys than wanted were seen
@@ -248,6 +248,6 @@ std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch
         safe = seen <= wanted ? i : safe;
     }
     for (std::int32_t t = 0; t < seen; ++t)
-        sure[t] = last_of[t] <= safe;
+        certain[t] = last_of[t] <= safe;
     return seen;
 }

@@ -16,7 +16,7 @@ struct repeated_keys_scratch {
     std::int32_t* indices; ///< [capacity] index of the key at each place
     std::int32_t bound;    ///< keys that the set has room for
     std::uint64_t* set;    ///< two bits a key: it is there, it has copies; all zero between calls
-    std::uint16_t* last;   ///< [most_open_keys] stamp of the key's last copy
+    std::uint16_t* last;   ///< [undecided_key_bound] stamp of the key's last copy
     std::uint16_t stamp;   ///< no key of the next call has a higher one yet
 };
 
@@ -28,20 +28,20 @@ struct repeated_keys_scratch {
 void mark_repeated_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count, std::int32_t bound,
                         const std::int32_t* keys, std::uint8_t* repeated);
 
-inline constexpr std::int32_t most_open_draws = 252; ///< keys that list_possible_keys takes
-inline constexpr std::int32_t most_open_keys = 8192; ///< and their bound, so that it stays in the nearest cache
+inline constexpr std::int32_t most_undecided_keys = 252;  ///< keys that list_possible_keys takes
+inline constexpr std::int32_t undecided_key_bound = 8192; ///< and their bound, so that it stays in the nearest cache
 
 /// What can be said about the first `wanted` of the copies that mark_repeated_keys leaves, in the given order,
 /// without knowing which ones it leaves.
-///   count      at most most_open_draws
-///   keys       in    [count] in 0 .. most_open_keys-1
+///   count      at most most_undecided_keys
+///   keys       in    [count] in 0 .. undecided_key_bound-1
 ///   wanted     at least 1
 ///   possible   out   [count] the keys that may be among them, each once, in the order of their first copies
-///   sure       out   [count] 1: the key is among them whichever of its copies is left
+///   certain    out   [count] 1: the key is among them whichever of its copies is left
 ///   returns the number of possible keys
 std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch, std::int32_t count,
                                 const std::int32_t* keys, std::int32_t wanted, std::int32_t* possible,
-                                std::uint8_t* sure);
+                                std::uint8_t* certain);
 
 /// Frees the scratch; it may be unused.
 void repeated_keys_release(run_context* ctx, repeated_keys_scratch& scratch);

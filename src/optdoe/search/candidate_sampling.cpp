@@ -23,27 +23,27 @@ static bool add_candidate(search_state& s, std::int32_t& taken, std::int32_t fir
     return true;
 }
 
-/// Makes room for draws in the scratch of the search.
-static void reserve_draws(run_context* ctx, search_state& s, std::int32_t count)
+void sampling_release(run_context* ctx)
 {
-    if (count <= s.draw_capacity)
-        return;
-    release_draws(ctx);
-    s.draws = int_vector_alloc(ctx, count);
-    s.repeated = byte_vector_alloc(ctx, count);
-    s.draw_capacity = count;
+    sampling_scratch& scratch = ctx->search->sampling;
+    if (scratch.draws != nullptr)
+        vector_free(ctx, scratch.draws);
+    if (scratch.repeated != nullptr)
+        vector_free(ctx, scratch.repeated);
+    repeated_keys_release(ctx, scratch.repeated_keys);
+    scratch = {};
 }
 
-void release_draws(run_context* ctx)
+/// Makes room for so many draws.
+static void reserve_draws(run_context* ctx, std::int32_t count)
 {
-    search_state& s = *ctx->search;
-    if (s.draws != nullptr)
-        vector_free(ctx, s.draws);
-    if (s.repeated != nullptr)
-        vector_free(ctx, s.repeated);
-    s.draws = nullptr;
-    s.repeated = nullptr;
-    s.draw_capacity = 0;
+    sampling_scratch& scratch = ctx->search->sampling;
+    if (count <= scratch.capacity)
+        return;
+    sampling_release(ctx);
+    scratch.draws = int_vector_alloc(ctx, count);
+    scratch.repeated = byte_vector_alloc(ctx, count);
+    scratch.capacity = count;
 }
 
 namespace {
@@ -60,22 +60,26 @@ struct numbered_pairs {
 } // namespace
 
 /// Offers each distinct one of the draws, in the order drawn, until `wanted` candidates are taken.
-///   decode    (numbered_pairs&) fills the pairs in
-///   accepts   (first, second) -> whether the pair is a candidate
+///   draws      in    [draw_count] in 0 .. bound-1
+///   repeated   out   [draw_count]
+///   decode     (numbered_pairs&) writes the pairs of the numbers
+///   accepts    (first, second) -> whether the pair is a candidate
+///   returns the number of candidates
 template <class Decode, class Accepts>
-static std::int32_t take_pairs(run_context* ctx, std::int32_t draw_count, std::int32_t bound, std::int32_t wanted,
-                               Decode decode, Accepts accepts)
+static std::int32_t take_pairs(run_context* ctx, std::int32_t draw_count, const std::int32_t* draws,
+                               std::uint8_t* repeated, std::int32_t bound, std::int32_t wanted, Decode decode,
+                               Accepts accepts)
 {
     search_state& s = *ctx->search;
-    mark_repeated_keys(ctx, s.repeated_keys, draw_count, bound, s.draws, s.repeated);
+    mark_repeated_keys(ctx, s.sampling.repeated_keys, draw_count, bound, draws, repeated);
     std::int32_t taken = 0;
     std::int32_t i = 0;
     numbered_pairs some;
     while (i < draw_count && taken < wanted) {
         const std::int32_t asked = std::min(wanted - taken, numbered_pairs::capacity);
         for (some.count = 0; i < draw_count && some.count < asked; ++i) {
-            some.numbers[some.count] = s.draws[i];
-            some.count += s.repeated[i] == 0;
+            some.numbers[some.count] = draws[i];
+            some.count += repeated[i] == 0;
         }
         decode(some);
         for (std::int32_t c = 0; c < some.count; ++c)
@@ -93,16 +97,16 @@ static std::int32_t sample_pairs(run_context* ctx, std::int32_t draw_count, std:
 {
     if (draw_count < 1)
         return 0;
-    reserve_draws(ctx, *ctx->search, draw_count);
-    draw(draw_count, ctx->search->draws);
-    return take_pairs(ctx, draw_count, bound, wanted, decode, accepts);
+    reserve_draws(ctx, draw_count);
+    const sampling_scratch& scratch = ctx->search->sampling;
+    draw(draw_count, scratch.draws);
+    return take_pairs(ctx, draw_count, scratch.draws, scratch.repeated, bound, wanted, decode, accepts);
 }
 
 std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
 {
     search_state& s = *ctx->search;
     const std::int32_t groups = ctx->groups->group_count[factor];
-    s.pairs_per_candidate = ctx->groups->rows_per_group[factor];
     const std::int32_t total = wrap_mul(groups, groups - 1) / 2;
     const std::int32_t wanted = std::min(total, count);
     if (wanted < 1)
@@ -170,18 +174,79 @@ static std::int32_t sample_balanced_pairs(run_context* ctx, std::int32_t factor,
     return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), total, wanted, draw, decode, accepts);
 }
 
+namespace {
+
+/// The element pairs of a factor that is not balanced.
+struct element_pairs {
+    std::int32_t factor;
+    std::int32_t groups;
+    std::int32_t rows;           ///< of a group
+    std::int32_t pairs_of_group; ///< numbers of its pairs of ranks
+    std::int32_t middle;         ///< rank that is second in no candidate; -1: there is none
+    bool levels_differ;          ///< every rank has a level of its own
+    std::int32_t* const* level;  ///< [rank][factor]
+
+    bool of_two_levels(std::int32_t first, std::int32_t second) const
+    {
+        return levels_differ || level[first][factor] != level[second][factor];
+    }
+};
+
+} // namespace
+
+static std::int32_t sample_ranks_of_one_group(run_context* ctx, const element_pairs& pairs, std::int32_t draw_count,
+                                              std::int32_t wanted)
+{
+    const std::int32_t total = pairs.pairs_of_group;
+    const std::int32_t rows = pairs.rows;
+    const auto draw = [=](std::int32_t draws, std::int32_t* out) { rng_below(ctx, total, draws, out); };
+    const auto decode = [=](numbered_pairs& some) {
+        pairs_of_numbers(some.count, some.numbers, rows, some.first, some.second);
+    };
+    return sample_pairs(ctx, draw_count, total, wanted, draw, decode, [&](std::int32_t first, std::int32_t second) {
+        return is_pair(first, second, rows) && second != pairs.middle && pairs.of_two_levels(first, second);
+    });
+}
+
+/// Two draws a number: the group, then the pair of its ranks.
+static std::int32_t sample_ranks_of_groups(run_context* ctx, const element_pairs& pairs, std::int32_t draw_count,
+                                           std::int32_t wanted)
+{
+    const auto draw = [&](std::int32_t draws, std::int32_t* out) {
+        for (std::int32_t i = 0; i < draws; ++i) {
+            std::int32_t group = 0;
+            rng_below(ctx, pairs.groups, 1, &group);
+            rng_below(ctx, pairs.pairs_of_group, 1, &out[i]);
+            out[i] = wrap_add(out[i], wrap_mul(group, pairs.pairs_of_group));
+        }
+    };
+    const auto decode = [&](numbered_pairs& some) {
+        for (std::int32_t c = 0; c < some.count; ++c) {
+            const std::int32_t group = some.numbers[c] / pairs.pairs_of_group;
+            const item_pair ranks = pair_of_number(some.numbers[c] - group * pairs.pairs_of_group, pairs.rows);
+            const bool found = some.numbers[c] >= 0 && is_pair(ranks.first, ranks.second, pairs.rows) &&
+                               ranks.second != pairs.middle;
+            some.first[c] = found ? group * pairs.rows + ranks.first : -1;
+            some.second[c] = found ? group * pairs.rows + ranks.second : -1;
+        }
+    };
+    const std::int32_t total = wrap_mul(pairs.groups, pairs.pairs_of_group);
+    return sample_pairs(ctx, draw_count, total, wanted, draw, decode, [&](std::int32_t first, std::int32_t second) {
+        return first >= 0 && pairs.of_two_levels(first, second);
+    });
+}
+
 std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
 {
-    search_state& s = *ctx->search;
+    const std::int32_t n = ctx->rows->n;
     const std::int32_t groups = ctx->groups->group_count[factor];
     const std::int32_t rows = ctx->groups->rows_per_group[factor];
     const std::int32_t levels = ctx->levels->level_count[factor];
     const bool balanced = ctx->levels->balanced[factor] != 0;
-    const bool symmetric = s.symmetric_design != 0;
-    s.pairs_per_candidate = 1;
+    const bool symmetric = ctx->search->symmetric_design != 0;
 
     const std::int32_t half = rows / 2;
-    const std::int32_t repeats = balanced ? ctx->rows->n / levels : 1;
+    const std::int32_t repeats = balanced ? n / levels : 1;
     const std::int32_t pairs_of_group =
         symmetric ? wrap_mul(half, wrap_mul(2, rows) - half - 1) / 2 : wrap_mul(rows, rows - repeats) / 2;
     const std::int32_t total = wrap_mul(groups, pairs_of_group);
@@ -194,83 +259,52 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     if (balanced)
         return sample_balanced_pairs(ctx, factor, total, wanted);
 
-    const auto draw = [=](std::int32_t draws, std::int32_t* out) {
-        if (groups < 2)
-            return rng_below(ctx, pairs_of_group, draws, out);
-        for (std::int32_t i = 0; i < draws; ++i) {
-            std::int32_t group = 0;
-            rng_below(ctx, groups, 1, &group);
-            rng_below(ctx, pairs_of_group, 1, &out[i]);
-            out[i] = wrap_add(out[i], wrap_mul(group, pairs_of_group));
-        }
-    };
-    const std::int32_t draws = trunc_i32(2.0 * ctx->rows->n / levels * wanted);
     const std::int32_t middle = symmetric && rows % 2 != 0 ? half : -1;
-    std::int32_t** level = ctx->levels->level_index;
-    const bool levels_differ = levels == ctx->rows->n; // all of them: no need to look
-    if (groups < 2) {
-        const auto decode = [=](numbered_pairs& some) {
-            pairs_of_numbers(some.count, some.numbers, rows, some.first, some.second);
-        };
-        return sample_pairs(ctx, draws, total, wanted, draw, decode, [=](std::int32_t first, std::int32_t second) {
-            return is_pair(first, second, rows) && second != middle &&
-                   (levels_differ || level[first][factor] != level[second][factor]);
-        });
-    }
-    const auto decode = [=](numbered_pairs& some) {
-        for (std::int32_t c = 0; c < some.count; ++c) {
-            const std::int32_t group = some.numbers[c] / pairs_of_group;
-            const item_pair positions = pair_of_number(some.numbers[c] - group * pairs_of_group, rows);
-            const bool found = some.numbers[c] >= 0 && is_pair(positions.first, positions.second, rows) &&
-                               positions.second != middle;
-            some.first[c] = found ? group * rows + positions.first : -1;
-            some.second[c] = found ? group * rows + positions.second : -1;
-        }
-    };
-    return sample_pairs(ctx, draws, total, wanted, draw, decode, [=](std::int32_t first, std::int32_t second) {
-        return first >= 0 && (levels_differ || level[first][factor] != level[second][factor]);
-    });
+    const element_pairs pairs{factor, groups, rows, pairs_of_group, middle, levels == n, ctx->levels->level_index};
+    const std::int32_t draw_count = trunc_i32(2.0 * n / levels * wanted);
+    return groups < 2 ? sample_ranks_of_one_group(ctx, pairs, draw_count, wanted)
+                      : sample_ranks_of_groups(ctx, pairs, draw_count, wanted);
 }
 
-std::int32_t sample_possible_pairs(run_context* ctx, std::int32_t factor, std::int32_t count)
+static std::int32_t number_of_pairs(std::int32_t items) { return items * (items - 1) / 2; }
+
+bool sample_undecided_pairs(run_context* ctx, std::int32_t factor, std::int32_t count, undecided_sample& sample)
 {
     search_state& s = *ctx->search;
     const std::int32_t n = ctx->rows->n;
     const bool one_group = ctx->groups->group_count[factor] < 2 && ctx->groups->rows_per_group[factor] == n;
     const bool levels_differ = ctx->levels->level_count[factor] == n && ctx->levels->balanced[factor] == 0;
-    constexpr std::int32_t most_items = 128; // their pairs are fewer than most_open_keys
-    static_assert(most_items * (most_items - 1) / 2 <= most_open_keys);
+    constexpr std::int32_t most_items = 128;
+    static_assert(most_items * (most_items - 1) / 2 <= undecided_key_bound);
     if (!one_group || !levels_differ || s.symmetric_design != 0 || n > most_items)
-        return 0;
-    open_sample& open = s.open;
-    open.items = n;
-    open.bound = n * (n - 1) / 2;
-    if (count < 1 || count >= open.bound || count > s.max_candidates || 2 * count > most_open_draws)
-        return 0;
-    open.wanted = count;
-    open.draw_count = 2 * count;
-    s.pairs_per_candidate = 1;
-    reserve_draws(ctx, s, open.draw_count);
-    rng_below(ctx, open.bound, open.draw_count, s.draws);
-    std::int32_t numbers[most_open_draws];
-    const std::int32_t possible =
-        list_possible_keys(ctx, s.repeated_keys, open.draw_count, s.draws, open.wanted, numbers, open.sure);
+        return false;
+    const std::int32_t total = number_of_pairs(n);
+    if (count < 1 || count >= total || count > s.max_candidates || 2 * count > most_undecided_keys)
+        return false;
+    sample.items = n;
+    sample.wanted = count;
+    sample.draw_count = 2 * count;
+    rng_below(ctx, total, sample.draw_count, sample.draws);
+    std::int32_t numbers[most_undecided_keys];
+    sample.possible_count = list_possible_keys(ctx, s.sampling.repeated_keys, sample.draw_count, sample.draws, count,
+                                               numbers, sample.certain);
     // Whole fours are decoded faster.
-    const std::int32_t whole = (possible + 3) / 4 * 4;
-    std::fill(numbers + possible, numbers + whole, 0);
-    pairs_of_numbers(whole, numbers, n, open.first, open.second);
-    return possible;
+    const std::int32_t whole = (sample.possible_count + 3) / 4 * 4;
+    std::fill(numbers + sample.possible_count, numbers + whole, 0);
+    pairs_of_numbers(whole, numbers, n, sample.first, sample.second);
+    return true;
 }
 
-std::int32_t decide_sample(run_context* ctx)
+std::int32_t decide_sample(run_context* ctx, const undecided_sample& sample)
 {
-    const open_sample& open = ctx->search->open;
-    const std::int32_t items = open.items;
+    const std::int32_t items = sample.items;
     const auto decode = [=](numbered_pairs& some) {
         pairs_of_numbers(some.count, some.numbers, items, some.first, some.second);
     };
     const auto accepts = [](std::int32_t, std::int32_t) { return true; };
-    return take_pairs(ctx, open.draw_count, open.bound, open.wanted, decode, accepts);
+    std::uint8_t repeated[most_undecided_keys];
+    return take_pairs(ctx, sample.draw_count, sample.draws, repeated, number_of_pairs(items), sample.wanted, decode,
+                      accepts);
 }
 
 void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)

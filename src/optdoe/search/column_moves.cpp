@@ -26,7 +26,7 @@ static std::int32_t& row_at_rank(run_context* ctx, std::int32_t rank, std::int32
 static std::int32_t list_group_rows(run_context* ctx, std::int32_t factor, std::int32_t a, std::int32_t b)
 {
     search_state& s = *ctx->search;
-    const std::int32_t rows = s.pairs_per_candidate;
+    const std::int32_t rows = ctx->groups->rows_per_group[factor];
     for (std::int32_t t = 0; t < rows; ++t) {
         s.rows_a[t] = row_at_rank(ctx, a * rows + t, factor);
         s.rows_b[t] = row_at_rank(ctx, b * rows + t, factor);
@@ -38,7 +38,7 @@ static std::int32_t list_group_rows(run_context* ctx, std::int32_t factor, std::
 static std::int32_t list_mirrored_rows(run_context* ctx, std::int32_t factor, std::int32_t r1, std::int32_t r2)
 {
     search_state& s = *ctx->search;
-    const std::int32_t n = s.rows;
+    const std::int32_t n = ctx->rows->n;
     s.rows_a[0] = row_at_rank(ctx, r1, factor);
     s.rows_b[0] = row_at_rank(ctx, r2, factor);
     if (r1 == n - r2 - 1)
@@ -105,8 +105,9 @@ static double symmetric_exchange_search(run_context* ctx, std::int32_t factor, s
     const std::int32_t pairs = list(r1, r2);
     crit_apply_swaps(ctx, factor, pairs, s.rows_a, s.rows_b);
     swap_ranks(ctx, factor, r1, r2);
+    const std::int32_t n = ctx->rows->n;
     if (pairs == 2)
-        swap_ranks(ctx, factor, s.rows - 1 - r1, s.rows - 1 - r2);
+        swap_ranks(ctx, factor, n - 1 - r1, n - 1 - r2);
     return crit_value(ctx);
 }
 
@@ -140,34 +141,38 @@ static bool is_candidate(const search_state& s, std::int32_t candidates, const c
     return false;
 }
 
-/// The best of a sample; false when it is empty. A unique best of all that may belong to the sample is its best if it
-/// does belong to it; the sample is decided only when that is not sure.
-static bool best_exchange(run_context* ctx, std::int32_t factor, std::int32_t count, chosen_exchange& best)
+/// The best of the candidates in the work vectors; false when there is none.
+static bool best_candidate(run_context* ctx, std::int32_t factor, std::int32_t candidates, chosen_exchange& best)
 {
-    search_state& s = *ctx->search;
-    const std::int32_t possible = sample_possible_pairs(ctx, factor, count);
-    std::int32_t unique = -1;
-    if (possible > 0) {
-        const open_sample& open = s.open;
-        list_candidate_rows(ctx, factor, possible, open.first, open.second);
-        unique = crit_unique_best_swap(ctx, factor, possible, s.rows_a, s.rows_b, &best.value);
-        if (unique >= 0) {
-            best.first = open.first[unique];
-            best.second = open.second[unique];
-            if (open.sure[unique] != 0)
-                return true;
-        }
-    }
-    const std::int32_t candidates = possible > 0 ? decide_sample(ctx) : sample_element_pairs(ctx, factor, count);
-    if (unique >= 0 && is_candidate(s, candidates, best))
-        return true;
     if (candidates < 1)
         return false;
+    const search_state& s = *ctx->search;
     list_candidate_rows(ctx, factor, candidates, s.candidate_first, s.candidate_second);
     const std::int32_t c = crit_best_swap(ctx, factor, candidates, s.rows_a, s.rows_b, &best.value);
     best.first = s.candidate_first[c];
     best.second = s.candidate_second[c];
     return true;
+}
+
+/// The best of a sample; false when it is empty. A unique best of all that may be in the sample is its best if it is
+/// in the sample; the sample is decided only when that is not certain.
+static bool best_exchange(run_context* ctx, std::int32_t factor, std::int32_t count, chosen_exchange& best)
+{
+    undecided_sample sample;
+    if (!sample_undecided_pairs(ctx, factor, count, sample))
+        return best_candidate(ctx, factor, sample_element_pairs(ctx, factor, count), best);
+    const search_state& s = *ctx->search;
+    list_candidate_rows(ctx, factor, sample.possible_count, sample.first, sample.second);
+    const std::int32_t unique =
+        crit_unique_best_swap(ctx, factor, sample.possible_count, s.rows_a, s.rows_b, &best.value);
+    if (unique < 0)
+        return best_candidate(ctx, factor, decide_sample(ctx, sample), best);
+    best.first = sample.first[unique];
+    best.second = sample.second[unique];
+    if (sample.certain[unique] != 0)
+        return true;
+    const std::int32_t candidates = decide_sample(ctx, sample);
+    return is_candidate(s, candidates, best) || best_candidate(ctx, factor, candidates, best);
 }
 
 double element_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t count, bool only_if_better)

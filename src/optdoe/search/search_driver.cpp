@@ -215,7 +215,7 @@ static double greedy_search(run_context* ctx, double** design_out)
         if (!begin_round(ctx))
             return s.best_value;
         more = false;
-        for (std::int32_t j = 0; j < s.factors; ++j) {
+        for (std::int32_t j = 0; j < ctx->rows->k; ++j) {
             sweep = column_move(ctx, j, s.current_value);
             s.move_count = wrap_add(s.move_count, 1);
         }
@@ -230,7 +230,7 @@ static double greedy_search(run_context* ctx, double** design_out)
             continue;
         ++restarts;
         more = true;
-        for (std::int32_t j = 0; j < s.factors; ++j)
+        for (std::int32_t j = 0; j < ctx->rows->k; ++j)
             last = randomize_with_groups_at(ctx, j, j);
     }
     return end_with(ctx, end_reason::iteration_limit);

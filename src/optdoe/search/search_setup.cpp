@@ -23,15 +23,15 @@ void search_close(run_context* ctx) { close_plain_record(ctx->search); }
 static void set_factor_weights(run_context* ctx, const double* shares)
 {
     search_state& s = *ctx->search;
-    s.active_factors = int_vector_alloc(ctx, s.factors);
-    s.factor_cumulative_weight = double_vector_alloc(ctx, s.factors);
+    s.active_factors = int_vector_alloc(ctx, ctx->rows->k);
+    s.factor_cumulative_weight = double_vector_alloc(ctx, ctx->rows->k);
     s.active_count = 0;
     double sum = share_floor;
-    for (std::int32_t j = 0; j < s.factors; ++j)
+    for (std::int32_t j = 0; j < ctx->rows->k; ++j)
         if (shares[j] > share_floor)
             sum += shares[j];
     double cumulative = 0.0;
-    for (std::int32_t j = 0; j < s.factors; ++j) {
+    for (std::int32_t j = 0; j < ctx->rows->k; ++j) {
         if (!(shares[j] > share_floor))
             continue;
         cumulative += shares[j] / sum;
@@ -65,10 +65,10 @@ static neighbourhood neighbourhood_of(const run_context* ctx, std::int32_t j)
 static void set_candidate_counts(run_context* ctx, std::int32_t cap)
 {
     search_state& s = *ctx->search;
-    s.group_pair_candidates = int_vector_alloc(ctx, s.factors);
-    s.element_pair_candidates = int_vector_alloc(ctx, s.factors);
+    s.group_pair_candidates = int_vector_alloc(ctx, ctx->rows->k);
+    s.element_pair_candidates = int_vector_alloc(ctx, ctx->rows->k);
     s.max_candidates = 0;
-    for (std::int32_t j = 0; j < s.factors; ++j) {
+    for (std::int32_t j = 0; j < ctx->rows->k; ++j) {
         const auto [p, e] = neighbourhood_of(ctx, j);
         std::int32_t group_candidates = p;
         std::int32_t element_candidates = e;
@@ -93,7 +93,7 @@ static std::int32_t default_inner_moves(const run_context* ctx)
     const search_state& s = *ctx->search;
     const double twice_active = 2.0 * s.active_count;
     std::int32_t moves = 0;
-    for (std::int32_t j = 0; j < s.factors; ++j) {
+    for (std::int32_t j = 0; j < ctx->rows->k; ++j) {
         const auto [p, e] = neighbourhood_of(ctx, j);
         const double group_candidates = s.group_pair_candidates[j];
         const double element_candidates = s.element_pair_candidates[j];
@@ -135,7 +135,7 @@ void setup_search(run_context* ctx, std::int32_t n, std::int32_t first_row, std:
     group_levels(ctx, settings.factor_counts);
     set_factor_weights(ctx, settings.factor_shares);
     set_candidate_counts(ctx, settings.exchange_pairs);
-    const std::int32_t most_pairs = std::max({n, s.max_candidates, most_open_draws});
+    const std::int32_t most_pairs = std::max({n, s.max_candidates, most_undecided_keys});
     s.rows_a = int_vector_alloc(ctx, most_pairs);
     s.rows_b = int_vector_alloc(ctx, most_pairs);
     s.rearrangement_rows = int_matrix_alloc(ctx, rearrangement_lists, n);
@@ -157,8 +157,7 @@ void search_release(run_context* ctx)
             vector_free(ctx, *v);
         *v = nullptr;
     }
-    release_draws(ctx);
-    repeated_keys_release(ctx, s.repeated_keys);
+    sampling_release(ctx);
     if (s.factor_cumulative_weight != nullptr)
         vector_free(ctx, s.factor_cumulative_weight);
     s.factor_cumulative_weight = nullptr;

@@ -7,28 +7,28 @@
 
 #include <cstdint>
 
-/// Draws of which some are repeated and it is not decided yet which copies count.
-struct open_sample {
-    std::int32_t draw_count;
-    std::int32_t bound;
-    std::int32_t wanted;
-    std::int32_t items;                   ///< the draws are numbers of pairs of so many items
-    std::int32_t first[most_open_draws];  ///< candidates that may be in the sample
-    std::int32_t second[most_open_draws]; ///<
-    std::uint8_t sure[most_open_draws];   ///< 1: it is
-};
-
 inline constexpr std::int32_t rearrangement_lists = 10; ///< five of one that is tried, five of the best
 
+/// Scratch of the sampling: grown, freed and read by candidate_sampling.cpp alone.
+struct sampling_scratch {
+    std::int32_t capacity;
+    std::int32_t* draws;    ///< [capacity]
+    std::uint8_t* repeated; ///< [capacity]
+    repeated_keys_scratch repeated_keys;
+};
+
 struct search_state {
-    // Sizes and settings
+    // Sizes as setup_search was told them: part of what this record promises its readers. The search itself reads
+    // those of search_rows.
     std::int32_t factors;
     std::int32_t total_rows;
     std::int32_t rows; ///< free rows
     std::int32_t first_row;
+
+    // Settings
     double time_budget_ms;
     std::uint8_t search_mode;
-    std::uint8_t auxiliary_mode; ///< steers nothing
+    std::uint8_t auxiliary_mode; ///< promised like the sizes; steers nothing
     std::uint8_t symmetric_design;
     std::uint8_t weighted_factor_choice;
     std::uint8_t reduced_neighbourhoods;
@@ -47,27 +47,21 @@ struct search_state {
     std::int32_t* group_pair_candidates;   ///< [factors] candidates of a group exchange
     std::int32_t* element_pair_candidates; ///< [factors] candidates of an element exchange
     std::int32_t max_candidates;           ///< the largest of all, at least 0
-    std::int32_t* candidate_first;         ///< [max_candidates], null for 0
-    std::int32_t* candidate_second;        ///< [max_candidates], null for 0
-    std::int32_t pairs_per_candidate;      ///< row pairs that one candidate exchanges: R, 1, or up to 2
-    std::int32_t* rows_a;                  ///< [max(rows, max_candidates, most_open_draws)] row lists of exchanges
-    std::int32_t* rows_b;                  ///< likewise
 
+    // The candidates of the present move, written by the sampling, and the row lists, written by the column moves
+    std::int32_t* candidate_first;     ///< [max_candidates], null for 0
+    std::int32_t* candidate_second;    ///< [max_candidates], null for 0
+    std::int32_t* rows_a;              ///< [max(rows, max_candidates, most_undecided_keys)] rows to exchange
+    std::int32_t* rows_b;              ///< likewise, with these
     std::int32_t** rearrangement_rows; ///< [rearrangement_lists x rows] lists of re-arrangements
-
-    // Scratch of the sampling, kept from move to move
-    std::int32_t draw_capacity;
-    std::int32_t* draws;    ///< [draw_capacity]
-    std::uint8_t* repeated; ///< [draw_capacity]
-    repeated_keys_scratch repeated_keys;
-    open_sample open; ///< of the present move
+    sampling_scratch sampling;
 
     // Budgets and progress
     std::int32_t inner_moves;    ///< column moves a round
     std::int32_t max_iterations; ///< rounds (methods 0, 1) or moves (method 2)
     std::int32_t move_count;
     std::int32_t iteration;
-    std::int32_t moves_since_refresh;
+    std::int32_t moves_since_refresh; ///< since the last evaluation from scratch
     double target_value;
     double best_value;
     double current_value;
@@ -78,7 +72,7 @@ struct search_state {
     double threshold;        ///< starting threshold or temperature
     double threshold_factor;
     double threshold_ceiling; ///< method 0: distance from the best above which the threshold falls
-    double threshold_floor;   ///< method 0: threshold / 100; method 2: threshold / 500; steers nothing
+    double threshold_floor;   ///< method 0: threshold / 100; method 2: threshold / 500; promised, steers nothing
 
-    run_outcome* outcome; ///< kept up to date while the search runs; never null
+    run_outcome* outcome; ///< brought up to date while the search runs; never null
 };

@@ -105,7 +105,6 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
 {
     search_state& s = *ctx->search;
     const std::int32_t groups = ctx->groups->group_count[factor];
-    s.pairs_per_candidate = ctx->groups->rows_per_group[factor];
     const std::int32_t total = wrap_mul(groups, groups - 1) / 2;
     const std::int32_t wanted = std::min(total, count);
     if (wanted < 1)
@@ -178,7 +177,6 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     const std::int32_t levels = ctx->levels->level_count[factor];
     const bool balanced = ctx->levels->balanced[factor] != 0;
     const bool symmetric = s.symmetric_design != 0;
-    s.pairs_per_candidate = 1;
 
     const std::int32_t half = rows / 2;
     const std::int32_t repeats = balanced ? ctx->rows->n / levels : 1;
@@ -212,11 +210,10 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
     return sample_pairs(ctx, trunc_i32(2.0 * ctx->rows->n / levels * wanted), wanted, draw, decode);
 }
 
-// The plain form decides every sample at once.
-std::int32_t sample_possible_pairs(run_context*, std::int32_t, std::int32_t) { return 0; }
-std::int32_t decide_sample(run_context*) { return 0; }
-
-void release_draws(run_context*) {} // the plain form keeps no scratch
+// The plain form decides every sample at once, and has no scratch.
+bool sample_undecided_pairs(run_context*, std::int32_t, std::int32_t, undecided_sample&) { return false; }
+std::int32_t decide_sample(run_context*, const undecided_sample&) { return 0; }
+void sampling_release(run_context*) {}
 
 void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)
 {
