@@ -200,11 +200,11 @@ TEST(levelstructure, saved_rank_orders_come_back)
     swap_ranks(run.ctx(), 1, 2, 7);
     swap_ranks(run.ctx(), 1, 7, 0);
     EXPECT_EQ(order[0][1], before[1][2]);
-    keep_rank_order_column(run.ctx(), 1);
+    copy_rank_order_column(run.ctx(), 1);
     for (int r = 0; r < 8; ++r)
         order[r][1] = order[r][2] = -1;
     swap_ranks(run.ctx(), 1, 2, 5); // need not be listed any more
-    keep_rank_order_column(run.ctx(), 1);
+    copy_rank_order_column(run.ctx(), 1);
     restore_rank_order_column(run.ctx(), 1);
     EXPECT_EQ(column(order, 8, 1), before[1]);
     EXPECT_EQ(column(order, 8, 2), ints(8, -1));

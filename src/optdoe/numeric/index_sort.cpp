@@ -7,7 +7,7 @@
 
 constexpr std::uint32_t stack_capacity = 50; ///< two entries a partition that waits
 
-/// Straight insertion of positions lo+1..hi. The scan may run below lo: what lies there is not greater.
+/// Straight insertion of the places lo+1..hi. The scan may go below lo: the keys there are not greater.
 template <class Key>
 static void insert_in_order(std::uint32_t lo, std::uint32_t hi, const Key* keys, std::int32_t* index)
 {

@@ -10,9 +10,9 @@
 #include <cstring>
 #include <utility>
 
-// A place holds a word, 2 key + (1 when the key has copies), with the first bit inverted: words as signed numbers
-// have the order of the keys, and equal keys have equal words. Partitions look at the words in blocks of 32 places, a
-// bit a place, so that only the exchanges themselves are walked.
+// The word at a place is 2 key + (1 when the key has copies), with the highest bit inverted: words as signed numbers
+// have the order of the keys, and equal keys have equal words. Partitions compare the words of 32 places at once and
+// then visit only the places that they exchange.
 
 constexpr std::uint32_t keys_per_word = 32;     ///< of the set: two bits a key
 constexpr std::int32_t block = words_per_block; ///< places that are compared at once
@@ -51,10 +51,10 @@ static std::uint64_t& word_of(const repeated_keys_scratch& s, std::int32_t key)
     return s.set[bits_u32(key) / keys_per_word];
 }
 
-/// The bit of a key that is there; the next one: it has copies.
+/// The bit that says that a key is among the keys; the next bit says that it has copies.
 static std::uint32_t bit_of(std::int32_t key) { return 2 * (bits_u32(key) % keys_per_word); }
 
-/// Fills the places in the given order, and the set with the keys.
+/// Writes the keys to the places in the given order, and to the set.
 ///   returns the number of places whose key has copies
 static std::int32_t place_keys(const repeated_keys_scratch& s, std::int32_t count, const std::int32_t* keys)
 {
@@ -101,7 +101,7 @@ static std::int32_t count_copies(const std::int32_t* words, std::int32_t lo, std
 {
     std::int32_t copies = 0;
     for_blocks_with_copies(words, lo, hi, [&](std::int32_t, std::uint32_t bits) {
-        for (; bits != 0; bits &= bits - 1) // few; and not every machine counts bits
+        for (; bits != 0; bits &= bits - 1) // few of them; not every processor can count bits
             ++copies;
     });
     return copies;
@@ -234,11 +234,12 @@ std::int32_t list_possible_keys(run_context* ctx, repeated_keys_scratch& scratch
     }
     scratch.stamp = static_cast<std::uint16_t>(before + count);
 
-    // Behind i keys, at least those whose last copy was seen have been taken, at most those of which any was.
+    // Among the first i keys, those whose last copy was seen have an unmarked copy, and only those of which any was
+    // seen can have one.
     std::int32_t last_of[most_undecided_keys];
     std::int32_t seen = 0;
     std::int32_t complete = 0;
-    std::int32_t safe = 0; // up to here no more keys than wanted were seen
+    std::int32_t safe = 0; // the last index up to which no more keys than wanted were seen
     for (std::int32_t i = 0; i < count && complete < wanted; ++i) {
         const std::int32_t last_index = last[keys[i]] - before - 1;
         possible[seen] = keys[i];

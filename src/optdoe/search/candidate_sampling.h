@@ -1,8 +1,7 @@
 /// Candidate pairs of a column move: the complete list, or a random sample without repeats.
 ///
-/// A candidate is a pair of groups or of ranks. Candidates are written to the work vectors of search_state, which
-/// hold max_candidates each. Draws  each function says which it makes. Of several equal draws the first in the order
-/// of indexx_int counts.
+/// Candidate  a pair of groups or of ranks, written to the work vectors of search_state, max_candidates at most.
+/// Draws      each function says which it makes. Of several equal draws the first in the order of indexx_int counts.
 #pragma once
 
 #include "optdoe/numeric/repeated_keys.h"

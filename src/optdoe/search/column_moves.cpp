@@ -48,11 +48,12 @@ static std::int32_t list_mirrored_rows(run_context* ctx, std::int32_t factor, st
     return 2;
 }
 
-/// Tries every candidate as a list of row pairs; the position of the one that the index sort puts first.
+/// Tries every candidate as a list of row pairs; returns the position of the one whose value the index sort puts
+/// first.
 ///   list   (first, second) -> number of row pairs now in the row lists
 template <class List>
-static std::int32_t best_batch(run_context* ctx, std::int32_t factor, std::int32_t candidates, double* best_value,
-                               List list)
+static std::int32_t best_of_row_lists(run_context* ctx, std::int32_t factor, std::int32_t candidates,
+                                      double* best_value, List list)
 {
     search_state& s = *ctx->search;
     double* values = double_vector_alloc(ctx, candidates);
@@ -77,7 +78,7 @@ double group_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t
     search_state& s = *ctx->search;
     const auto list = [=](std::int32_t a, std::int32_t b) { return list_group_rows(ctx, factor, a, b); };
     double best_value = 0.0;
-    const std::int32_t best = best_batch(ctx, factor, candidates, &best_value, list);
+    const std::int32_t best = best_of_row_lists(ctx, factor, candidates, &best_value, list);
     const std::int32_t a = s.candidate_first[best];
     const std::int32_t b = s.candidate_second[best];
     const std::int32_t rows = list(a, b);
@@ -87,7 +88,7 @@ double group_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t
     return crit_value(ctx);
 }
 
-/// The element exchange of a symmetric design: candidates are judged and applied together with their mirror.
+/// The element exchange of a symmetric design: candidates are tried and applied together with their mirror.
 static double symmetric_exchange_search(run_context* ctx, std::int32_t factor, std::int32_t count,
                                         bool only_if_better)
 {
@@ -97,7 +98,7 @@ static double symmetric_exchange_search(run_context* ctx, std::int32_t factor, s
     search_state& s = *ctx->search;
     const auto list = [=](std::int32_t r1, std::int32_t r2) { return list_mirrored_rows(ctx, factor, r1, r2); };
     double best_value = 0.0;
-    const std::int32_t best = best_batch(ctx, factor, candidates, &best_value, list);
+    const std::int32_t best = best_of_row_lists(ctx, factor, candidates, &best_value, list);
     if (only_if_better && !(crit_value(ctx) > best_value))
         return crit_value(ctx);
     const std::int32_t r1 = s.candidate_first[best];
@@ -225,7 +226,7 @@ struct rearrangement {
 
 } // namespace
 
-/// One that uses five of the lists of the search.
+/// An empty one in five of the lists of the search.
 static rearrangement rearrangement_in(std::int32_t* const* lists)
 {
     return {0, lists[0], lists[1], lists[2], lists[3], lists[4]};
@@ -239,7 +240,7 @@ static void list_rows(run_context* ctx, std::int32_t factor, rearrangement& r)
     }
 }
 
-/// Groups in random order: every group's rows take the values of another group's, offset by offset.
+/// Groups in random order: the rows of every group take the values of the rows of some group, offset by offset.
 static void draw_group_rearrangement(run_context* ctx, std::int32_t groups, std::int32_t rows_per_group,
                                      rearrangement& r)
 {
@@ -319,13 +320,13 @@ static void apply_best_rearrangement(run_context* ctx, std::int32_t factor, std:
     }
     if (found && !(only_if_better && !(crit_value(ctx) > best_value))) {
         crit_apply_moves(ctx, factor, best.count, best.rows_dst, best.rows_src);
-        keep_rank_order_column(ctx, factor);
+        copy_rank_order_column(ctx, factor);
         for (std::int32_t t = 0; t < best.count; ++t)
             row_at_rank(ctx, best.source[t], factor) = best.rows_dst[t];
     }
 }
 
-/// Number of orders that are worth a try: m (m - 1) (m - 2), wrapping; none for fewer than three items.
+/// Most candidates that are tried for m items: m (m - 1) (m - 2), wrapping; none for fewer than three items.
 static std::int32_t rearrangements_of(std::int32_t m) { return wrap_mul(wrap_mul(m - 2, m - 1), m); }
 
 double randomize_column(run_context* ctx, std::int32_t factor, std::int32_t group_count, std::int32_t rows_per_group,

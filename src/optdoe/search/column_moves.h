@@ -3,7 +3,8 @@
 /// Group exchange    swaps the values of two whole level groups, row by row in rank order.
 /// Element exchange  swaps the values of two rows of one group that hold different levels; in a symmetric design also
 ///                   those of the two mirrored rows.
-/// Every function keeps the rank order in step with the criterion's design, and the column's multiset of values.
+/// Every function leaves the rank order in step with the criterion's design, and the multiset of the column's values
+/// as it was.
 #pragma once
 
 #include "optdoe/run/run_context.h"

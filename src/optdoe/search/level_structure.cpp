@@ -67,7 +67,6 @@ void describe_levels(run_context* ctx, const double* const* design, std::int32_t
     rows.saved_factor = -1;
     rows.swaps = int_vector_alloc(ctx, wrap_mul(2, n));
     rows.saved_column_order = int_vector_alloc(ctx, n);
-    rows.work = int_vector_alloc(ctx, n);
     rows.saved_order = int_matrix_alloc(ctx, n, k);
 
     factor_levels& levels = *ctx->levels;
@@ -78,12 +77,14 @@ void describe_levels(run_context* ctx, const double* const* design, std::int32_t
     levels.level_size = int_matrix_alloc(ctx, n, k);
 
     double* values = double_vector_alloc(ctx, n);
+    std::int32_t* order = int_vector_alloc(ctx, n);
     for (std::int32_t j = 0; j < k; ++j) {
         for (std::int32_t i = 0; i < n; ++i)
             values[i] = design[first_row + i][j];
-        indexx_double(ctx, bits_u32(n), values, rows.work);
-        describe_column(ctx, j, values, rows.work);
+        indexx_double(ctx, bits_u32(n), values, order);
+        describe_column(ctx, j, values, order);
     }
+    vector_free(ctx, order);
     vector_free(ctx, values);
 }
 
@@ -182,15 +183,15 @@ void save_rank_order_column(run_context* ctx, std::int32_t factor)
     search_rows& rows = *ctx->rows;
     rows.saved_factor = factor;
     rows.swap_count = 0;
-    rows.column_kept = false;
+    rows.column_copied = false;
 }
 
-void keep_rank_order_column(run_context* ctx, std::int32_t factor)
+void copy_rank_order_column(run_context* ctx, std::int32_t factor)
 {
     search_rows& rows = *ctx->rows;
-    if (rows.saved_factor != factor || rows.column_kept)
+    if (rows.saved_factor != factor || rows.column_copied)
         return;
-    rows.column_kept = true;
+    rows.column_copied = true;
     for (std::int32_t r = 0; r < rows.n; ++r)
         rows.saved_column_order[r] = ctx->levels->rank_order[r][factor];
 }
@@ -199,8 +200,8 @@ void swap_ranks(run_context* ctx, std::int32_t factor, std::int32_t first, std::
 {
     search_rows& rows = *ctx->rows;
     if (rows.swap_count == rows.n)
-        keep_rank_order_column(ctx, factor);
-    if (rows.saved_factor == factor && !rows.column_kept) {
+        copy_rank_order_column(ctx, factor);
+    if (rows.saved_factor == factor && !rows.column_copied) {
         rows.swaps[2 * rows.swap_count] = first;
         rows.swaps[2 * rows.swap_count + 1] = second;
         rows.swap_count += 1;
@@ -213,12 +214,12 @@ void restore_rank_order_column(run_context* ctx, std::int32_t factor)
 {
     search_rows& rows = *ctx->rows;
     std::int32_t** order = ctx->levels->rank_order;
-    for (std::int32_t r = 0; rows.column_kept && r < rows.n; ++r)
+    for (std::int32_t r = 0; rows.column_copied && r < rows.n; ++r)
         order[r][factor] = rows.saved_column_order[r];
     for (std::int32_t i = rows.swap_count; i-- > 0;)
         std::swap(order[rows.swaps[2 * i]][factor], order[rows.swaps[2 * i + 1]][factor]);
     rows.swap_count = 0;
-    rows.column_kept = false;
+    rows.column_copied = false;
 }
 
 /// Frees a vector that may be missing and forgets it.
@@ -241,7 +242,6 @@ void level_structure_release(run_context* ctx)
 {
     search_rows& rows = *ctx->rows;
     release_matrix(ctx, rows.saved_order);
-    release_vector(ctx, rows.work);
     release_vector(ctx, rows.saved_column_order);
     release_vector(ctx, rows.swaps);
     level_groups& groups = *ctx->groups;

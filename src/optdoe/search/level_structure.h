@@ -17,22 +17,23 @@ struct level_groups {
     std::uint8_t* matched;        ///< [k] the groups are exactly the distinct levels of a balanced factor
 };
 
-/// Slot 11. Sizes of the search and the saved rank orders.
+/// Slot 11. Sizes of the search and the saved rank orders. The saved rank order of saved_factor is the copy in
+/// saved_column_order, when column_copied, and the present one otherwise, with the listed exchanges undone from the
+/// last to the first.
 struct search_rows {
     std::int32_t n;                   ///< free rows
     std::int32_t k;                   ///< factors
     std::int32_t first_row;           ///< fixed rows before them
     std::int32_t total_rows;          ///< n + first_row
     std::int32_t saved_factor;        ///< whose rank order is saved
-    std::int32_t swap_count;          ///< exchanges in it since then, as far as they are listed
+    std::int32_t swap_count;          ///< exchanges that are listed, at most n
     std::int32_t* swaps;              ///< [2 n] their ranks
-    bool column_kept;                 ///< what came after them was not listed
-    std::int32_t* saved_column_order; ///< [n] the rank order before that
-    std::int32_t* work;               ///< [n]
+    bool column_copied;               ///< later changes are not listed; from copy_rank_order_column to the next save
+    std::int32_t* saved_column_order; ///< [n] the rank order before these changes
     std::int32_t** saved_order;       ///< [n x k] rank order of all factors
 };
 
-/// Fills slot 9 and the sizes and work storage of slot 11.
+/// Fills slot 9 and the sizes and storage of slot 11.
 ///   design      in   [(first_row + n) x k]
 ///   n, k        at least 1
 void describe_levels(run_context* ctx, const double* const* design, std::int32_t n, std::int32_t first_row,
@@ -46,18 +47,18 @@ void group_levels(run_context* ctx, const std::int32_t* levels_per_factor);
 /// Source: Ye, Li and Sudjianto, "Algorithmic construction of optimal symmetric Latin hypercube designs", 2000.
 bool is_symmetric_design(run_context* ctx);
 
-/// Saved rank orders, for moves and rounds that are taken back: of all factors, and of one. The latter is not copied:
-/// a move exchanges a few ranks, which are listed and exchanged back.
+/// Saved rank orders, for rounds and moves that are taken back: of all factors, and of one. That of one factor is not
+/// copied: a move exchanges a few ranks, which are listed and exchanged back.
 void save_rank_order(run_context* ctx);
 void restore_rank_order(run_context* ctx);
 void save_rank_order_column(run_context* ctx, std::int32_t factor);
 void restore_rank_order_column(run_context* ctx, std::int32_t factor);
 
-/// Exchanges two entries of a factor's rank order.
+/// Exchanges two entries of a factor's rank order, and lists the exchange for the factor that is saved.
 void swap_ranks(run_context* ctx, std::int32_t factor, std::int32_t first, std::int32_t second);
 
-/// To be called before a factor's rank order is changed in any other way.
-void keep_rank_order_column(run_context* ctx, std::int32_t factor);
+/// Call it before changing a factor's rank order in any other way. It copies the order of the factor that is saved.
+void copy_rank_order_column(run_context* ctx, std::int32_t factor);
 
 /// Frees what the three records hold, not the records.
 void level_structure_release(run_context* ctx);

@@ -72,24 +72,24 @@ static double randomize_with_groups_at(run_context* ctx, std::int32_t factor, st
 static double pre_improve(run_context* ctx)
 {
     const search_state& s = *ctx->search;
-    double kept = crit_value(ctx);
+    double current = crit_value(ctx);
     bool time_ok = time_is_left(ctx);
     for (int round = 0; round < pre_improvement_rounds && time_ok; ++round) {
         crit_save_design(ctx);
         save_rank_order(ctx);
-        double value = kept;
+        double value = current;
         for (std::int32_t k = 0; k < s.active_count && time_ok; ++k) {
             value = randomize_with_groups_at(ctx, s.active_factors[k], k);
             time_ok = time_is_left(ctx);
         }
-        if (value > kept) {
+        if (value > current) {
             crit_restore_design(ctx);
             restore_rank_order(ctx);
         } else {
-            kept = value;
+            current = value;
         }
     }
-    return kept;
+    return current;
 }
 
 /// The factor of the next move: by weighted draw, or in turn.
@@ -117,8 +117,8 @@ struct move_outcome {
 
 } // namespace
 
-/// One move with the random-threshold rule: a move that worsens the objective by d is kept when d <= u t for a fresh
-/// uniform u; a move that is not kept is taken back.
+/// One move with the random-threshold rule: a move that worsens the objective by d is accepted when d <= u t for a
+/// fresh uniform u; a move that is not accepted is taken back.
 static move_outcome threshold_move(run_context* ctx, double t)
 {
     search_state& s = *ctx->search;
@@ -150,9 +150,10 @@ static void report_progress(run_context* ctx)
     status_message(ctx, line);
 }
 
-/// Threshold accepting. A round without gain explores: the threshold rises until more than a tenth of the moves is
-/// accepted, falls once more than eight tenths are; a round with gain only trims the threshold. An objective that is
-/// not a number ends it after a round.
+/// Threshold accepting. After a round without gain the threshold is multiplied by a factor: above 1 once less than a
+/// tenth of the moves was accepted, below 1 once more than eight tenths were or the current design is far from the
+/// best, else the factor of the round before. After a round with gain it changes by one step of 0.8 at most. An
+/// objective that is not a number ends it after a round.
 static double threshold_search(run_context* ctx, double** design_out)
 {
     search_state& s = *ctx->search;

@@ -4,7 +4,8 @@
 ///          stochastic column exchange with inner and outer loops follows Jin, Chen and Sudjianto, "An efficient
 ///          algorithm for constructing optimal design of computer experiments", 2005), 1 greedy sweeps with random
 ///          restarts, 2 annealing with geometric cooling.
-/// Stops    target reached, iterations or moves spent, time spent, stop flag of the host.
+/// Stops    target reached, iterations or moves spent, time spent, stop flag of the host, no factor to move, and with
+///          annealing a round without an accepted move.
 /// Draws    the order of draws is behaviour: factor choice (weighted only), those of the column move, one acceptance
 ///          draw a move in methods 0 and 2.
 #pragma once

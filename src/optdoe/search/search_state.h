@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-inline constexpr std::int32_t rearrangement_lists = 10; ///< five of one that is tried, five of the best
+inline constexpr std::int32_t rearrangement_lists = 10; ///< five of the candidate, five of the best one
 
 /// Scratch of the sampling: grown, freed and read by candidate_sampling.cpp alone.
 struct sampling_scratch {
