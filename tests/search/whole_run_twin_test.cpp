@@ -132,7 +132,7 @@ void compare_with_plain_form(run_case& c, int turn)
 
 } // namespace
 
-TEST(whole_runs, have_the_bits_of_the_plain_form)
+TEST(wholeruntwin, have_the_bits_of_the_plain_form)
 {
     random_stream random{1};
     for (int i = 0; i < 200 && !HasFailure(); ++i) {
@@ -142,7 +142,7 @@ TEST(whole_runs, have_the_bits_of_the_plain_form)
 }
 
 // Just above 1e-15 a factor is in use, while most of its entries, times the weight, count as equal.
-TEST(whole_runs, have_the_bits_of_the_plain_form_with_the_least_weights)
+TEST(wholeruntwin, have_the_bits_of_the_plain_form_with_the_least_weights)
 {
     random_stream random{2};
     for (int i = 0; i < 200 && !HasFailure(); ++i) {
@@ -173,7 +173,7 @@ private:
 
 } // namespace
 
-TEST(whole_runs, have_the_bits_of_the_plain_form_in_a_host_that_flushes_to_zero)
+TEST(wholeruntwin, have_the_bits_of_the_plain_form_in_a_host_that_flushes_to_zero)
 {
     random_stream random{3};
     for (int i = 0; i < 200 && !HasFailure(); ++i) {
@@ -187,7 +187,7 @@ TEST(whole_runs, have_the_bits_of_the_plain_form_in_a_host_that_flushes_to_zero)
 
 #endif
 
-TEST(whole_runs, of_many_rows_have_the_bits_of_the_plain_form)
+TEST(wholeruntwin, of_many_rows_have_the_bits_of_the_plain_form)
 {
     run_case c;
     c.n = rows_with_tables + 13;
