@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <ctime>
 #include <initializer_list>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -148,4 +149,39 @@ TEST(randomnumbers, a_latin_hypercube_is_made_in_place)
     EXPECT_TRUE(run.completes([&] { random_latin_hypercube(run.ctx(), 5, 2, design.data(), 5); }));
     EXPECT_EQ(failing_storage::requests(), 0);
     failing_storage::stop();
+}
+
+TEST(randomnumbers, shuffle_sorts_by_random_keys)
+{
+    for (const int m : {1, 2, 7, 8, 50}) {
+        test_run run;
+        rng_seed(run.ctx(), 9);
+        std::vector<double> keys;
+        for (int i = 0; i < m; ++i)
+            keys.push_back(rng_uniform(run.ctx()));
+        const std::uint64_t drawn = state_of(*run->rng);
+        std::vector<std::int32_t> values(static_cast<std::size_t>(m));
+        std::iota(values.begin(), values.end(), 100);
+        std::vector<std::int32_t> expected = values;
+        std::sort(expected.begin(), expected.end(), [&](int a, int b) {
+            return keys[static_cast<std::size_t>(a - 100)] < keys[static_cast<std::size_t>(b - 100)];
+        });
+        rng_seed(run.ctx(), 9);
+        shuffle(run.ctx(), values.data(), m);
+        EXPECT_EQ(values, expected);
+        EXPECT_EQ(state_of(*run->rng), drawn) << m << " draws";
+        EXPECT_EQ(run.live_blocks(), 0);
+    }
+}
+
+TEST(randomnumbers, shuffling_nothing_draws_nothing)
+{
+    test_run run;
+    const std::uint64_t before = state_of(*run->rng);
+    std::int32_t value = 5;
+    shuffle(run.ctx(), &value, 0);
+    shuffle(run.ctx(), &value, -3);
+    shuffle(run.ctx(), nullptr, 4);
+    EXPECT_EQ(value, 5);
+    EXPECT_EQ(state_of(*run->rng), before);
 }

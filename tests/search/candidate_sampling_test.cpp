@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 #include <set>
 #include <tuple>
 #include <vector>
@@ -310,41 +309,6 @@ TEST(candidatesampling, balanced_pairs_are_drawn_by_group_pair_of_levels_and_row
             EXPECT_EQ(candidates(run.ctx(), found), expected) << n << ' ' << groups << ' ' << asked;
             EXPECT_EQ(draws_since(run.ctx(), before), std::max(2 * asked, 50));
         }
-}
-
-TEST(candidatesampling, shuffle_sorts_by_random_keys)
-{
-    for (const int m : {1, 2, 7, 8, 50}) {
-        test_run run;
-        rng_seed(run.ctx(), 9);
-        std::vector<double> keys;
-        for (int i = 0; i < m; ++i)
-            keys.push_back(rng_uniform(run.ctx()));
-        std::vector<std::int32_t> values(static_cast<std::size_t>(m));
-        std::iota(values.begin(), values.end(), 100);
-        std::vector<std::int32_t> expected = values;
-        std::sort(expected.begin(), expected.end(), [&](int a, int b) {
-            return keys[static_cast<std::size_t>(a - 100)] < keys[static_cast<std::size_t>(b - 100)];
-        });
-        rng_seed(run.ctx(), 9);
-        const rng_state before = *run->rng;
-        shuffle(run.ctx(), values.data(), m);
-        EXPECT_EQ(values, expected);
-        EXPECT_EQ(draws_since(run.ctx(), before), m);
-        EXPECT_EQ(run.live_blocks(), 0);
-    }
-}
-
-TEST(candidatesampling, shuffling_nothing_draws_nothing)
-{
-    test_run run;
-    const rng_state before = *run->rng;
-    std::int32_t value = 5;
-    shuffle(run.ctx(), &value, 0);
-    shuffle(run.ctx(), &value, -3);
-    shuffle(run.ctx(), nullptr, 4);
-    EXPECT_EQ(value, 5);
-    EXPECT_EQ(draws_since(run.ctx(), before), 0);
 }
 
 TEST(candidatesampling, an_undecided_sample_is_the_same_sample_once_it_is_decided)

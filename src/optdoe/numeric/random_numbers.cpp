@@ -1,8 +1,11 @@
 #include "optdoe/numeric/random_numbers.h"
 
+#include "optdoe/numeric/index_sort.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/run/wrap32.h"
+#include "optdoe/vectors/vectors.h"
 
+#include <cstring>
 #include <ctime>
 #include <utility>
 
@@ -107,4 +110,22 @@ void random_latin_hypercube(run_context* ctx, std::int32_t n, std::int32_t k, do
             std::swap(design[p][j], design[q][j]);
         }
     }
+}
+
+void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)
+{
+    if (m < 1 || values == nullptr)
+        return;
+    double* keys = double_vector_alloc(ctx, m);
+    std::int32_t* order = int_vector_alloc(ctx, m);
+    std::int32_t* before = int_vector_alloc(ctx, m);
+    for (std::int32_t i = 0; i < m; ++i)
+        keys[i] = rng_uniform(ctx);
+    indexx_double(ctx, bits_u32(m), keys, order);
+    std::memcpy(before, values, bits_u32(m) * sizeof(std::int32_t));
+    for (std::int32_t i = 0; i < m; ++i)
+        values[i] = before[order[i]];
+    vector_free(ctx, before);
+    vector_free(ctx, order);
+    vector_free(ctx, keys);
 }

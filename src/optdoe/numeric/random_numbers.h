@@ -1,4 +1,4 @@
-/// Uniform random numbers of one run, and the random Latin hypercube made from them.
+/// Uniform random numbers of one run, and the random orders made from them.
 ///
 /// State   one rng_state per run (slot 7); runs share nothing.
 /// Draws   each function says how many draws it makes, in which order: the sequence is behaviour, an extra draw
@@ -41,6 +41,11 @@ void rng_below(run_context* ctx, std::int32_t bound, std::int32_t count, std::in
 ///   seed     seeds the generator first (clock_seed: from the clock)
 ///   draws    n per column, columns from left to right
 void random_latin_hypercube(run_context* ctx, std::int32_t n, std::int32_t k, double** design, std::uint32_t seed);
+
+/// A random reordering of m integers by sorting m random keys; position i receives the value at the i-th smallest.
+///   draws    m, in order of position
+/// m < 1 or a null vector: nothing, no draw.
+void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m);
 
 /// Opens slot 7 with plain storage (state 0xFFFFB2D8330E); leaves it null on failure. Closes it, null included.
 void rng_open(run_context* ctx);

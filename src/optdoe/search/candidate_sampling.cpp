@@ -1,6 +1,5 @@
 #include "optdoe/search/candidate_sampling.h"
 
-#include "optdoe/numeric/index_sort.h"
 #include "optdoe/numeric/random_numbers.h"
 #include "optdoe/numeric/repeated_keys.h"
 #include "optdoe/run/wrap32.h"
@@ -10,7 +9,6 @@
 #include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
-#include <cstring>
 
 /// Appends a candidate; false when the work vectors are full.
 static bool add_candidate(search_state& s, std::int32_t& taken, std::int32_t first, std::int32_t second)
@@ -305,22 +303,4 @@ std::int32_t decide_sample(run_context* ctx, const undecided_sample& sample)
     std::uint8_t repeated[most_undecided_keys];
     return take_pairs(ctx, sample.draw_count, sample.draws, repeated, number_of_pairs(items), sample.wanted, decode,
                       accepts);
-}
-
-void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)
-{
-    if (m < 1 || values == nullptr)
-        return;
-    double* keys = double_vector_alloc(ctx, m);
-    std::int32_t* order = int_vector_alloc(ctx, m);
-    std::int32_t* before = int_vector_alloc(ctx, m);
-    for (std::int32_t i = 0; i < m; ++i)
-        keys[i] = rng_uniform(ctx);
-    indexx_double(ctx, bits_u32(m), keys, order);
-    std::memcpy(before, values, bits_u32(m) * sizeof(std::int32_t));
-    for (std::int32_t i = 0; i < m; ++i)
-        values[i] = before[order[i]];
-    vector_free(ctx, before);
-    vector_free(ctx, order);
-    vector_free(ctx, keys);
 }

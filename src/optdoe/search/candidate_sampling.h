@@ -47,8 +47,3 @@ std::int32_t decide_sample(run_context* ctx, const undecided_sample& sample);
 
 /// Frees the scratch, which grows with the largest number of draws; it may be unused.
 void sampling_release(run_context* ctx);
-
-/// A random reordering of m integers by sorting m random keys; position i receives the value at the i-th smallest.
-///   draws    m, in order of position
-/// m < 1 or a null vector: nothing, no draw.
-void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m);

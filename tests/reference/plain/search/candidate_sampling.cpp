@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace {
 
@@ -214,21 +213,3 @@ std::int32_t sample_element_pairs(run_context* ctx, std::int32_t factor, std::in
 bool sample_undecided_pairs(run_context*, std::int32_t, std::int32_t, undecided_sample&) { return false; }
 std::int32_t decide_sample(run_context*, const undecided_sample&) { return 0; }
 void sampling_release(run_context*) {}
-
-void shuffle(run_context* ctx, std::int32_t* values, std::int32_t m)
-{
-    if (m < 1 || values == nullptr)
-        return;
-    double* keys = double_vector_alloc(ctx, m);
-    std::int32_t* order = int_vector_alloc(ctx, m);
-    std::int32_t* before = int_vector_alloc(ctx, m);
-    for (std::int32_t i = 0; i < m; ++i)
-        keys[i] = rng_uniform(ctx);
-    indexx_double(ctx, bits_u32(m), keys, order);
-    std::memcpy(before, values, bits_u32(m) * sizeof(std::int32_t));
-    for (std::int32_t i = 0; i < m; ++i)
-        values[i] = before[order[i]];
-    vector_free(ctx, before);
-    vector_free(ctx, order);
-    vector_free(ctx, keys);
-}
