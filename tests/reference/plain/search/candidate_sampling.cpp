@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ranges>
 
 namespace {
 
@@ -19,25 +20,16 @@ struct pair {
 
 } // namespace
 
-/// Number of the first pair (a, a + 1) of m items, pairs in lexicographic order.
-static std::int32_t pair_offset(std::int32_t a, std::int32_t m) { return wrap_mul(a, wrap_mul(2, m) - a - 1) / 2; }
-
-/// Pair number p of m items. For counts that wrapped the pair may be none of m items: see is_pair.
+/// Pair number p of m items: its first item is the last one whose pairs begin at p or before.
 static pair decode_pair(std::int32_t p, std::int32_t m)
 {
-    std::int32_t lo = 0;
-    std::int32_t hi = m - 1;
-    while (hi - lo > 1) {
-        const std::int32_t mid = (lo + hi) / 2;
-        if (p > pair_offset(mid, m))
-            lo = mid;
-        else
-            hi = mid;
-    }
-    const std::int32_t a = p < pair_offset(hi, m) ? lo : hi;
-    return {a, wrap_add(a + 1, wrap_sub(p, pair_offset(a, m)))};
+    const auto begin_of = [m](std::int32_t a) { return wrap_mul(a, wrap_mul(2, m) - a - 1) / 2; };
+    const auto items = std::views::iota(1, m);
+    const auto first = *std::ranges::partition_point(items, [=](std::int32_t a) { return begin_of(a) <= p; }) - 1;
+    return {first, wrap_add(first + 1, wrap_sub(p, begin_of(first)))};
 }
 
+/// Whether it is a pair of m items: numbers from a count that wrapped may be of none.
 static bool is_pair(pair candidate, std::int32_t m)
 {
     return candidate.second > candidate.first && candidate.second < m;
@@ -124,22 +116,22 @@ std::int32_t sample_group_pairs(run_context* ctx, std::int32_t factor, std::int3
     return sample_pairs(ctx, std::max(wrap_mul(2, wanted), 50), wanted, draw, decode);
 }
 
-/// Every pair of ranks of one group with different levels, group by group in rank order.
+/// Every pair of ranks of one group with different levels; in a symmetric design none that begins in the upper half
+/// of a group or ends at the middle rank.
 static std::int32_t list_element_pairs(run_context* ctx, std::int32_t factor)
 {
     search_state& s = *ctx->search;
-    const std::int32_t groups = ctx->groups->group_count[factor];
     const std::int32_t rows = ctx->groups->rows_per_group[factor];
-    const std::int32_t first_end = s.symmetric_design != 0 ? rows / 2 : rows;
-    const std::int32_t middle = s.symmetric_design != 0 && rows % 2 != 0 ? rows / 2 : -1;
-    std::int32_t** level = ctx->levels->level_index;
+    const auto level_of = [&](std::int32_t rank) { return ctx->levels->level_index[rank][factor]; };
+    const auto wanted = [&](std::int32_t r1, std::int32_t r2) {
+        const bool left_out = s.symmetric_design != 0 && (r1 % rows >= rows / 2 || 2 * (r2 % rows) + 1 == rows);
+        return !left_out && level_of(r1) != level_of(r2);
+    };
     std::int32_t taken = 0;
-    for (std::int32_t base = 0; base < groups * rows; base += rows)
-        for (std::int32_t a = 0; a < first_end; ++a)
-            for (std::int32_t b = a + 1; b < rows; ++b)
-                if (b != middle && level[base + a][factor] != level[base + b][factor] &&
-                    !add_candidate(s, taken, {base + a, base + b}))
-                    return taken;
+    for (std::int32_t r1 = 0; r1 < ctx->rows->n; ++r1)
+        for (std::int32_t r2 = r1 + 1; r2 % rows != 0; ++r2)
+            if (wanted(r1, r2) && !add_candidate(s, taken, {r1, r2}))
+                return taken;
     return taken;
 }
 
