@@ -14,6 +14,7 @@
 /// Errors    storage failures leave through the error exit; nothing else fails.
 #pragma once
 
+#include "optdoe/criteria/criterion_facts.h"
 #include "optdoe/run/run_context.h"
 #include "optdoe/run/run_settings.h"
 
@@ -44,13 +45,6 @@ void crit_setup(run_context* ctx, const double* const* design, std::uint32_t fre
 
 /// Frees every table that crit_setup made.
 void crit_release(run_context* ctx);
-
-/// Bytes that a criterion, or a whole run, holds at the same time: of what grows with the square of the rows or with
-/// rows times factors.
-struct memory_need {
-    double least; ///< from the set-up on; never more than what is really allocated
-    double peak;  ///< the most of a usual search, roughly: with snapshots and a re-arrangement that is tried
-};
 
 /// What crit_setup and the search after it need. Sizes are not limited to those of designs.
 ///   options   null: not known; the criterion that needs least, with the options that do

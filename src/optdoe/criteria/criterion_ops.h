@@ -2,7 +2,7 @@
 /// function of the same name in criterion.h. Members are references, so that leaving one out does not compile.
 #pragma once
 
-#include "optdoe/criteria/criterion.h"
+#include "optdoe/criteria/criterion_facts.h"
 #include "optdoe/run/run_context.h"
 #include "optdoe/run/run_settings.h"
 
@@ -11,7 +11,8 @@
 struct criterion_ops {
     using trial = double (*)(run_context*, std::int32_t column, std::int32_t row_a, std::int32_t row_b);
 
-    const char* name; ///< in test and benchmark names
+    const char* name; ///< by which people ask for it
+    criterion_facts facts = {};
 
     /// As crit_setup. level_counts: [factors] distinct levels of each factor; read by the A2 criterion only.
     void (&setup)(run_context*, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,

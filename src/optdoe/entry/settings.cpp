@@ -1,6 +1,6 @@
 #include "optdoe/entry/settings.h"
 
-#include "optdoe/run/factor_levels.h"
+#include "optdoe/criteria/criterion_facts.h"
 #include "optdoe/run/messages.h"
 #include "optdoe/run/run_globals.h"
 #include "optdoe/run/run_settings.h"
@@ -46,15 +46,18 @@ static std::uint8_t byte_setting(int hi, int fallback, std::uint8_t value)
     return static_cast<std::uint8_t>(clamp_or_default_byte(0, hi, fallback, value));
 }
 
-static void validate_criterion(criterion_options& c, std::int32_t nfactors)
+/// Settles the criterion's options, its id first.
+///   returns what is known about the criterion
+static const criterion_facts& validate_criterion(criterion_options& c, std::int32_t nfactors)
 {
-    c.criterion_id = static_cast<std::int8_t>(clamp_or_default_byte(0, 4, 1, c.criterion_id));
+    c.criterion_id = static_cast<std::int8_t>(clamp_or_default_byte(0, criterion_id_count - 1, 1, c.criterion_id));
+    const criterion_facts& facts = criterion_facts_of(c.criterion_id);
     c.criterion_negate = byte_setting(1, 0, c.criterion_negate);
     c.params.param_count_1 = clamp_or_default_int(0, 200, 0, c.params.param_count_1);
     c.params.param_count_2 = clamp_or_default_int(0, 200, 0, c.params.param_count_2);
     c.params.param_count_3 = clamp_or_default_int(0, 200, 0, c.params.param_count_3);
 
-    if (c.criterion_id != 3) {
+    if (!facts.target_is_not_negative) {
         const double given = c.criterion_negate != 0 ? -c.criterion_threshold : c.criterion_threshold;
         c.criterion_threshold = clamp_or_default_double(-1e20, 1e20, -1e20, given);
     } else {
@@ -62,21 +65,16 @@ static void validate_criterion(criterion_options& c, std::int32_t nfactors)
     }
     for (std::int32_t j = 0; j < nfactors; ++j)
         c.factor_weights[j] = clamp_or_default_double(1e-40, 1.0, 1.0, c.factor_weights[j]);
+    return facts;
 }
 
 std::int32_t settings_validate(run_context* ctx, std::int32_t nfactors, std::int32_t nsamples)
 {
     run_settings& s = ctx->globals->settings;
     criterion_options& c = s.criterion;
-    validate_criterion(c, nfactors);
-
-    // Whether the columns are balanced is not asked: the formula is computed whatever the design.
-    if (c.criterion_id == 3 && ctx->levels->balanced == nullptr) {
-        status_message(ctx, "\nThe a2 criteria only work for balanced matrix.");
-        return -1;
-    }
-    if (c.criterion_id == 4 && c.criterion_function == unset_byte) {
-        status_message(ctx, "The function name of the given criterion is needed!");
+    const criterion_facts& facts = validate_criterion(c, nfactors);
+    if (const char* refusal = facts.refusal != nullptr ? facts.refusal(ctx, c) : nullptr) {
+        status_message(ctx, refusal);
         return -1;
     }
 
@@ -85,14 +83,15 @@ std::int32_t settings_validate(run_context* ctx, std::int32_t nfactors, std::int
     const std::int32_t pairs = wrap_mul(wrap_sub(nsamples, 1), nsamples) / 2;
     s.exchange_pairs = clamp_or_default_int(1, pairs, 50, s.exchange_pairs);
     s.auxiliary_mode = byte_setting(2, 0, s.auxiliary_mode);
-    s.scaling_mode = static_cast<std::int8_t>(clamp_or_default_byte(0, 2, (c.criterion_id == 2) + 1, s.scaling_mode));
+    s.scaling_mode =
+        static_cast<std::int8_t>(clamp_or_default_byte(0, 2, facts.scaling < 0 ? 1 : facts.scaling, s.scaling_mode));
     s.symmetric_design = byte_setting(1, 0, s.symmetric_design);
     s.weighted_factor_choice = byte_setting(1, 0, s.weighted_factor_choice);
     s.reduced_neighbourhoods = byte_setting(1, 1, s.reduced_neighbourhoods);
     s.pre_improvement = byte_setting(1, 1, s.pre_improvement);
     s.restart_limit = clamp_or_default_int(0, 500000, 30, s.restart_limit);
 
-    const bool one_group_each = s.symmetric_design != 0 || c.criterion_id == 3;
+    const bool one_group_each = s.symmetric_design != 0 || !facts.has_level_groups;
     for (std::int32_t j = 0; j < nfactors; ++j) {
         s.factor_shares[j] = clamp_or_default_double(0.0, 1.0, 1.0, s.factor_shares[j]);
         if (active_weight_floor > c.factor_weights[j])

@@ -1,6 +1,7 @@
 #include "optdoe/criteria/a2/a2.h"
 
 #include "optdoe/criteria/criterion.h"
+#include "optdoe/run/factor_levels.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
@@ -439,8 +440,18 @@ static memory_need a2_memory(double free_rows, double fixed_rows, double factors
     return {least, least + 2.0 * rows * rows}; // a snapshot of half the table
 }
 
+/// Whether the columns are balanced is not asked: the formula is computed whatever the design.
+static const char* a2_refusal(const run_context* ctx, const criterion_options&)
+{
+    return ctx->levels->balanced == nullptr ? "\nThe a2 criteria only work for balanced matrix." : nullptr;
+}
+
 constexpr criterion_ops a2_ops{
     .name = "a2",
+    .facts = {.needs_balanced_columns = true,
+              .has_level_groups = false,
+              .target_is_not_negative = true,
+              .refusal = a2_refusal},
     .setup = a2_setup,
     .release = a2_release,
     .memory = a2_memory,

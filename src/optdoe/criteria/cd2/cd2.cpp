@@ -746,6 +746,7 @@ static memory_need cd2_memory(double free_rows, double fixed_rows, double factor
 
 constexpr criterion_ops cd2_ops{
     .name = "cd2",
+    .facts = {.scaling = 2},
     .setup = cd2_setup,
     .release = cd2_release,
     .memory = cd2_memory,

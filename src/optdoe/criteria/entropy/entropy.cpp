@@ -573,6 +573,7 @@ static memory_need entropy_memory(double free_rows, double fixed_rows, double fa
 
 constexpr criterion_ops entropy_ops{
     .name = "entropy",
+    .facts = {.reads_theta = true, .reads_distance = true},
     .setup = entropy_setup,
     .release = entropy_release,
     .memory = entropy_memory,

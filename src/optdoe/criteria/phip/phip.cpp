@@ -331,6 +331,7 @@ static memory_need phip_memory(double free_rows, double fixed_rows, double facto
 
 constexpr criterion_ops phip_ops{
     .name = "phip",
+    .facts = {.reads_exponent = true, .reads_distance = true},
     .setup = phip_setup,
     .release = phip_release,
     .memory = phip_memory,

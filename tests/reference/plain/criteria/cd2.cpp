@@ -484,6 +484,7 @@ static double cd2_value_of(run_context* ctx, const double* const* design)
 
 constexpr criterion_ops cd2_ops{
     .name = "cd2",
+    .facts = {.scaling = 2},
     .setup = cd2_setup,
     .release = cd2_release,
     .memory = plain_memory,

@@ -5,15 +5,25 @@
 #include "tests/reference/plain/criteria/entropy.h"
 #include "tests/reference/plain/criteria/phip.h"
 
+static const criterion_ops* const by_id[]{&entropy_ops, &phip_ops, &cd2_ops, &a2_ops, &cd2_ops};
+
+static const char* missing_function(const run_context*, const criterion_options& options)
+{
+    return options.criterion_function == unset_byte ? "The function name of the given criterion is needed!" : nullptr;
+}
+
+constexpr criterion_facts function_facts{.refusal = missing_function};
+
+const std::int32_t criterion_id_count = 5;
+
 const criterion_ops& criterion_for(const criterion_options& options)
 {
-    switch (options.criterion_id) {
-    case 0: return entropy_ops;
-    case 1: return phip_ops;
-    case 3: return a2_ops;
-    default: return cd2_ops;
-    }
+    return options.criterion_id >= 0 && options.criterion_id <= 4 ? *by_id[options.criterion_id] : cd2_ops;
 }
+
+const criterion_facts& criterion_facts_of(std::int32_t id) { return id == 4 ? function_facts : by_id[id]->facts; }
+
+const char* criterion_name(std::int32_t id) { return id == 4 ? nullptr : by_id[id]->name; }
 
 namespace {
 

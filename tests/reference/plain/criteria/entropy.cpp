@@ -417,6 +417,7 @@ static void entropy_copy_saved_design(run_context* ctx, double** out)
 
 constexpr criterion_ops entropy_ops{
     .name = "entropy",
+    .facts = {.reads_theta = true, .reads_distance = true},
     .setup = entropy_setup,
     .release = entropy_release,
     .memory = plain_memory,

@@ -582,6 +582,7 @@ static void phip_copy_saved_design(run_context* ctx, double** out)
 
 constexpr criterion_ops phip_ops{
     .name = "phip",
+    .facts = {.reads_exponent = true, .reads_distance = true},
     .setup = phip_setup,
     .release = phip_release,
     .memory = plain_memory,
