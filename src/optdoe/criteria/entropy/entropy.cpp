@@ -4,6 +4,7 @@
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/criteria/criterion_params.h"
 #include "optdoe/run/plain_record.h"
+#include "optdoe/run/settings_table.h"
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
@@ -92,14 +93,15 @@ static double entropy_evaluate(run_context* ctx, const double* const* design)
 static void read_theta(entropy_state& s, const criterion_options& options)
 {
     const criterion_params& params = options.params;
-    const double fallback = s.kind == distance_kind::euclidean ? 5.0 : 3.0;
+    const setting& row = setting_of(setting_id::theta);
+    const double fallback = s.kind == distance_kind::euclidean ? row.fallback : theta_for_rectangular_distances;
     const std::int32_t given = std::min(list_length(params.param_count_1, params.param_list_1), s.factors);
     for (std::int32_t k = 0; k < s.factors; ++k) {
         double theta = fallback;
         if (given == 1)
-            theta = clamp_or_default_double(1e-40, 1000.0, fallback, params.param_list_1[0]);
+            theta = clamp_or_default_double(row.low, row.high, fallback, params.param_list_1[0]);
         else if (k < given)
-            theta = clamp_or_default_double(1e-40, 1000.0, fallback, params.param_list_1[k]);
+            theta = clamp_or_default_double(row.low, row.high, fallback, params.param_list_1[k]);
         if (s.kind == distance_kind::euclidean)
             theta = std::sqrt(theta);
         s.theta[k] = theta * options.factor_weights[k];
