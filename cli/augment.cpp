@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 
+#include "cli/criteria.h"
 #include "cli/csv_reader.h"
 #include "cli/engine.h"
 #include "cli/errors.h"
@@ -82,9 +83,10 @@ std::string augmented_text(const design_file& d, const design_file& old)
 
 int run_augment(const options& o)
 {
-    if (o.run.criterion == "a2")
-        throw usage_error("--criterion a2 counts equal levels, and added runs stand on levels of their own; use "
-                          "phip, entropy or cd2");
+    if (facts_of(o.run.criterion).needs_balanced_columns)
+        throw usage_error(fmt::format(
+            "--criterion {} counts equal levels, and added runs stand on levels of their own; use {}",
+            o.run.criterion, enumerated(criteria_where(&criterion_facts::needs_balanced_columns, false), "or")));
     design_file old = read_design(o.files.front());
     interpret(old, o.factors, o.code);
     if (old.code == coding::raw)

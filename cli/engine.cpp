@@ -1,5 +1,6 @@
 #include "cli/engine.h"
 
+#include "cli/criteria.h"
 #include "cli/errors.h"
 #include "cli/metrics.h"
 
@@ -51,7 +52,7 @@ std::optional<double> score(const table& design, const settings& options)
     for (const std::size_t count : distinct_counts(design))
         if (count < 2)
             return std::nullopt;
-    if (options.criterion == "a2" && !is_balanced(design))
+    if (facts_of(options.criterion).needs_balanced_columns && !is_balanced(design))
         return std::nullopt;
     settings criterion_only;
     criterion_only.criterion = options.criterion;

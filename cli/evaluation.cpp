@@ -1,15 +1,16 @@
 #include "cli/evaluation.h"
 
+#include "cli/criteria.h"
 #include "cli/engine.h"
 #include "cli/metrics.h"
 #include "cli/start_designs.h"
 #include "cli/text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -18,7 +19,6 @@ namespace cli {
 namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
-constexpr std::array<const char*, 4> criteria{"phip", "entropy", "cd2", "a2"};
 
 /// One design in the three scales that the measures need.
 struct coordinates {
@@ -76,14 +76,19 @@ double score_or_none(const coordinates& c, const settings& options)
     return score(c.criterion, options).value_or(none);
 }
 
+std::string plain_label(const std::string& criterion) { return "objective " + criterion; }
+
+/// With the parameters that people compare by.
 std::string criterion_label(const settings& s)
 {
-    if (s.criterion == "phip")
-        return fmt::format("objective phip (p = {}{})", s.p.value_or(20),
-                           s.distance == "rectangular" ? ", rectangular" : "");
-    if (s.criterion == "entropy")
-        return fmt::format("objective entropy{}", s.distance == "rectangular" ? " (rectangular)" : "");
-    return "objective " + s.criterion;
+    const criterion_facts& facts = facts_of(s.criterion);
+    std::vector<std::string> notes;
+    if (facts.reads_exponent)
+        notes.push_back(fmt::format("p = {}", s.exponent()));
+    if (facts.reads_distance && s.distance_in_force() != default_choice(setting_id::distance))
+        notes.push_back(s.distance);
+    return notes.empty() ? plain_label(s.criterion)
+                         : fmt::format("{} ({})", plain_label(s.criterion), fmt::join(notes, ", "));
 }
 
 std::size_t latin_columns(const coordinates& c)
@@ -140,11 +145,12 @@ settings settings_for(const design_file& file, const std::string& criterion, con
         throw input_error(fmt::format("{}:1:1: the recorded settings cannot be used: {}", file.name, error.what()));
     }
     const settings& o = options.overrides;
-    if (criterion == "phip" && o.p)
+    const criterion_facts& facts = facts_of(criterion);
+    if (facts.reads_exponent && o.p)
         s.p = o.p;
-    if (criterion == "entropy" && !o.theta.empty())
+    if (facts.reads_theta && !o.theta.empty())
         s.theta = o.theta;
-    if ((criterion == "phip" || criterion == "entropy") && !o.distance.empty())
+    if (facts.reads_distance && !o.distance.empty())
         s.distance = o.distance;
     if (!o.weights.empty())
         s.weights = o.weights;
@@ -177,7 +183,7 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
         e.recorded = (*file.provenance)["objective"].get<double>();
 
     std::vector<settings> scored;
-    for (const char* criterion : criteria) {
+    for (const std::string& criterion : criterion_names()) {
         settings s = settings_for(file, criterion, options);
         if (c.unit_as_is && options.overrides.scaling.empty())
             s.scaling = "none";
@@ -211,10 +217,10 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
     table own_columns = c.criterion;
     for (std::size_t t = 0; t < options.random_designs; ++t) {
         const coordinates random = coordinates_of_random(random_latin(generator, e.runs, e.factors), c.unit_as_is);
-        for (std::size_t m = 0; m < criteria.size(); ++m) {
+        for (std::size_t m = 0; m < scored.size(); ++m) {
             const settings& s = scored[m];
-            if (s.criterion == "a2") {
-                // A2 depends on the number of levels: the comparison is with the design's own columns, re-arranged.
+            if (facts_of(s.criterion).needs_balanced_columns) {
+                // Its value depends on the numbers of levels: the design's own columns are re-arranged.
                 shuffle_columns(generator, own_columns);
                 sums[m] += score_or_none({own_columns, c.unit_as_is, {}, {}}, s);
             } else {
@@ -223,7 +229,7 @@ evaluation evaluate(const design_file& file, const evaluation_options& options)
         }
         const std::vector<double> plain = plain_values(random);
         for (std::size_t m = 0; m < plain.size(); ++m)
-            sums[criteria.size() + m] += plain[m];
+            sums[scored.size() + m] += plain[m];
         sums.back() += static_cast<double>(e.factors);
     }
     for (std::size_t m = 0; m < sums.size(); ++m)
@@ -262,8 +268,8 @@ std::string evaluation_table(const std::vector<evaluation>& evaluations, std::si
         columns.push_back(std::move(where));
     }
     if (!same_labels)
-        for (std::size_t m = 0; m < 2; ++m)
-            columns[0][2 + m] = m == 0 ? "objective phip" : "objective entropy";
+        for (std::size_t m = 0; m < criterion_names().size(); ++m)
+            columns[0][2 + m] = plain_label(criterion_names()[m]);
 
     std::vector<std::size_t> widths;
     widths.reserve(columns.size());

@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 
+#include "cli/criteria.h"
 #include "cli/engine.h"
 #include "cli/errors.h"
 #include "cli/memory.h"
@@ -186,10 +187,11 @@ int run_make(const options& o)
         write_output("-", config_of(o, o.run, b, code, place, seed).dump(2) + "\n");
         return exit_done;
     }
-    if (o.run.criterion == "a2" && !b.start && !o.quiet)
-        std::fputs("optdoe: warning: every Latin hypercube has the same A2, so there is nothing to improve;\n"
-                   "optdoe: A2 is meant for balanced designs: see --balanced and --start\n",
-                   stderr);
+    if (facts_of(o.run.criterion).needs_balanced_columns && !b.start && !o.quiet)
+        std::fprintf(stderr,
+                     "optdoe: warning: every Latin hypercube has the same %s, so there is nothing to improve;\n"
+                     "optdoe: %s is meant for balanced designs: see --balanced and --start\n",
+                     o.run.criterion.c_str(), o.run.criterion.c_str());
 
     refuse_unwritable_results(o);
     progress watch(o.quiet, o.run.seconds);

@@ -4,6 +4,7 @@
 #include "cli/csv_reader.h"
 #include "cli/errors.h"
 #include "cli/json_text.h"
+#include "cli/setting_texts.h"
 #include "cli/text.h"
 
 #include <CLI/CLI.hpp>
@@ -49,104 +50,66 @@ struct help_formatter : CLI::Formatter {
 };
 
 /// Checks whose ranges stand in the help texts, so that they add no notes of their own.
-CLI::Validator one_of(std::initializer_list<const char*> names)
-{
-    return CLI::IsMember(std::vector<std::string>(names.begin(), names.end())).description("");
-}
+CLI::Validator one_of(const std::vector<std::string>& names) { return CLI::IsMember(names).description(""); }
 
 CLI::Validator at_least(std::int64_t least) { return CLI::Range(least, std::int64_t{1} << 30).description(""); }
 
+/// The option of a row of the table of settings, with the row's help; `form` names its value.
+template <class T>
+CLI::Option* add_setting(CLI::App& app, setting_id id, T& value, const char* form, const char* group)
+{
+    CLI::Option* option = app.add_option(option_name(id), value, help_text(id))->type_name(form)->group(group);
+    if (setting_of(id).kind == setting_kind::choice)
+        option->check(one_of(choices_of(setting_of(id))));
+    return option;
+}
+
+void add_flag(CLI::App& app, setting_id id, bool& value, const char* group)
+{
+    app.add_flag(option_name(id), value, help_text(id))->group(group);
+}
+
 void add_criterion_options(CLI::App& app, options& o, raw_options& raw, bool choose)
 {
-    const std::string group = "Criterion";
+    const char* group = "Criterion";
     if (choose)
-        app.add_option("--criterion", o.run.criterion, "what is minimised: phip (default), entropy, cd2 or a2")
-            ->check(one_of({"phip", "entropy", "cd2", "a2"}))
-            ->type_name("NAME")
-            ->group(group);
-    app.add_option("--p", o.run.p, "exponent of phip, 0 .. 100; 0: maximin (default 20)")
-        ->type_name("P")
-        ->group(group);
-    app.add_option("--distance", o.run.distance, "euclidean (default) or rectangular, for phip and entropy")
-        ->check(one_of({"euclidean", "rectangular"}))
-        ->type_name("NAME")
-        ->group(group);
-    app.add_option("--theta", raw.theta,
-                   "correlation parameters of entropy, 1e-40 .. 1000 (default 5; rectangular 3)")
-        ->type_name("LIST")
-        ->group(group);
-    app.add_option("--weights", raw.weights, "factor weights, 1e-40 .. 1 (default 1)")
-        ->type_name("LIST")
-        ->group(group);
+        add_setting(app, setting_id::criterion, o.run.criterion, "NAME", group);
+    add_setting(app, setting_id::exponent, o.run.p, "P", group);
+    add_setting(app, setting_id::distance, o.run.distance, "NAME", group);
+    add_setting(app, setting_id::theta, raw.theta, "LIST", group);
+    add_setting(app, setting_id::weights, raw.weights, "LIST", group);
 }
 
 void add_scaling(CLI::App& app, options& o)
 {
-    app.add_option("--scaling", o.run.scaling,
-                   "columns during the search: none, range or centres (default: centres for cd2, else range)")
-        ->check(one_of({"none", "range", "centres"}))
-        ->type_name("NAME")
-        ->group("Criterion");
+    add_setting(app, setting_id::scaling, o.run.scaling, "NAME", "Criterion");
 }
 
 void add_search_options(CLI::App& app, options& o, raw_options& raw)
 {
-    const std::string group = "Search";
-    app.add_option("--target", o.run.target, "stop at this objective, -1e20 .. 1e20 (a2: from 0)")
-        ->type_name("VALUE")
-        ->group("Criterion");
-    app.add_flag("--negate-target", o.run.negate_target, "use the target with the other sign")->group("Criterion");
-    app.add_option("--method", o.run.method, "threshold (default), greedy or annealing")
-        ->check(one_of({"threshold", "greedy", "annealing"}))
-        ->type_name("NAME")
-        ->group(group);
-    app.add_option("--time", raw.time, "time limit, such as 30s, 2m, 1h; 0.0001s .. 1000000s (default 10000s)")
-        ->type_name("TIME")
-        ->group(group);
+    const char* group = "Search";
+    add_setting(app, setting_id::target, o.run.target, "VALUE", "Criterion");
+    add_flag(app, setting_id::negate_target, o.run.negate_target, "Criterion");
+    add_setting(app, setting_id::method, o.run.method, "NAME", group);
+    add_setting(app, setting_id::time, raw.time, "TIME", group);
     app.add_option("--minutes", raw.minutes, "the same in minutes, as the Java host takes it")
         ->type_name("NUMBER")
-        ->excludes("--time")
+        ->excludes(option_name(setting_id::time))
         ->group(group);
-    app.add_option("--iterations", o.run.iterations,
-                   "rounds (annealing: moves), 1 .. 1e8 (default 2 N K, at least 100)")
-        ->type_name("COUNT")
-        ->group(group);
-    app.add_option("--moves", o.run.moves, "moves a round of threshold, 1 .. 1e8 (default 10 .. 100 by size)")
-        ->type_name("COUNT")
-        ->group(group);
-    app.add_option("--pairs", o.run.pairs, "candidate exchanges a move, 1 .. N(N-1)/2 (default 50)")
-        ->type_name("COUNT")
-        ->group(group);
-    app.add_flag("--all-pairs", o.run.all_pairs, "examine every candidate exchange")->group(group);
-    app.add_option("--restarts", o.run.restarts, "restarts of greedy, 0 .. 500000 (default 30)")
-        ->type_name("COUNT")
-        ->group(group);
-    app.add_option("--threshold", o.run.threshold,
-                   "starting threshold or temperature, 0 .. 1e200 (default from the start)")
-        ->type_name("VALUE")
-        ->group(group);
-    app.add_option("--cooling", o.run.cooling, "cooling factor of annealing, 0.5 .. 0.999 (default from the moves)")
-        ->type_name("VALUE")
-        ->group(group);
-    app.add_option("--tolerance", o.run.tolerance,
-                   "least improvement that counts, 1e-15 .. 0.1 (default from the start)")
-        ->type_name("VALUE")
-        ->group(group);
-    app.add_option("--shares", raw.shares, "how often factors are moved, 0 .. 1 each (default 1)")
-        ->type_name("LIST")
-        ->group(group);
-    app.add_flag("--weighted-choice", o.run.weighted_choice, "draw the factor by shares instead of in turn")
-        ->group(group);
-    app.add_option("--levels", raw.levels, "level groups a factor, a divisor of N below N (default 1)")
-        ->type_name("LIST")
-        ->group(group);
-    app.add_flag("--no-pre-improvement", o.run.no_pre_improvement, "search from the start as it is")->group(group);
-    app.add_option("--auxiliary", o.run.auxiliary, "kept with the settings, 0 .. 2; steers nothing")
-        ->type_name("MODE")
-        ->group(group);
-    app.add_option("--seed", raw.seed, "0 .. 4294967294; printed in any case (default: from the clock)")
-        ->type_name("SEED")
-        ->group(group);
+    add_setting(app, setting_id::iterations, o.run.iterations, "COUNT", group);
+    add_setting(app, setting_id::moves, o.run.moves, "COUNT", group);
+    add_setting(app, setting_id::pairs, o.run.pairs, "COUNT", group);
+    add_flag(app, setting_id::all_pairs, o.run.all_pairs, group);
+    add_setting(app, setting_id::restarts, o.run.restarts, "COUNT", group);
+    add_setting(app, setting_id::threshold, o.run.threshold, "VALUE", group);
+    add_setting(app, setting_id::cooling, o.run.cooling, "VALUE", group);
+    add_setting(app, setting_id::tolerance, o.run.tolerance, "VALUE", group);
+    add_setting(app, setting_id::shares, raw.shares, "LIST", group);
+    add_flag(app, setting_id::weighted_choice, o.run.weighted_choice, group);
+    add_setting(app, setting_id::levels, raw.levels, "LIST", group);
+    add_flag(app, setting_id::no_pre_improvement, o.run.no_pre_improvement, group);
+    add_setting(app, setting_id::auxiliary, o.run.auxiliary, "MODE", group);
+    add_setting(app, setting_id::seed, raw.seed, "SEED", group);
 }
 
 void add_factor_options(CLI::App& app, raw_options& raw)
@@ -197,8 +160,7 @@ void define_make(CLI::App& app, options& o, raw_options& raw)
     app.add_option("--balanced", raw.balanced, "random start with these level counts, each dividing N")
         ->type_name("LIST")
         ->group("Design");
-    app.add_flag("--symmetric", o.run.symmetric, "keep the design symmetric: runs mirror each other in pairs")
-        ->group("Design");
+    add_flag(app, setting_id::symmetric, o.run.symmetric, "Design");
     add_criterion_options(app, o, raw, true);
     add_scaling(app, o);
     add_search_options(app, o, raw);
@@ -324,13 +286,13 @@ std::vector<std::string> config_arguments(const std::string& file, const CLI::Ap
 
 void interpret_texts(options& o, const raw_options& raw)
 {
-    const auto list = [](const char* option, const std::string& text) {
+    const auto list = [](const std::string& option, const std::string& text) {
         return text.empty() ? std::vector<double>{} : parse_list(option, text);
     };
-    o.run.theta = list("--theta", raw.theta);
-    o.run.weights = list("--weights", raw.weights);
-    o.run.shares = list("--shares", raw.shares);
-    o.run.level_groups = list("--levels", raw.levels);
+    o.run.theta = list(option_name(setting_id::theta), raw.theta);
+    o.run.weights = list(option_name(setting_id::weights), raw.weights);
+    o.run.shares = list(option_name(setting_id::shares), raw.shares);
+    o.run.level_groups = list(option_name(setting_id::levels), raw.levels);
     o.balanced = list("--balanced", raw.balanced);
     if (!raw.time.empty()) {
         o.run.seconds = parse_duration(raw.time);
@@ -345,10 +307,11 @@ void interpret_texts(options& o, const raw_options& raw)
         o.run.seconds = *minutes * 60.0;
     }
     if (!raw.seed.empty()) {
-        // The highest 32-bit number stands for the clock inside the library, which could not be repeated.
+        const setting& row = setting_of(setting_id::seed);
         const auto seed = parse_integer(raw.seed);
-        if (!seed || *seed < 0 || *seed > 4294967294)
-            throw usage_error(fmt::format("--seed: {} is not in 0 .. 4294967294", raw.seed));
+        if (!seed || static_cast<double>(*seed) < row.low || static_cast<double>(*seed) > row.high)
+            throw usage_error(
+                fmt::format("{}: {} is not in {}", option_name(setting_id::seed), raw.seed, range_text(row)));
         o.seed = static_cast<std::uint32_t>(*seed);
     }
     o.code = coding_named(raw.coding);

@@ -1,5 +1,6 @@
 #include "cli/settings.h"
 
+#include "cli/criteria.h"
 #include "cli/errors.h"
 
 #include <fmt/format.h>
@@ -7,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <string_view>
 
@@ -15,37 +15,45 @@ namespace cli {
 
 namespace {
 
-constexpr std::array<std::string_view, 3> methods{"threshold", "greedy", "annealing"};
-constexpr std::array<std::string_view, 4> criteria{"entropy", "phip", "cd2", "a2"};
-constexpr std::array<std::string_view, 3> scalings{"none", "range", "centres"};
-
-template <std::size_t count>
-int position(const std::array<std::string_view, count>& names, std::string_view name)
+/// The row's highest value for a design of these rows.
+double highest(setting_id id, std::int64_t rows)
 {
-    return static_cast<int>(std::find(names.begin(), names.end(), name) - names.begin());
+    return highest_value(setting_of(id), static_cast<std::int32_t>(rows));
 }
 
-template <typename T>
-void check_range(std::string_view option, const std::optional<T>& value, double low, double high)
+void refuse_outside(setting_id id, double value, double low, double high)
 {
-    if (value && !(static_cast<double>(*value) >= low && static_cast<double>(*value) <= high))
-        throw usage_error(fmt::format("{}: {} is not in {} .. {}", option, *value, low, high));
+    if (!(value >= low && value <= high))
+        throw usage_error(fmt::format("{}: {} is not in {} .. {}", option_name(id), plain_number(value),
+                                      plain_number(low), plain_number(high)));
 }
 
-void check_list(std::string_view option, const std::vector<double>& list, std::int64_t factors, double low,
-                double high)
+template <class T>
+void check_range(setting_id id, const std::optional<T>& value, std::int64_t rows = 0)
+{
+    if (value)
+        refuse_outside(id, static_cast<double>(*value), setting_of(id).low, highest(id, rows));
+}
+
+void check_list(setting_id id, const std::vector<double>& list, std::int64_t factors, std::int64_t rows = 0)
 {
     if (list.size() > 1 && static_cast<std::int64_t>(list.size()) != factors)
-        throw usage_error(fmt::format("{}: {} values for {} factors (give one for all, or one each)", option,
+        throw usage_error(fmt::format("{}: {} values for {} factors (give one for all, or one each)", option_name(id),
                                       list.size(), factors));
     for (const double value : list)
-        check_range(option, std::optional(value), low, high);
+        check_range(id, std::optional(value), rows);
 }
 
-void refuse_unless(bool read, bool given, std::string_view option, std::string_view reader)
+void refuse_unless(bool read, bool given, setting_id id, std::string_view reader)
 {
     if (given && !read)
-        throw usage_error(fmt::format("{} is read by {} only", option, reader));
+        throw usage_error(fmt::format("{} is read by {} only", option_name(id), reader));
+}
+
+/// Refuses a parameter that the criterion does not read.
+void refuse_unless_read(bool read, bool given, setting_id id)
+{
+    refuse_unless(read, given, id, readers_text(setting_of(id)));
 }
 
 std::vector<std::int64_t> group_counts(std::int64_t rows)
@@ -57,6 +65,16 @@ std::vector<std::int64_t> group_counts(std::int64_t rows)
     return counts;
 }
 
+void check_groups(const std::vector<double>& groups, std::int64_t rows)
+{
+    for (const double count : groups)
+        if (count != std::floor(count) ||
+            (count > 1 && (std::fmod(static_cast<double>(rows), count) != 0.0 || count == static_cast<double>(rows))))
+            throw usage_error(fmt::format("{}: {} groups do not divide {} rows; possible are {}",
+                                          option_name(setting_id::levels), count, rows,
+                                          fmt::join(group_counts(rows), ", ")));
+}
+
 } // namespace
 
 double list_value(const std::vector<double>& list, std::size_t j)
@@ -64,14 +82,43 @@ double list_value(const std::vector<double>& list, std::size_t j)
     return list.size() == 1 ? list.front() : list[j];
 }
 
+int settings::exponent() const { return p.value_or(static_cast<int>(setting_of(setting_id::exponent).fallback)); }
+
+std::string settings::distance_in_force() const
+{
+    return distance.empty() ? default_choice(setting_id::distance) : distance;
+}
+
+std::int64_t settings::moving_factors(std::int64_t factors) const
+{
+    std::int64_t count = 0;
+    for (std::size_t j = 0; j < static_cast<std::size_t>(factors); ++j)
+        count += (shares.empty() || list_value(shares, j) > share_floor) &&
+                 (weights.empty() || list_value(weights, j) >= active_weight_floor);
+    return count;
+}
+
 void settings::check_criterion(std::int64_t factors) const
 {
-    check_range("--p", p, 0, 100);
-    check_list("--theta", theta, factors, 1e-40, 1000.0);
-    // The library takes parameter lists of up to 200 values.
-    if (theta.size() > 200)
-        throw usage_error("--theta: at most 200 values; give one for all factors");
-    check_list("--weights", weights, factors, 1e-40, 1.0);
+    check_range(setting_id::exponent, p);
+    check_list(setting_id::theta, theta, factors);
+    if (theta.size() > most_list_values)
+        throw usage_error(fmt::format("{}: at most {} values; give one for all factors",
+                                      option_name(setting_id::theta), most_list_values));
+    check_list(setting_id::weights, weights, factors);
+}
+
+void settings::check_lists(std::int64_t rows, std::int64_t factors) const
+{
+    check_list(setting_id::shares, shares, factors);
+    if (moving_factors(factors) == 0)
+        throw usage_error(fmt::format("{}, {}: at least one factor needs a share above {} and a weight above {}",
+                                      option_name(setting_id::shares), option_name(setting_id::weights),
+                                      plain_number(share_floor), plain_number(active_weight_floor)));
+    check_list(setting_id::levels, level_groups, factors, rows);
+    refuse_unless(!symmetric && facts_of(criterion).has_level_groups, !level_groups.empty(), setting_id::levels,
+                  readers_text(setting_of(setting_id::levels)) + " without " + option_name(setting_id::symmetric));
+    check_groups(level_groups, rows);
 }
 
 void settings::check(std::int64_t rows, std::int64_t factors) const
@@ -79,71 +126,58 @@ void settings::check(std::int64_t rows, std::int64_t factors) const
     const bool threshold_method = method == "threshold";
     const bool greedy = method == "greedy";
     const bool annealing = method == "annealing";
-    const bool distances = criterion == "phip" || criterion == "entropy";
+    const criterion_facts& facts = facts_of(criterion);
 
-    refuse_unless(criterion == "phip", p.has_value(), "--p", "--criterion phip");
-    refuse_unless(criterion == "entropy", !theta.empty(), "--theta", "--criterion entropy");
-    refuse_unless(distances, !distance.empty(), "--distance", "the criteria phip and entropy");
+    refuse_unless_read(facts.reads_exponent, p.has_value(), setting_id::exponent);
+    refuse_unless_read(facts.reads_theta, !theta.empty(), setting_id::theta);
+    refuse_unless_read(facts.reads_distance, !distance.empty(), setting_id::distance);
     check_criterion(factors);
-    check_range("--target", target, criterion == "a2" ? 0.0 : -1e20, 1e20);
-    refuse_unless(criterion != "a2", negate_target, "--negate-target", "the criteria phip, entropy and cd2");
+    if (target)
+        refuse_outside(setting_id::target, *target,
+                       facts.target_is_not_negative ? 0.0 : setting_of(setting_id::target).low,
+                       setting_of(setting_id::target).high);
+    refuse_unless_read(!facts.target_is_not_negative, negate_target, setting_id::negate_target);
     if (negate_target && !target)
-        throw usage_error("--negate-target needs --target");
-
-    check_range("--time", seconds, 1e-4, 1e6);
-    check_range("--iterations", iterations, 1, 1e8);
-    check_range("--moves", moves, 1, 1e8);
-    refuse_unless(threshold_method, moves.has_value(), "--moves", "--method threshold");
-    const std::int64_t all = rows * (rows - 1) / 2;
-    check_range("--pairs", pairs, 1, static_cast<double>(all));
-    refuse_unless(threshold_method && !all_pairs, pairs.has_value(), "--pairs",
-                  "--method threshold without --all-pairs");
-    refuse_unless(threshold_method, all_pairs, "--all-pairs", "--method threshold");
-    check_range("--restarts", restarts, 0, 500000);
-    refuse_unless(greedy, restarts.has_value(), "--restarts", "--method greedy");
-    check_range("--tolerance", tolerance, 1e-15, 0.1);
-    check_range("--threshold", threshold, 0.0, 1e200);
-    refuse_unless(!greedy, threshold.has_value(), "--threshold", "the methods threshold and annealing");
-    check_range("--cooling", cooling, 0.5, 0.999);
-    refuse_unless(annealing, cooling.has_value(), "--cooling", "--method annealing");
-    refuse_unless(threshold_method, weighted_choice, "--weighted-choice",
-                  "--method threshold (annealing always draws by shares, greedy sweeps all factors)");
-    check_range("--auxiliary", auxiliary, 0, 2);
-
-    check_list("--shares", shares, factors, 0.0, 1.0);
-    bool any_moves = false;
-    for (std::size_t j = 0; j < static_cast<std::size_t>(factors); ++j)
-        any_moves = any_moves || ((shares.empty() || list_value(shares, j) > 1e-10) &&
-                                  (weights.empty() || list_value(weights, j) >= 1e-15));
-    if (!any_moves)
         throw usage_error(
-            "--shares, --weights: at least one factor needs a share above 1e-10 and a weight above 1e-15");
+            fmt::format("{} needs {}", option_name(setting_id::negate_target), option_name(setting_id::target)));
 
-    check_list("--levels", level_groups, factors, 1.0, static_cast<double>(rows));
-    refuse_unless(!symmetric && criterion != "a2", !level_groups.empty(), "--levels",
-                  "the criteria phip, entropy and cd2 without --symmetric");
-    for (const double count : level_groups)
-        if (count != std::floor(count) ||
-            (count > 1 && (std::fmod(static_cast<double>(rows), count) != 0.0 || count == static_cast<double>(rows))))
-            throw usage_error(fmt::format("--levels: {} groups do not divide {} rows; possible are {}", count, rows,
-                                          fmt::join(group_counts(rows), ", ")));
+    check_range(setting_id::time, seconds);
+    check_range(setting_id::iterations, iterations);
+    check_range(setting_id::moves, moves);
+    refuse_unless(threshold_method, moves.has_value(), setting_id::moves, "--method threshold");
+    check_range(setting_id::pairs, pairs, rows);
+    refuse_unless(threshold_method && !all_pairs, pairs.has_value(), setting_id::pairs,
+                  "--method threshold without --all-pairs");
+    refuse_unless(threshold_method, all_pairs, setting_id::all_pairs, "--method threshold");
+    check_range(setting_id::restarts, restarts);
+    refuse_unless(greedy, restarts.has_value(), setting_id::restarts, "--method greedy");
+    check_range(setting_id::tolerance, tolerance);
+    check_range(setting_id::threshold, threshold);
+    refuse_unless(!greedy, threshold.has_value(), setting_id::threshold, "the methods threshold and annealing");
+    check_range(setting_id::cooling, cooling);
+    refuse_unless(annealing, cooling.has_value(), setting_id::cooling, "--method annealing");
+    refuse_unless(threshold_method, weighted_choice, setting_id::weighted_choice,
+                  "--method threshold (annealing always draws by shares, greedy sweeps all factors)");
+    check_range(setting_id::auxiliary, auxiliary);
+    check_lists(rows, factors);
 }
 
 void settings::apply_criterion(criterion_options* out) const
 {
-    out->criterion_id = static_cast<std::int8_t>(position(criteria, criterion));
+    out->criterion_id = criterion_id(criterion);
     criterion_params& params = out->params;
-    if (criterion == "phip" && p) {
+    const criterion_facts& facts = facts_of(criterion);
+    if (facts.reads_exponent && p) {
         exponent_ = *p;
         params.param_count_1 = 1;
         params.param_list_1 = &exponent_;
     }
-    if (criterion == "entropy" && !theta.empty()) {
+    if (facts.reads_theta && !theta.empty()) {
         params.param_count_1 = static_cast<std::int32_t>(theta.size());
         params.param_list_1 = theta.data();
     }
     if (!distance.empty()) {
-        distance_kind_ = distance == "rectangular" ? 1.0 : 2.0;
+        distance_kind_ = number_of_choice(setting_id::distance, distance);
         params.param_count_2 = 1;
         params.param_list_2 = &distance_kind_;
     }
@@ -152,9 +186,9 @@ void settings::apply_criterion(criterion_options* out) const
 void settings::apply(run_settings* out, std::int32_t factors) const
 {
     apply_criterion(&out->criterion);
-    out->search_mode = static_cast<std::uint8_t>(position(methods, method));
+    out->search_mode = static_cast<std::uint8_t>(number_of_choice(setting_id::method, method));
     if (!scaling.empty())
-        out->scaling_mode = static_cast<std::int8_t>(position(scalings, scaling));
+        out->scaling_mode = static_cast<std::int8_t>(number_of_choice(setting_id::scaling, scaling));
     if (auxiliary)
         out->auxiliary_mode = static_cast<std::uint8_t>(*auxiliary);
     out->symmetric_design = symmetric;
@@ -182,58 +216,92 @@ void settings::apply(run_settings* out, std::int32_t factors) const
     }
 }
 
-nlohmann::ordered_json settings::effective(std::int64_t rows, std::int64_t factors) const
+namespace {
+
+using nlohmann::ordered_json;
+
+/// Adds a setting: its value, else its default; null where the run derives that.
+template <class T>
+void add(ordered_json& s, setting_id id, const std::optional<T>& value)
 {
-    using nlohmann::ordered_json;
-    ordered_json s = ordered_json::object();
-    const auto list_or = [](const std::vector<double>& list, double otherwise) {
-        return list.empty() ? std::vector<double>{otherwise} : list;
-    };
-    const auto or_null = [](const auto& value) { return value ? ordered_json(*value) : ordered_json(nullptr); };
-    s["criterion"] = criterion;
-    if (criterion == "phip")
-        s["p"] = p.value_or(20);
-    if (criterion == "phip" || criterion == "entropy")
-        s["distance"] = distance.empty() ? "euclidean" : distance;
-    if (criterion == "entropy")
-        s["theta"] = list_or(theta, distance == "rectangular" ? 3.0 : 5.0);
-    s["weights"] = list_or(weights, 1.0);
-    s["scaling"] = scaling.empty() ? (criterion == "cd2" ? "centres" : "range") : scaling;
-    s["target"] = target ? *target : (criterion == "a2" ? 0.0 : -1e20);
-    if (negate_target)
-        s["negate-target"] = true;
-    s["method"] = method;
-    s["time"] = seconds.value_or(10000.0);
-    std::int64_t active = 0;
-    for (std::size_t j = 0; j < static_cast<std::size_t>(factors); ++j)
-        active +=
-            (shares.empty() || list_value(shares, j) > 1e-10) && (weights.empty() || list_value(weights, j) >= 1e-15);
-    s["iterations"] = iterations ? *iterations : std::clamp<std::int64_t>(2 * rows * active, 100, 100000000);
+    const setting& row = setting_of(id);
+    if (value || !std::isnan(row.fallback))
+        s[row.name] = value ? *value : static_cast<T>(row.fallback);
+    else
+        s[row.name] = nullptr;
+}
+
+void add_list(ordered_json& s, setting_id id, const std::vector<double>& list, double otherwise)
+{
+    s[setting_of(id).name] = list.empty() ? std::vector<double>{otherwise} : list;
+}
+
+void add_flag(ordered_json& s, setting_id id, bool given)
+{
+    if (given)
+        s[setting_of(id).name] = true;
+}
+
+} // namespace
+
+void settings::add_criterion(ordered_json& s) const
+{
+    const criterion_facts& facts = facts_of(criterion);
+    s[setting_of(setting_id::criterion).name] = criterion;
+    if (facts.reads_exponent)
+        add(s, setting_id::exponent, p);
+    if (facts.reads_distance)
+        s[setting_of(setting_id::distance).name] = distance_in_force();
+    if (facts.reads_theta)
+        add_list(s, setting_id::theta, theta,
+                 distance_in_force() == "rectangular" ? theta_for_rectangular_distances
+                                                      : setting_of(setting_id::theta).fallback);
+    add_list(s, setting_id::weights, weights, setting_of(setting_id::weights).fallback);
+    const setting& row = setting_of(setting_id::scaling);
+    const std::size_t usual = static_cast<std::size_t>(facts.scaling >= 0 ? facts.scaling : row.fallback);
+    s[row.name] = scaling.empty() ? choices_of(row)[usual] : scaling;
+    add(s, setting_id::target, target ? target : facts.target_is_not_negative ? std::optional(0.0) : std::nullopt);
+    add_flag(s, setting_id::negate_target, negate_target);
+}
+
+void settings::add_search(ordered_json& s, std::int64_t rows, std::int64_t factors) const
+{
+    s[setting_of(setting_id::method).name] = method;
+    add(s, setting_id::time, seconds);
+    const std::int64_t most = static_cast<std::int64_t>(setting_of(setting_id::iterations).high);
+    s[setting_of(setting_id::iterations).name] =
+        iterations ? *iterations : std::clamp<std::int64_t>(2 * rows * moving_factors(factors), 100, most);
     if (method == "threshold") {
-        s["moves"] = or_null(moves);
-        if (all_pairs)
-            s["all-pairs"] = true;
-        else
-            s["pairs"] = pairs ? *pairs : std::min<std::int64_t>(50, rows * (rows - 1) / 2);
-        if (weighted_choice)
-            s["weighted-choice"] = true;
+        add(s, setting_id::moves, moves);
+        const setting& row = setting_of(setting_id::pairs);
+        add_flag(s, setting_id::all_pairs, all_pairs);
+        if (!all_pairs)
+            s[row.name] = clamp_or_default_int(static_cast<std::int32_t>(row.low),
+                                               static_cast<std::int32_t>(highest(setting_id::pairs, rows)),
+                                               static_cast<std::int32_t>(row.fallback), pairs.value_or(-1));
+        add_flag(s, setting_id::weighted_choice, weighted_choice);
     }
     if (method == "greedy")
-        s["restarts"] = restarts.value_or(30);
-    s["tolerance"] = or_null(tolerance);
+        add(s, setting_id::restarts, restarts);
+    add(s, setting_id::tolerance, tolerance);
     if (method != "greedy")
-        s["threshold"] = or_null(threshold);
+        add(s, setting_id::threshold, threshold);
     if (method == "annealing")
-        s["cooling"] = or_null(cooling);
-    s["shares"] = list_or(shares, 1.0);
+        add(s, setting_id::cooling, cooling);
+    add_list(s, setting_id::shares, shares, setting_of(setting_id::shares).fallback);
+}
+
+ordered_json settings::effective(std::int64_t rows, std::int64_t factors) const
+{
+    ordered_json s = ordered_json::object();
+    add_criterion(s);
+    add_search(s, rows, factors);
     if (!level_groups.empty())
-        s["levels"] = level_groups;
-    if (symmetric)
-        s["symmetric"] = true;
-    if (no_pre_improvement)
-        s["no-pre-improvement"] = true;
+        s[setting_of(setting_id::levels).name] = level_groups;
+    add_flag(s, setting_id::symmetric, symmetric);
+    add_flag(s, setting_id::no_pre_improvement, no_pre_improvement);
     if (auxiliary)
-        s["auxiliary"] = *auxiliary;
+        add(s, setting_id::auxiliary, auxiliary);
     return s;
 }
 

@@ -4,6 +4,8 @@
 /// that the chosen criterion or method would not read.
 #pragma once
 
+#include "cli/setting_texts.h"
+
 #include "optdoe/run/run_settings.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -15,17 +17,17 @@
 
 namespace cli {
 
-/// Unset means the library's default.
+/// Each with the row of the table of settings that has its range, names and default. Unset means the default.
 struct settings {
-    std::string criterion = "phip";   ///< phip, entropy, cd2, a2
-    std::string method = "threshold"; ///< threshold, greedy, annealing
-    std::string distance;             ///< euclidean, rectangular; empty: euclidean
-    std::string scaling;              ///< none, range, centres; empty: centres for cd2, else range
-    std::optional<int> p;             ///< 0 .. 100
+    std::string criterion = default_choice(setting_id::criterion);
+    std::string method = default_choice(setting_id::method);
+    std::string distance; ///< empty: the default
+    std::string scaling;  ///< empty: the default, which may be the criterion's own
+    std::optional<int> p;
     std::vector<double> theta;        ///< one value or one per factor
     std::vector<double> weights;      ///< likewise
     std::vector<double> shares;       ///< likewise
-    std::vector<double> level_groups; ///< likewise, whole numbers
+    std::vector<double> level_groups; ///< likewise, whole numbers; row levels
     std::optional<double> target;
     bool negate_target = false;
     bool symmetric = false;
@@ -34,10 +36,16 @@ struct settings {
     bool no_pre_improvement = false;
     std::optional<int> auxiliary;
     std::optional<std::int32_t> iterations, moves, pairs, restarts;
-    std::optional<double> seconds, tolerance, threshold, cooling;
+    std::optional<double> seconds, tolerance, threshold, cooling; ///< seconds: row time
 
     /// Throws usage_error on the first setting that cannot be used for n rows and k factors, or that nothing reads.
     void check(std::int64_t rows, std::int64_t factors) const;
+
+    /// The exponent in force.
+    int exponent() const;
+
+    /// The kind of distance in force, by name.
+    std::string distance_in_force() const;
 
     /// Only what evaluating a design reads; throws usage_error.
     void check_criterion(std::int64_t factors) const;
@@ -52,6 +60,11 @@ struct settings {
     nlohmann::ordered_json effective(std::int64_t rows, std::int64_t factors) const;
 
 private:
+    void check_lists(std::int64_t rows, std::int64_t factors) const;
+    std::int64_t moving_factors(std::int64_t factors) const; ///< those that the search may move
+    void add_criterion(nlohmann::ordered_json& s) const;
+    void add_search(nlohmann::ordered_json& s, std::int64_t rows, std::int64_t factors) const;
+
     mutable double exponent_ = 0.0; ///< storage for the library's parameter lists
     mutable double distance_kind_ = 0.0;
 };

@@ -66,6 +66,30 @@ TEST(settings, nothing_is_accepted_that_nobody_reads)
     refused([](settings& s) { s.criterion = "a2", s.target = 1.0, s.negate_target = true; }, "a2 ignores the sign");
 }
 
+TEST(settings, a_refusal_names_option_range_and_readers)
+{
+    const auto message = [](const edit& change) -> std::string {
+        settings s;
+        change(s);
+        try {
+            s.check(20, 3);
+        } catch (const usage_error& error) {
+            return error.what();
+        }
+        return "accepted";
+    };
+    EXPECT_EQ(message([](settings& s) { s.pairs = 191; }), "--pairs: 191 is not in 1 .. 190");
+    EXPECT_EQ(message([](settings& s) { s.target = -1e21; }), "--target: -1e21 is not in -1e20 .. 1e20");
+    EXPECT_EQ(message([](settings& s) { s.criterion = "a2", s.target = -1.0; }), "--target: -1 is not in 0 .. 1e20");
+    EXPECT_EQ(message([](settings& s) { s.criterion = "cd2", s.p = 3; }), "--p is read by --criterion phip only");
+    EXPECT_EQ(message([](settings& s) { s.criterion = "cd2", s.distance = "euclidean"; }),
+              "--distance is read by the criteria phip and entropy only");
+    EXPECT_EQ(message([](settings& s) { s.criterion = "a2", s.level_groups = {2.0}; }),
+              "--levels is read by the criteria phip, entropy and cd2 without --symmetric only");
+    EXPECT_EQ(message([](settings& s) { s.criterion = "maximin"; }),
+              "--criterion: maximin is not phip, entropy, cd2 or a2");
+}
+
 TEST(settings, level_groups_divide_the_rows)
 {
     accepted([](settings& s) { s.level_groups = {4.0}; }, "4 of 20");
@@ -135,4 +159,16 @@ TEST(settings, effective_values_follow_criterion_and_method)
     s.criterion = "cd2";
     EXPECT_EQ(s.effective(50, 5)["scaling"], "centres");
     EXPECT_FALSE(s.effective(50, 5).contains("p"));
+    EXPECT_EQ(s.effective(50, 5)["target"], -1e20);
+    s.criterion = "a2";
+    EXPECT_EQ(s.effective(50, 5)["target"], 0.0);
+    EXPECT_EQ(s.effective(50, 5)["scaling"], "range");
+    s.criterion = "entropy";
+    EXPECT_EQ(s.effective(50, 5)["theta"], std::vector<double>{5.0});
+    EXPECT_EQ(s.effective(50, 5)["distance"], "euclidean");
+    s.distance = "rectangular";
+    EXPECT_EQ(s.effective(50, 5)["theta"], std::vector<double>{3.0});
+    s.method = "greedy";
+    EXPECT_EQ(s.effective(50, 5)["restarts"], 30);
+    EXPECT_FALSE(s.effective(50, 5).contains("pairs"));
 }

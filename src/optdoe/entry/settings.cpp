@@ -9,8 +9,6 @@
 
 #include <initializer_list>
 
-constexpr double active_weight_floor = 1e-15;
-
 void settings_reset(run_context* ctx, std::int32_t nfactors)
 {
     run_settings& s = ctx->globals->settings;

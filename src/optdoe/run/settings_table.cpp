@@ -48,10 +48,10 @@ static constexpr setting rows_of_settings[]{
      "level groups a factor, a divisor of N below N", nullptr, nullptr, range_end::rows},
     {setting_id::no_pre_improvement, setting_kind::flag, "no-pre-improvement", 0, 1, 1,
      "search from the start as it is"},
-    {setting_id::auxiliary, setting_kind::whole, "auxiliary", 0, 2, 0, "kept with the settings; steers nothing"},
+    {setting_id::auxiliary, setting_kind::whole, "auxiliary", 0, 2, 0, "kept with the settings, steers nothing"},
     // The highest 32-bit number asks the library for the clock, whose run could not be repeated.
     {setting_id::seed, setting_kind::whole, "seed", 0, 4294967294.0, varies,
-     "of the random numbers; printed in any case", "from the clock"},
+     "seed of the random numbers, printed in any case", "from the clock"},
 };
 
 static constexpr bool rows_are_in_order()

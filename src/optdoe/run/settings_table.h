@@ -75,6 +75,8 @@ const setting& setting_of(setting_id id);
 /// wraps beyond 46341 rows; then an empty range, or one that ends early, is part of the behaviour.
 double highest_value(const setting& s, std::int32_t rows);
 
+inline constexpr double share_floor = 1e-10;          ///< a factor with a share of at most this is never moved
+inline constexpr double active_weight_floor = 1e-15;  ///< a factor with a weight below this is never moved
 inline constexpr std::int32_t most_list_values = 200; ///< of one parameter list of a criterion
 
 /// Default of theta with rectangular distances; the row has that of Euclidean ones.
