@@ -1,7 +1,7 @@
 #include "optdoe/criteria/criterion.h"
 
 #include "optdoe/criteria/criterion_ops.h"
-#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/criteria/phip/phip_state.h"
 #include "tests/reference/criteria_reference.h"
 #include "tests/support/search_run.h"
 
@@ -63,7 +63,7 @@ TEST(criteriondispatch, the_working_matrix_itself_comes_without_an_output)
         const std::int32_t a = 2;
         const std::int32_t b = 5;
         crit_apply_swaps(run.ctx(), 1, 1, &a, &b);
-        EXPECT_EQ(working[5][1], before);
+        EXPECT_EQ(crit_copy_design(run.ctx(), nullptr)[5][1], before);
     }
 }
 
@@ -241,7 +241,7 @@ public:
         options.params.param_count_1 = id < 2;
         options.params.param_list_1 = &exponent_;
         if (many_rows)
-            ctx()->phip->tables.few_rows = 0;
+            ctx()->phip->distances.most_rows_with_all_lines = 0;
         crit_setup(ctx(), start_.data(), static_cast<std::uint32_t>(n_ - fixed), static_cast<std::uint32_t>(fixed), k,
                    options);
         crit_save_design(ctx());

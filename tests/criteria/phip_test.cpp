@@ -1,6 +1,6 @@
 #include "optdoe/criteria/criterion.h"
 
-#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/criteria/phip/phip_state.h"
 #include "tests/reference/criteria_reference.h"
 #include "tests/support/search_run.h"
 
@@ -100,7 +100,7 @@ TEST(phip, a_sum_that_is_not_a_number_counts_as_the_cap)
             search_run run(start, {.with_criterion = false}, {});
             run_context* ctx = run.ctx();
             if (many_rows)
-                ctx->phip->tables.few_rows = 0;
+                ctx->phip->distances.most_rows_with_all_lines = 0;
             crit_setup(ctx, start.data(), 9, 0, 3, run.settings().criterion);
             EXPECT_EQ(crit_value_of(ctx, broken.data()), cap) << odd;
             EXPECT_EQ(crit_evaluate(ctx, broken.data()), cap) << odd;
@@ -131,7 +131,7 @@ TEST(phip, distances_are_copied_only_where_they_have_a_scale)
             phip_run run(start, {1}, {kind});
             double value = 0.0;
             crit_best_swap(run.ctx(), 0, 4, a, b, &value);
-            const phip_coarse& copies = run->phip->tables.coarse;
+            const coarse_copies& copies = run->phip->coarse;
             EXPECT_TRUE(!coarse_is_usable(copies) || std::isnormal(copies.scale)) << kind << ' ' << size;
             EXPECT_TRUE(coarse_is_usable(copies) || size != 1.0);
         }

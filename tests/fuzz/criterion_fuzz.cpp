@@ -4,7 +4,7 @@
 
 #include "hosts/embedded/embedded_host.h"
 #include "optdoe/criteria/criterion.h"
-#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/criteria/phip/phip_state.h"
 #include "optdoe/entry/run_slots.h"
 #include "tests/reference/plain/plain_library.h"
 #include "tests/support/phip_invariants.h"
@@ -63,7 +63,7 @@ public:
           is_phip_(criterion == 1)
     {
         if (is_phip_ && n_ % 2 == 0)
-            library_.ctx()->phip->tables.few_rows = 0; // the form for many rows
+            library_.ctx()->phip->distances.most_rows_with_all_lines = 0; // the form for many rows
         const int levels = 1 + input.below(n_ + fixed_);
         const bool wild = criterion != 3 && input.below(8) == 0;
         for (double& entry : entries_)

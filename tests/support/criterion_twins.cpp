@@ -4,7 +4,7 @@
 #include "optdoe/criteria/cd2/cd2.h"
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/criteria/entropy/entropy.h"
-#include "optdoe/criteria/phip/phip.h"
+#include "optdoe/criteria/phip/phip_state.h"
 #include "optdoe/numeric/index_sort.h"
 
 criterion_twins::criterion_twins(const table& design, const twin_case& how)
@@ -24,7 +24,11 @@ void criterion_twins::use_variant(instruction_set set)
     const auto at = static_cast<std::size_t>(set);
     switch (how_.criterion_id) {
     case 0: fast()->entropy->kernels = entropy_kernel_variants[at]; break;
-    case 1: fast()->phip->tables.kernels = phip_kernel_variants[at]; break;
+    case 1:
+        fast()->phip->terms.kernels = phip_kernel_variants[at];
+        fast()->phip->distances.kernels = distance_kernel_variants[at];
+        fast()->phip->totals.triangle.kernels = ordered_sum_kernel_variants[at];
+        break;
     case 2: fast()->cd2->kernels = cd2_kernel_variants[at]; break;
     default: fast()->a2->kernels = a2_kernel_variants[at]; break;
     }
@@ -34,7 +38,7 @@ void criterion_twins::setup()
 {
     static int setups = 0;
     if (how_.criterion_id == 1 && ++setups % 2 == 0)
-        fast()->phip->tables.few_rows = 0; // the form for many rows
+        fast()->phip->distances.most_rows_with_all_lines = 0; // the form for many rows
     criterion_options options{};
     options.criterion_id = static_cast<std::int8_t>(how_.criterion_id);
     options.factor_weights = weights_.data();

@@ -1,7 +1,9 @@
 #include "tests/support/phip_invariants.h"
 
-#include "optdoe/criteria/phip/phip.h"
-#include "optdoe/criteria/phip/phip_tables.h"
+#include "optdoe/criteria/criterion.h"
+#include "optdoe/criteria/maximin/maximin.h"
+#include "optdoe/criteria/phip/phip_sizes.h"
+#include "optdoe/criteria/phip/phip_state.h"
 
 #include <cmath>
 #include <cstdint>
@@ -31,114 +33,153 @@ private:
 
 bool same_or_nan(double x, double y) { return same_bits(x, y) || (std::isnan(x) && std::isnan(y)); }
 
-class tables_in_question {
+class distances_in_question {
 public:
-    explicit tables_in_question(const phip_tables& t) : t_(t)
+    explicit distances_in_question(const pair_distances& d) : d_(d)
     {
-        for (std::int32_t r = 0; r < t.rows; ++r) {
-            lines_.emplace_back(t.stride);
-            copy_line(t, r, lines_.back().get());
+        for (std::int32_t r = 0; r < d.rows; ++r) {
+            lines_.emplace_back(d.stride);
+            copy_line(d, r, lines_.back().get());
         }
+    }
+
+    const double* line(std::int32_t r) { return lines_[static_cast<std::size_t>(r)].get(); }
+
+    std::string broken()
+    {
+        if (d_.version > d_.last_version)
+            return "the version was never given";
+        std::string answer = points();
+        if (answer.empty())
+            answer = changed_rows();
+        return answer.empty() ? lines() : answer;
+    }
+
+private:
+    /// Both layouts have the same points.
+    std::string points()
+    {
+        for (std::int32_t r = 0; r < d_.rows; ++r)
+            for (std::int32_t k = 0; k < d_.factors; ++k)
+                if (!same_or_nan(d_.points[r][k], column_line(d_, k)[r]))
+                    return "the points of row " + std::to_string(r);
+        return {};
+    }
+
+    /// List and marks say the same; changed rows have a line, of many rows no others.
+    std::string changed_rows()
+    {
+        std::int32_t marked = 0;
+        for (std::int32_t r = 0; r < d_.rows; ++r) {
+            marked += d_.is_changed[r];
+            if ((stored_line(d_, r) != nullptr) != (stores_all_lines(d_) || d_.is_changed[r] != 0))
+                return "the line of row " + std::to_string(r) + " is stored or not";
+        }
+        for (std::int32_t i = 0; i < d_.changed_count; ++i)
+            if (d_.is_changed[d_.changed[i]] == 0)
+                return "a changed row is not marked";
+        return marked == d_.changed_count ? "" : "marked rows are not listed";
+    }
+
+    /// Lines agree with each other; pairs of rows that have not changed are fresh.
+    std::string lines()
+    {
+        for (std::int32_t i = 0; i < d_.rows; ++i)
+            for (std::int32_t j = 0; j < i; ++j) {
+                const std::string where = "the distance of rows " + std::to_string(i) + " and " + std::to_string(j);
+                if (!same_or_nan(line(i)[j], line(j)[i]))
+                    return where + " is not the same in both lines";
+                if (d_.is_changed[i] == 0 && d_.is_changed[j] == 0 &&
+                    !same_or_nan(line(i)[j], distance_of(d_.kind, d_.points[j], d_.points[i], d_.factors)))
+                    return where + " is not fresh";
+            }
+        return {};
+    }
+
+    const pair_distances& d_;
+    std::vector<aligned_line> lines_;
+};
+
+class derived_in_question {
+public:
+    /// The totals that belong to the distances as they are stored.
+    explicit derived_in_question(const phip_state& s)
+        : s_(s), d_(s.distances), t_(s.pending == pending_change::evaluation ? s.totals_before : s.totals),
+          distances_(s.distances)
+    {
     }
 
     std::string broken()
     {
-        for (const auto question :
-             {&tables_in_question::points, &tables_in_question::lines, &tables_in_question::grid,
-              &tables_in_question::sums, &tables_in_question::copied_entries, &tables_in_question::copied_distances})
+        if (std::string answer = distances_.broken(); !answer.empty())
+            return answer;
+        for (const auto question : {&derived_in_question::triangle, &derived_in_question::row_totals,
+                                    &derived_in_question::copied_entries, &derived_in_question::copied_distances})
             if (std::string answer = (this->*question)(); !answer.empty())
                 return answer;
         return {};
     }
 
 private:
-    const double* line(std::int32_t r) { return lines_[static_cast<std::size_t>(r)].get(); }
-
-    /// Both layouts have the same points.
-    std::string points()
+    /// What is known of a row on the grid is what its terms give.
+    std::string triangle()
     {
-        for (std::int32_t r = 0; r < t_.rows; ++r)
-            for (std::int32_t k = 0; k < t_.factors; ++k)
-                if (!same_or_nan(t_.points[r][k], column_line(t_, k)[r]))
-                    return "the points of row " + std::to_string(r);
-        return {};
-    }
-
-    /// Lines agree with each other; pairs of rows that have not changed are fresh.
-    std::string lines()
-    {
-        for (std::int32_t i = 0; i < t_.rows; ++i)
-            for (std::int32_t j = 0; j < i; ++j) {
-                const std::string where = "the distance of rows " + std::to_string(i) + " and " + std::to_string(j);
-                if (!same_or_nan(line(i)[j], line(j)[i]))
-                    return where + " is not the same in both lines";
-                if (t_.is_changed[i] == 0 && t_.is_changed[j] == 0 &&
-                    !same_or_nan(line(i)[j], distance_of(t_.kind, t_.points[j], t_.points[i], t_.factors)))
-                    return where + " is not fresh";
-            }
-        return {};
-    }
-
-    /// What is kept of a row on the grid is what its terms give.
-    std::string grid()
-    {
-        aligned_line terms(t_.stride);
-        for (std::int32_t r = 1; r < t_.rows && t_.rows > 16; ++r) {
-            if (t_.grid.ties[r] == infinity || t_.grid.limit[r] == 0.0)
+        aligned_line terms(d_.stride);
+        const rows_on_grid& kept = t_.triangle.kept;
+        for (std::int32_t r = 1; r < d_.rows && t_.triangle_as_of == d_.version; ++r) {
+            if (kept.ties[r] == infinity || kept.limit[r] == 0.0)
                 continue;
-            terms_of_line(t_, line(r), terms.get());
-            double sum = 0.0;
-            double ties = 0.0;
-            t_.kernels->grid_sum(r, terms.get(), t_.grid.limit[r], &sum, &ties);
-            if (!same_bits(sum, t_.grid.sum[r]) || !same_bits(ties, t_.grid.ties[r]))
+            terms_of_line(s_.terms, d_.stride, distances_.line(r), terms.get());
+            const grid_sum sum = t_.triangle.kernels->sum_on_grid(r, terms.get(), kept.limit[r]);
+            if (!same_bits(sum.above, kept.sum[r]) || !same_bits(sum.ties, kept.ties[r]))
                 return "row " + std::to_string(r) + " on the grid";
         }
         return {};
     }
 
-    /// Unless they are stale, the sums of rows are within what is said of their error.
-    std::string sums()
+    /// The totals of rows are within what is said of their error.
+    std::string row_totals()
     {
-        aligned_line terms(t_.stride);
-        for (std::int32_t r = 0; r < t_.rows && !t_.sums_are_stale; ++r) {
-            terms_of_line(t_, line(r), terms.get());
+        aligned_line terms(d_.stride);
+        for (std::int32_t r = 0; r < d_.rows && t_.rows_as_of == d_.version; ++r) {
+            terms_of_line(s_.terms, d_.stride, distances_.line(r), terms.get());
             double sum = 0.0;
-            for (std::int32_t j = 0; j < t_.rows; ++j)
+            for (std::int32_t j = 0; j < d_.rows; ++j)
                 sum += terms.get()[j];
-            const double of_adding = 4e-16 * t_.rows * sum;
-            const double doubt = t_.row_upper[r] - t_.row_sum[r];
+            const double of_adding = 4e-16 * d_.rows * sum;
+            const double doubt = t_.row_upper[r] - t_.row_total[r];
             if (!std::isfinite(sum) || !std::isfinite(doubt))
                 continue;
-            if (sum - of_adding > t_.row_upper[r] || std::fabs(sum - t_.row_sum[r]) > doubt + of_adding)
-                return "the sum of row " + std::to_string(r);
+            if (sum - of_adding > t_.row_upper[r] || std::fabs(sum - t_.row_total[r]) > doubt + of_adding)
+                return "the total of row " + std::to_string(r);
         }
         return {};
     }
 
-    bool copies_count() const { return !t_.copies_are_stale && coarse_is_usable(t_.coarse); }
+    bool copies_count() const { return s_.coarse.as_of == d_.version && coarse_is_usable(s_.coarse); }
 
     std::string copied_entries()
     {
-        const phip_coarse& c = t_.coarse;
-        for (std::int32_t k = 0; k < t_.factors && copies_count(); ++k)
-            for (std::int32_t r = 0; r < t_.rows; ++r) {
-                const double steps = (t_.points[r][k] - c.column[k].middle) * c.column[k].entry_scale;
+        const coarse_copies& c = s_.coarse;
+        for (std::int32_t k = 0; k < d_.factors && copies_count(); ++k)
+            for (std::int32_t r = 0; r < d_.rows; ++r) {
+                const double steps = (d_.points[r][k] - c.column[k].middle) * c.column[k].entry_scale;
                 if (c.columns[static_cast<std::ptrdiff_t>(k) * c.stride + r] != std::lrint(steps))
                     return "the copy of entry " + std::to_string(k) + " of row " + std::to_string(r);
             }
         return {};
     }
 
-    /// As a reader sees them who takes over what has changed.
+    /// As they are after reading the log.
     std::string copied_distances()
     {
-        const phip_coarse& c = t_.coarse;
-        for (std::int32_t r = 0; r < t_.rows && copies_count(); ++r) {
+        const coarse_copies& c = s_.coarse;
+        for (std::int32_t r = 0; r < d_.rows && copies_count(); ++r) {
             std::vector<std::uint16_t> copy(coarse_line(c, r), coarse_line(c, r) + c.rows);
-            for (std::int32_t i = c.seen[r]; i < c.note_count; ++i)
-                copy[static_cast<std::size_t>(c.notes[i])] = coarse_line(c, c.notes[i])[r];
-            for (std::int32_t j = 0; j < t_.rows; ++j) {
-                const double steps = std::fabs(line(r)[j]) * c.scale;
+            for (std::int32_t i = c.change_log != nullptr ? c.log_read[r] : 0; i < c.logged_count; ++i)
+                copy[static_cast<std::size_t>(c.change_log[i])] = coarse_line(c, c.change_log[i])[r];
+            for (std::int32_t j = 0; j < d_.rows; ++j) {
+                const double steps = std::fabs(distances_.line(r)[j]) * c.scale;
                 const double copied = copy[static_cast<std::size_t>(j)];
                 const double expected = j == r ? coarse_none : std::fmin(steps, coarse_none);
                 constexpr double doubt = 0.5 + 0x1p-7;
@@ -149,25 +190,62 @@ private:
         return {};
     }
 
-    const phip_tables& t_;
-    std::vector<aligned_line> lines_;
+    const phip_state& s_;
+    const pair_distances& d_;
+    const term_totals& t_;
+    distances_in_question distances_;
 };
+
+/// A mark that is undone by lines has logged the line of every row that changed since, unless only points moved.
+std::string broken_marks(const pair_distances& d, const undo_log& log, const undo_mark& column,
+                         const undo_mark& trial)
+{
+    for (const undo_mark* mark : {&column, &trial})
+        if (mark->by != undo_by::unset && (mark->first > log.count || mark->version > d.last_version))
+            return "a mark of another log";
+    if (trial.by != undo_by::unset && column.by == undo_by::unset && trial.first != 0)
+        return "the log of no mark";
+    return {};
+}
+
+/// While they are in step, nearest rows are nearest.
+std::string broken_nearest(const maximin_state& s)
+{
+    const pair_distances& d = s.distances;
+    for (std::int32_t r = d.fixed_rows; r < d.rows && s.nearest_as_of == d.version; ++r) {
+        if (s.row_nearest[r] < 0)
+            continue;
+        double least = infinity;
+        for (std::int32_t j = 0; j < d.rows; ++j)
+            least = std::fmin(least, stored_line(d, r)[j]);
+        if (least != s.row_least[r])
+            return "the nearest of row " + std::to_string(r);
+    }
+    return {};
+}
 
 } // namespace
 
 std::string broken_phip_invariant(run_context* ctx)
 {
+    if (ctx->criterion->in_force == &maximin_ops || ctx->phip->distances.points == nullptr)
+        return broken_maximin_invariant(ctx);
     const phip_state& s = *ctx->phip;
-    const phip_tables& t = s.tables;
-    if (t.p == 0)
-        return {};
-    if (t.copies_are_stale && !t.sums_are_stale)
-        return "copies are stale, sums are not";
-    if (s.trial.pending && (s.exchange.pending || s.exchange.computed || t.refresh.pending))
-        return "a trial is pending beside something else";
-    if (s.trial.pending != s.trial.before.taken)
-        return "the tables from before a trial are kept without it, or not with it";
-    if (s.exchange.pending || t.refresh.pending) // the lines are those of before, the points are not
-        return {};
-    return tables_in_question(t).broken();
+    if ((s.pending == pending_change::rearrangement) != (s.trial_mark.by != undo_by::unset))
+        return "a trial is marked and not pending, or the reverse";
+    if (s.pending == pending_change::exchange && s.exchange.as_of != s.distances.version)
+        return "the pending exchange is one of another state";
+    if (std::string answer = broken_marks(s.distances, s.log, s.column_mark, s.trial_mark); !answer.empty())
+        return answer;
+    return derived_in_question(s).broken();
+}
+
+std::string broken_maximin_invariant(run_context* ctx)
+{
+    const maximin_state& s = *static_cast<const maximin_state*>(ctx->criterion->own_state);
+    if (std::string answer = broken_marks(s.distances, s.log, s.column_mark, s.trial_mark); !answer.empty())
+        return answer;
+    if (std::string answer = distances_in_question(s.distances).broken(); !answer.empty())
+        return answer;
+    return broken_nearest(s);
 }

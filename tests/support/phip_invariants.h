@@ -6,6 +6,7 @@
 
 #include <string>
 
-/// Looks at the state of phi-p as it is, and computes what it should be the slow way.
+/// Looks at the state as it is, of phi-p or of maximin, and computes what it should be the slow way.
 ///   returns what does not hold, empty when all does
 std::string broken_phip_invariant(run_context* ctx);
+std::string broken_maximin_invariant(run_context* ctx);

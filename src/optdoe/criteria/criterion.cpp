@@ -19,11 +19,16 @@ memory_need crit_memory(double free_rows, double fixed_rows, double factors, con
         return criterion_for(*options).memory(free_rows, fixed_rows, factors, options);
     constexpr double beyond_all = HUGE_VAL;
     memory_need smallest{beyond_all, beyond_all};
+    const double zero = 0.0; // an exponent of its own makes phi-p another criterion
     for (std::int8_t id = 0; id < 4; ++id) {
-        criterion_options any{};
-        any.criterion_id = id;
-        const memory_need need = criterion_for(any).memory(free_rows, fixed_rows, factors, nullptr);
-        smallest = {std::min(smallest.least, need.least), std::min(smallest.peak, need.peak)};
+        for (const std::int32_t count : {0, 1}) {
+            criterion_options any{};
+            any.criterion_id = id;
+            any.params.param_count_1 = count;
+            any.params.param_list_1 = &zero;
+            const memory_need need = criterion_for(any).memory(free_rows, fixed_rows, factors, &any);
+            smallest = {std::min(smallest.least, need.least), std::min(smallest.peak, need.peak)};
+        }
     }
     return smallest;
 }

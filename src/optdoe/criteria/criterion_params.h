@@ -9,14 +9,26 @@
 /// Number of values of a list: 0 for a null list, whatever its count says.
 inline std::int32_t list_length(std::int32_t count, const double* list) { return list != nullptr ? count : 0; }
 
-/// The distance kind of the second list: 1 rectangular, 2 Euclidean, anything else the default.
+/// A whole number from the beginning of a list: as given where the setting allows it, else the setting's default.
+inline std::int32_t whole_parameter(setting_id id, std::int32_t count, const double* list)
+{
+    const setting& row = setting_of(id);
+    const auto fallback = static_cast<std::int32_t>(row.fallback);
+    if (list_length(count, list) < 1)
+        return fallback;
+    return clamp_or_default_int(static_cast<std::int32_t>(row.low), static_cast<std::int32_t>(row.high), fallback,
+                                trunc_i32(list[0] + 0.01));
+}
+
+/// The exponent of the distance criteria.
+inline std::int32_t exponent_of(const criterion_params& params)
+{
+    return whole_parameter(setting_id::exponent, params.param_count_1, params.param_list_1);
+}
+
+/// The kind of distance: 1 is rectangular, 2 Euclidean.
 inline distance_kind read_distance_kind(const criterion_params& params)
 {
-    const setting& row = setting_of(setting_id::distance);
-    const std::int32_t usual = static_cast<std::int32_t>(row.fallback);
-    std::int32_t given = usual;
-    if (list_length(params.param_count_2, params.param_list_2) > 0)
-        given = clamp_or_default_int(static_cast<std::int32_t>(row.low), static_cast<std::int32_t>(row.high), usual,
-                                     trunc_i32(params.param_list_2[0] + 0.01));
-    return static_cast<distance_kind>(given - 1);
+    const std::int32_t number = whole_parameter(setting_id::distance, params.param_count_2, params.param_list_2);
+    return static_cast<distance_kind>(number - 1);
 }

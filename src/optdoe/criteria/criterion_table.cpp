@@ -3,7 +3,9 @@
 #include "optdoe/criteria/a2/a2.h"
 #include "optdoe/criteria/cd2/cd2.h"
 #include "optdoe/criteria/criterion_ops.h"
+#include "optdoe/criteria/criterion_params.h"
 #include "optdoe/criteria/entropy/entropy.h"
+#include "optdoe/criteria/maximin/maximin.h"
 #include "optdoe/criteria/phip/phip.h"
 
 #include <iterator>
@@ -37,7 +39,12 @@ static const numbered_criterion& numbered(std::int32_t id)
     return by_id[id >= 0 && id < criterion_id_count ? id : criterion_id_count - 1];
 }
 
-const criterion_ops& criterion_for(const criterion_options& options) { return numbered(options.criterion_id).ops; }
+/// Phi-p with p = 0 is a criterion of its own.
+const criterion_ops& criterion_for(const criterion_options& options)
+{
+    const criterion_ops& ops = numbered(options.criterion_id).ops;
+    return &ops == &phip_ops && exponent_of(options.params) == 0 ? maximin_ops : ops;
+}
 
 const criterion_facts& criterion_facts_of(std::int32_t id)
 {

@@ -44,3 +44,58 @@ double add_in_order(const ordered_sum_kernels& kernels, double total, std::int32
     }
     return total;
 }
+
+constexpr double infinity = __builtin_inf();
+
+void forget_rows(const triangle_sum& t) { std::fill_n(t.kept.ties, t.rows, infinity); }
+
+void replace_line_on_grid(const triangle_sum& t, const replaced_line& line)
+{
+    t.kernels->replace_on_grid(t.stride, line.line, line.before, line.after, t.kept);
+    t.kept.ties[line.line] = infinity;
+}
+
+static double to_grid(double x, double limit) { return (x + 3.0 * limit) - 3.0 * limit; }
+
+static double tie(double x, double limit) { return std::fabs(x - to_grid(x, limit)) == limit * 0x1p-52; }
+
+static void set_row(const rows_on_grid& rows, std::int32_t j, const grid_sum& sum, double limit)
+{
+    rows.sum[j] = sum.above;
+    rows.ties[j] = sum.above < 4.0 * limit ? sum.ties : infinity;
+}
+
+void complete_row(const triangle_sum& t, std::int32_t j, double limit, const double* row, std::int32_t count,
+                  const replaced_line* replaced)
+{
+    if (t.kept.limit[j] != limit || t.kept.ties[j] == infinity) {
+        t.kept.limit[j] = limit;
+        set_row(t.kept, j, t.kernels->sum_on_grid(j, row, limit), limit);
+    }
+    if (count == 0)
+        return;
+    grid_sum sum{t.kept.sum[j], 0.0, t.kept.ties[j]};
+    for (std::int32_t i = 0; i < count; ++i) {
+        const replaced_line& line = replaced[i];
+        if (line.line == j)
+            return set_row(t.with_replaced, j, t.kernels->sum_on_grid(j, line.after, limit), limit);
+        if (line.line > j)
+            continue;
+        sum.above = (sum.above - to_grid(line.before[j], limit)) + to_grid(line.after[j], limit);
+        sum.ties += tie(line.after[j], limit) - tie(line.before[j], limit);
+        if (!(line.after[j] < limit))
+            sum.ties = infinity;
+    }
+    set_row(t.with_replaced, j, sum, limit);
+}
+
+const double* row_with_replaced(std::int32_t j, double* row, std::int32_t count, const replaced_line* replaced)
+{
+    for (std::int32_t i = 0; i < count; ++i) {
+        if (replaced[i].line == j)
+            return replaced[i].after;
+        if (replaced[i].line < j)
+            row[replaced[i].line] = replaced[i].after[j];
+    }
+    return row;
+}

@@ -20,6 +20,7 @@
 
 #include "optdoe/simd/ordered_sum_kernels.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -43,4 +44,70 @@ inline double grid_limit(double total)
     if (!(size >= least_binade && size < __builtin_inf()))
         return 0.0;
     return 0.5 * std::bit_cast<double>(std::bit_cast<std::uint64_t>(size) & exponent_bits);
+}
+
+/// The summands of one line of a triangle, before and after it is replaced.
+struct replaced_line {
+    std::int32_t line;
+    const double* before; ///< [stride] the summand in each row
+    const double* after;
+};
+
+/// The lower triangle of a symmetric table of summands of which none is negative: row j has the j summands left of
+/// the diagonal. Rows on the grid are kept, so that a sum costs a step a row while few of them change.
+struct triangle_sum {
+    const ordered_sum_kernels* kernels;
+    std::int32_t rows;
+    std::int32_t stride;
+    rows_on_grid kept;          ///< of the table
+    rows_on_grid with_replaced; ///< scratch: of the table with replaced lines; its limit is that of kept
+};
+
+/// No row of the triangle is known on the grid.
+void forget_rows(const triangle_sum& t);
+
+/// Keeps the rows in step when a line is replaced.
+void replace_line_on_grid(const triangle_sum& t, const replaced_line& line);
+
+/// For sum_in_order: what is known of row j is made complete, for the grid of `limit`.
+///   row        in       [j] the row's summands in the table
+///   replaced   in       [count] lines that are replaced for this sum only
+void complete_row(const triangle_sum& t, std::int32_t j, double limit, const double* row, std::int32_t count,
+                  const replaced_line* replaced);
+
+/// Puts the replaced lines' summands into row j of the table.
+///   row   in/out   [j]
+///   returns the row
+const double* row_with_replaced(std::int32_t j, double* row, std::int32_t count, const replaced_line* replaced);
+
+/// Sum of the triangle, bit for bit that of adding its summands one by one, row by row.
+///   replaced    in   [count] lines that are replaced for this sum only; count may be 0
+///   row_of      (j) -> double* to row j of the table, which may be written, until the next call
+template <class RowOf>
+double sum_in_order(const triangle_sum& t, std::int32_t count, const replaced_line* replaced, RowOf row_of)
+{
+    if (count > 0) {
+        std::copy_n(t.kept.sum, t.stride, t.with_replaced.sum);
+        std::copy_n(t.kept.ties, t.stride, t.with_replaced.ties);
+        for (std::int32_t i = 0; i < count; ++i)
+            replace_line_on_grid({t.kernels, t.rows, t.stride, t.with_replaced, {}}, replaced[i]);
+    }
+    const rows_on_grid& on_grid = count > 0 ? t.with_replaced : t.kept;
+    double total = 0.0;
+    for (std::int32_t j = 1; j < t.rows; ++j) {
+        const double limit = grid_limit(total);
+        double* row = nullptr;
+        if (limit > 0.0 && (on_grid.limit[j] != limit || on_grid.ties[j] == __builtin_inf())) {
+            row = row_of(j);
+            complete_row(t, j, limit, row, count, replaced);
+        }
+        const double next = total + on_grid.sum[j];
+        if (limit > 0.0 && on_grid.ties[j] == 0.0 && next < 4.0 * limit) {
+            total = next;
+            continue;
+        }
+        row = row == nullptr ? row_of(j) : row;
+        total = add_in_order(*t.kernels, total, j, row_with_replaced(j, row, count, replaced));
+    }
+    return total;
 }

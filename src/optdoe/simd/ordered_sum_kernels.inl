@@ -22,16 +22,17 @@ inline vec to_grid(vec x, vec limit)
 inline vec_bits tie(vec x, vec rounded, vec limit) { return (vec_bits)(magnitude(x - rounded) == limit * 0x1p-52); }
 
 struct lane_sums {
-    vec above{}, below{};
-    vec_bits ties{}, fits = ~vec_bits{};
+    vec total{}, above{}, largest{};
+    vec_bits ties{};
 
     void add(vec x, vec limit)
     {
         const vec rounded = to_grid(x, limit);
+        total += rounded;
         above += rounded > 0.0 ? rounded : vec{};
-        below += rounded < 0.0 ? rounded : vec{};
         ties -= tie(x, rounded, limit);
-        fits &= (vec_bits)(magnitude(x) < limit);
+        const vec size = magnitude(x);
+        largest = size > largest ? size : largest;
     }
 };
 
@@ -48,12 +49,14 @@ grid_sum sum_on_grid(std::int32_t count, const double* x, double limit)
         sums.add(load_as<vec>(rest), limits);
     }
     long long ties = 0;
-    long long fits = -1;
+    bool fits = true;
     for (int lane = 0; lane < LANES; ++lane) {
         ties += sums.ties[lane];
-        fits &= sums.fits[lane];
+        fits = fits && sums.largest[lane] < limit;
     }
-    return {sum_of_lanes(sums.above), sum_of_lanes(sums.below), fits != 0 ? static_cast<double>(ties) : infinity};
+    const double total = sum_of_lanes(sums.total); // not a number when a summand is none
+    const double above = sum_of_lanes(sums.above);
+    return {above, total - above, fits && total == total ? static_cast<double>(ties) : infinity};
 }
 
 void replace_on_grid(std::int32_t stride, std::int32_t line, const double* before, const double* after,

@@ -2,19 +2,17 @@
 ///
 /// Lines   [stride] doubles on a 64-byte boundary, stride a multiple of line_step; entries behind the last row are
 ///         padding: +inf in distances, 0 in terms, anything finite in columns.
-/// Marks   distances of the table may carry a minus sign, see phip_tables.h; what is computed from them does not.
+/// Marks   stored distances may carry a minus sign, see terms; what is computed from them does not.
 /// Exact   every entry is computed by the same operations in the same order as in a plain loop, lanes run over rows.
 ///         Only where it says so is a sum taken in another order.
 /// One plain source, compiled once per instruction set; all variants give the same bits, but for the bounds, the
 /// estimates and the sums in any order: these only bound what is then computed exactly.
 #pragma once
 
-#include "optdoe/criteria/distance.h"
+#include "optdoe/criteria/distance_kernels.h"
 #include "optdoe/simd/kernel_variants.h"
 
 #include <cstdint>
-
-inline constexpr std::int32_t line_step = 8; ///< doubles of the widest vector
 
 /// Relative error of the sums in the bounds: of the terms, and of adding up those of n rows in four lanes and more.
 inline double bound_error(std::int32_t n) { return 0x1p-12 + n * 0x1p-26; }
@@ -48,7 +46,7 @@ struct exchange_sums {
     double new_sum;
 };
 
-/// What bounds are computed from, see phip_coarse.h.
+/// What bounds are computed from, see coarse_copies.h.
 struct coarse_lines {
     std::int32_t rows;
     std::int32_t stride;
@@ -59,7 +57,7 @@ struct coarse_lines {
     double scale;                   ///< steps of a distance
     double slope_scale;             ///< of coarse_column
     std::uint16_t bias;             ///< of coarse_column
-    const std::uint16_t* marks;     ///< [2 stride] of phip_coarse
+    const std::uint16_t* marks;     ///< [2 stride] of coarse_copies
     double doubt;                   ///< of coarse_doubt
     float unit;                     ///< an upper bound of a step over the reference distance
 };
@@ -70,23 +68,9 @@ struct coarse_sum {
     float least; ///< steps, off by the doubt
 };
 
-/// Sums of a row's terms on the grid of one binade, see sum_in_order of phip_tables.h.
-struct grid_cache {
-    double* limit; ///< [stride] half the binade's lower end
-    double* sum;   ///< [stride] sum of the rounded terms
-    double* ties;  ///< [stride] number of terms half way between two grid points; +inf: the sum is not known
-};
-
 struct phip_kernels {
     const char* name;
     double estimate_error; ///< of sum_after_exchange, relative, beside that of adding up
-
-    /// Distances of a point to the first `count` rows: sum over the factors in ascending order.
-    ///   columns   [factors x stride]
-    ///   point     [factors]
-    ///   out       [count rounded up to line_step]; what is behind `count` becomes +inf
-    void (*distances)(distance_kind kind, std::int32_t count, std::int32_t stride, std::int32_t factors,
-                      const double* columns, const double* point, double* out);
 
     /// Terms of distances: 1e200 below the floor, where the distance has no mark, else 1 / int_power(|distance|, p).
     void (*terms)(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out);
@@ -120,18 +104,9 @@ struct phip_kernels {
     double (*sum)(std::int32_t stride, const double* line);
 
     /// Brings sums of rows up to date when a line of terms is replaced.
-    ///   row_sum, row_upper   [stride] sum of each row's terms and an upper bound of it
-    ///   grid                 of the rows behind `line` only
-    void (*replace_terms)(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
-                          double* row_sum, double* row_upper, const grid_cache& grid);
-
-    /// The same for the grid alone.
-    void (*replace_on_grid)(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
-                            const grid_cache& grid);
-
-    /// Sum of the first `count` terms of a row, each rounded to the grid of a binade, with the number of ties; +inf
-    /// ties when a term is too large for the grid.
-    void (*grid_sum)(std::int32_t count, const double* terms, double limit, double* sum, double* ties);
+    ///   row_sum, row_upper   in/out   [stride] sum of each row's terms and an upper bound of it
+    void (*replace_terms)(std::int32_t stride, const double* old_terms, const double* new_terms, double* row_sum,
+                          double* row_upper);
 };
 
 extern const phip_kernels phip_kernels_baseline, phip_kernels_avx2, phip_kernels_avx512;

@@ -4,8 +4,6 @@
 #include "optdoe/criteria/phip/phip_kernels.h"
 #include "optdoe/simd/lanes.h"
 
-#include <cstring>
-
 namespace {
 
 using lanes = vec;
@@ -71,48 +69,6 @@ inline mask row_numbers()
 }
 
 const double infinity = __builtin_inf();
-
-constexpr int blocks_at_once = 4; // whose sums run side by side
-
-/// Distances of some blocks of rows.
-template <distance_kind kind, int blocks>
-[[gnu::always_inline]] inline void distance_blocks(std::int32_t stride, std::int32_t factors, const double* columns,
-                                                   const double* point, double* out)
-{
-    lanes sum[std::size_t{blocks}] = {};
-    for (std::int32_t k = 0; k < factors; ++k, columns += stride) {
-        const lanes x = all(point[k]);
-#pragma GCC unroll 4
-        for (int i = 0; i < blocks; ++i)
-            sum[i] = sum[i] + part<kind>(load(columns + i * LANES) - x);
-    }
-#pragma GCC unroll 4
-    for (int i = 0; i < blocks; ++i)
-        store(out + i * LANES, sum[i]);
-}
-
-template <distance_kind kind>
-void distances_of(std::int32_t count, std::int32_t stride, std::int32_t factors, const double* columns,
-                  const double* point, double* out)
-{
-    const std::int32_t length = (count + line_step - 1) / line_step * line_step;
-    std::int32_t r = 0;
-    for (; r + blocks_at_once * LANES <= length; r += blocks_at_once * LANES)
-        distance_blocks<kind, blocks_at_once>(stride, factors, columns + r, point, out + r);
-    for (; r < length; r += LANES)
-        distance_blocks<kind, 1>(stride, factors, columns + r, point, out + r);
-    for (r = count; r < length; ++r)
-        out[r] = infinity;
-}
-
-void distances(distance_kind kind, std::int32_t count, std::int32_t stride, std::int32_t factors,
-               const double* columns, const double* point, double* out)
-{
-    if (kind == distance_kind::euclidean)
-        distances_of<distance_kind::euclidean>(count, stride, factors, columns, point, out);
-    else
-        distances_of<distance_kind::rectangular>(count, stride, factors, columns, point, out);
-}
 
 void terms(std::int32_t p, double floor, std::int32_t stride, const double* distance, double* out)
 {
@@ -464,19 +420,6 @@ double sum(std::int32_t stride, const double* line)
     return sum_of_lanes(total);
 }
 
-/// x rounded to the grid, for 0 <= x < limit: adding 3 limit brings the last bit of the sum to the grid's step.
-inline lanes to_grid(lanes x, lanes limit)
-{
-    const lanes shift = 3.0 * limit;
-    return (x + shift) - shift;
-}
-
-/// 1 where x lies half way between two grid points.
-inline lanes tie(lanes x, lanes rounded, lanes limit)
-{
-    return magnitude(x - rounded) == limit * 0x1p-52 ? all(1.0) : lanes{};
-}
-
 /// New sums of one block of rows when a term of each is replaced.
 inline void replace_in_sums(std::int32_t r, lanes before, lanes after, double* row_sum, double* row_upper)
 {
@@ -487,81 +430,16 @@ inline void replace_in_sums(std::int32_t r, lanes before, lanes after, double* r
     store(row_sum + r, total);
 }
 
-/// New grid sums of one block of rows.
-///   row   their numbers; those up to `line` keep their sums
-inline void replace_on_grid_block(std::int32_t r, mask row, std::int32_t line, lanes before, lanes after,
-                                  const grid_cache& grid)
+void replace_terms(std::int32_t stride, const double* old_terms, const double* new_terms, double* row_sum,
+                   double* row_upper)
 {
-    const lanes limit = load(grid.limit + r);
-    const lanes rounded_before = to_grid(before, limit);
-    const lanes rounded_after = to_grid(after, limit);
-    const lanes grid_total = (load(grid.sum + r) - rounded_before) + rounded_after;
-    lanes ties = load(grid.ties + r) - tie(before, rounded_before, limit) + tie(after, rounded_after, limit);
-    // Beyond the binade neither the rounding nor the sum is exact any more.
-    ties = ((after < limit) & (grid_total < 4.0 * limit)) ? ties : all(infinity);
-    const mask behind = row > line;
-    store(grid.sum + r, behind ? grid_total : load(grid.sum + r));
-    store(grid.ties + r, behind ? ties : load(grid.ties + r));
-}
-
-/// The block of the first row that may be behind a line.
-inline std::int32_t first_block(std::int32_t line) { return line / LANES * LANES; }
-
-void replace_on_grid(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
-                     const grid_cache& grid)
-{
-    mask row = row_numbers() + first_block(line);
-    for (std::int32_t r = first_block(line); r < stride; r += LANES, row += LANES)
-        replace_on_grid_block(r, row, line, load(old_terms + r), load(new_terms + r), grid);
-}
-
-void replace_terms(std::int32_t stride, std::int32_t line, const double* old_terms, const double* new_terms,
-                   double* row_sum, double* row_upper, const grid_cache& grid)
-{
-    for (std::int32_t r = 0; r < first_block(line); r += LANES)
+    for (std::int32_t r = 0; r < stride; r += LANES)
         replace_in_sums(r, load(old_terms + r), load(new_terms + r), row_sum, row_upper);
-    mask row = row_numbers() + first_block(line);
-    for (std::int32_t r = first_block(line); r < stride; r += LANES, row += LANES) {
-        const lanes before = load(old_terms + r);
-        const lanes after = load(new_terms + r);
-        replace_in_sums(r, before, after, row_sum, row_upper);
-        replace_on_grid_block(r, row, line, before, after, grid);
-    }
-}
-
-void grid_sum(std::int32_t count, const double* terms, double limit, double* sum, double* ties)
-{
-    const lanes limits = all(limit);
-    lanes total{};
-    lanes tie_count{};
-    lanes largest{};
-    std::int32_t i = 0;
-    for (; i + LANES <= count; i += LANES) {
-        const lanes t = load(terms + i);
-        const lanes rounded = to_grid(t, limits);
-        total += rounded;
-        tie_count += tie(t, rounded, limits);
-        largest = t < largest ? largest : t;
-    }
-    if (i < count) {
-        alignas(sizeof(lanes)) double rest[LANES] = {};
-        std::memcpy(rest, terms + i, static_cast<std::size_t>(count - i) * sizeof(double));
-        const lanes t = load(rest);
-        const lanes rounded = to_grid(t, limits);
-        total += rounded;
-        tie_count += tie(t, rounded, limits);
-        largest = t < largest ? largest : t;
-    }
-    bool fits = true;
-    for (int lane = 0; lane < LANES; ++lane)
-        fits = fits && largest[lane] < limit;
-    *sum = sum_of_lanes(total);
-    *ties = fits && *sum < 4.0 * limit ? sum_of_lanes(tie_count) : infinity;
 }
 
 } // namespace
 
 constexpr phip_kernels KERNELS{
-    NAME, estimate_error, distances,       terms,    exchange, bound_exchanges, close_bound, sum_after_exchange, move,
-    sum,  replace_terms,  replace_on_grid, grid_sum,
+    NAME,        estimate_error,     terms, exchange, bound_exchanges,
+    close_bound, sum_after_exchange, move,  sum,      replace_terms,
 };

@@ -1,4 +1,4 @@
-#include "optdoe/criteria/phip/phip_coarse.h"
+#include "optdoe/criteria/phip/coarse_copies.h"
 
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/run/tracked_storage.h"
@@ -20,7 +20,7 @@ static std::uint16_t* integers_alloc(run_context* ctx, std::int32_t lines, std::
         aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(stride / 4)));
 }
 
-void coarse_alloc(run_context* ctx, phip_coarse& c)
+void coarse_alloc(run_context* ctx, coarse_copies& c, bool with_log)
 {
     c.stride = (c.rows + coarse_step - 1) / coarse_step * coarse_step;
     c.distances = integers_alloc(ctx, c.rows, c.stride);
@@ -31,8 +31,10 @@ void coarse_alloc(run_context* ctx, phip_coarse& c)
     c.marks = integers_alloc(ctx, 2, c.stride);
     std::fill_n(c.marks, 2 * c.stride, std::uint16_t{0});
     c.marks[c.stride] = coarse_none;
-    c.notes = int_vector_alloc(ctx, c.rows);
-    c.seen = int_vector_alloc(ctx, c.rows);
+    if (with_log) {
+        c.change_log = int_vector_alloc(ctx, c.rows);
+        c.log_read = int_vector_alloc(ctx, c.rows);
+    }
     c.column = static_cast<coarse_column*>(tracked_alloc(ctx, bits_u32(c.factors) * sizeof(coarse_column)));
     coarse_column nothing{};
     nothing.lowest = __builtin_inf();
@@ -40,12 +42,12 @@ void coarse_alloc(run_context* ctx, phip_coarse& c)
     std::fill_n(c.column, c.factors, nothing);
 }
 
-void coarse_free(run_context* ctx, phip_coarse& c)
+void coarse_free(run_context* ctx, coarse_copies& c)
 {
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.distances));
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.columns));
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.marks));
-    for (std::int32_t* v : {c.notes, c.seen})
+    for (std::int32_t* v : {c.change_log, c.log_read})
         if (v != nullptr)
             vector_free(ctx, v);
     if (c.column != nullptr)
@@ -53,7 +55,7 @@ void coarse_free(run_context* ctx, phip_coarse& c)
     c = {};
 }
 
-void coarse_note_equal(run_context* ctx, phip_coarse& c, const double* const* points)
+void coarse_find_equal(run_context* ctx, coarse_copies& c, const double* const* points)
 {
     double* column = double_vector_alloc(ctx, c.rows);
     for (std::int32_t k = 0; k < c.factors; ++k) {
@@ -79,7 +81,7 @@ void coarse_note_equal(run_context* ctx, phip_coarse& c, const double* const* po
 }
 
 /// The mean distance of two rows in one column, for the rectangular kind an upper bound of it.
-static double mean_part(const phip_coarse& c, std::int32_t k, const double* const* points)
+static double mean_part(const coarse_copies& c, std::int32_t k, const double* const* points)
 {
     const double middle = c.column[k].middle;
     double sum = 0.0;
@@ -95,7 +97,7 @@ static double mean_part(const phip_coarse& c, std::int32_t k, const double* cons
 }
 
 /// What is derived from the scale.
-static void fit_column(const phip_coarse& c, coarse_column& column)
+static void fit_column(const coarse_copies& c, coarse_column& column)
 {
     const double half_range = 0.5 * (column.highest - column.lowest);
     if (c.kind == distance_kind::rectangular)
@@ -110,7 +112,14 @@ static void fit_column(const phip_coarse& c, coarse_column& column)
     column.far_term = 1.0 / int_power(far / c.scale, bits_u32(c.p));
 }
 
-void coarse_fit(phip_coarse& c, const double* const* points)
+static void empty_log(coarse_copies& c)
+{
+    c.logged_count = 0;
+    if (c.change_log != nullptr)
+        std::fill_n(c.log_read, c.rows, 0);
+}
+
+void coarse_fit(coarse_copies& c, const double* const* points)
 {
     c.reach = 0.0;
     double largest_part = 0.0;
@@ -141,16 +150,15 @@ void coarse_fit(phip_coarse& c, const double* const* points)
         for (std::int32_t r = 0; r < c.rows; ++r)
             coarse_set_entry(c, r, k, points[r][k]);
     }
-    c.note_count = 0;
-    std::fill_n(c.seen, c.rows, 0);
+    empty_log(c);
 }
 
 /// The scale takes squares of sums of as many distances as there are rows: they are in the range, too.
-bool coarse_is_usable(const phip_coarse& c) { return c.reach < 1e140 && (c.reach > 1e-140 || c.reach == 0.0); }
+bool coarse_is_usable(const coarse_copies& c) { return c.reach < 1e140 && (c.reach > 1e-140 || c.reach == 0.0); }
 
 /// An entry that is loaded may leave the range that the copies were last fitted to: they are fitted anew before
 /// anybody reads them.
-void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x)
+void coarse_set_entry(coarse_copies& c, std::int32_t r, std::int32_t column, double x)
 {
     if (!coarse_is_usable(c))
         return;
@@ -159,13 +167,13 @@ void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, doubl
         std::fabs(steps) < INT16_MAX ? static_cast<std::int16_t>(std::lrint(steps)) : std::int16_t{0};
 }
 
-void coarse_swap_entries(phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column)
+void coarse_swap_entries(coarse_copies& c, std::int32_t a, std::int32_t b, std::int32_t column)
 {
     std::int16_t* copies = c.columns + static_cast<std::ptrdiff_t>(column) * c.stride;
     std::swap(copies[a], copies[b]);
 }
 
-void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances)
+void coarse_set_line(coarse_copies& c, std::int32_t r, const double* distances)
 {
     if (!coarse_is_usable(c))
         return;
@@ -177,11 +185,11 @@ void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances)
         line[j] = static_cast<std::uint16_t>(std::min(most, std::fabs(distances[j]) * c.scale + 0.5));
 }
 
-void coarse_change_line(phip_coarse& c, std::int32_t r, const double* distances)
+void coarse_change_line(coarse_copies& c, std::int32_t r, const double* distances)
 {
     if (!coarse_is_usable(c))
         return;
-    if (c.near) {
+    if (c.change_log == nullptr) {
         coarse_set_line(c, r, distances);
         const std::uint16_t* line = coarse_line(c, r);
         std::uint16_t* cell = c.distances + r;
@@ -189,25 +197,24 @@ void coarse_change_line(phip_coarse& c, std::int32_t r, const double* distances)
             *cell = line[j];
         return;
     }
-    if (c.note_count == c.rows) {
+    if (c.logged_count == c.rows) {
         for (std::int32_t i = 0; i < c.rows; ++i)
-            coarse_take_over(c, i);
-        std::fill_n(c.seen, c.rows, 0);
-        c.note_count = 0;
+            coarse_catch_up(c, i);
+        empty_log(c);
     }
     coarse_set_line(c, r, distances);
-    c.notes[c.note_count] = r;
-    c.note_count += 1;
-    c.seen[r] = c.note_count;
+    c.change_log[c.logged_count] = r;
+    c.logged_count += 1;
+    c.log_read[r] = c.logged_count;
 }
 
-void coarse_take_over_notes(phip_coarse& c, std::int32_t r)
+void coarse_read_log(coarse_copies& c, std::int32_t r)
 {
     std::uint16_t* line = coarse_line(c, r);
     const std::uint16_t* column = c.distances + r;
     const std::int32_t stride = c.stride;
-    const std::int32_t* const end = c.notes + c.note_count;
-    for (const std::int32_t* note = c.notes + c.seen[r]; note != end; ++note)
-        line[*note] = column[static_cast<std::ptrdiff_t>(*note) * stride];
-    c.seen[r] = c.note_count;
+    const std::int32_t* const end = c.change_log + c.logged_count;
+    for (const std::int32_t* row = c.change_log + c.log_read[r]; row != end; ++row)
+        line[*row] = column[static_cast<std::ptrdiff_t>(*row) * stride];
+    c.log_read[r] = c.logged_count;
 }

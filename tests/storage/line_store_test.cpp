@@ -1,5 +1,5 @@
 // Lines that some rows have and most have not, and vectors that lie side by side.
-#include "optdoe/criteria/phip/line_store.h"
+#include "optdoe/vectors/line_store.h"
 #include "optdoe/vectors/aligned_tables.h"
 #include "optdoe/vectors/vectors.h"
 #include "tests/support/test_run.h"

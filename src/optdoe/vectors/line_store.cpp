@@ -1,4 +1,4 @@
-#include "optdoe/criteria/phip/line_store.h"
+#include "optdoe/vectors/line_store.h"
 
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"

@@ -9,9 +9,13 @@
 ///           the middle of their column in steps of their own.
 /// Layout    lines of `stride` integers on a 64-byte boundary; behind the last row coarse_none in distances, 0 in
 ///           columns.
-/// In step   of few rows, a row that changes is written into all lines. Of many it writes its own line and a note
-///           of it, and another line takes over the distances to changed rows when it is next read: writing them at
-///           once would touch a cache line a row, most of them far away, while a line that is read comes near anyway.
+/// Version   as_of is the version of the distances that the copies belong to. Invariant: while that is the present
+///           version and coarse_is_usable, a copied distance or entry is within 1/2 step of the present one, and
+///           2^-7 more, as refreshed lines differ from those that were copied.
+/// Catch up  of few rows, a line that changes is written along its column at once. Of many it is written along its
+/// row
+///           and its row is logged; another line reads the log before it is next used. Writing it at once would touch
+///           a cache line a row, most of them far away, while a line that is used is read anyway.
 #pragma once
 
 #include "optdoe/criteria/distance.h"
@@ -36,7 +40,8 @@ struct coarse_column {
     bool has_equal;     ///< some of its entries may be equal (equal_entries)
 };
 
-struct phip_coarse {
+struct coarse_copies {
+    std::uint64_t as_of; ///< version of the distances
     std::int32_t rows;
     std::int32_t stride; ///< rows rounded up to whole vectors
     std::int32_t factors;
@@ -48,52 +53,53 @@ struct phip_coarse {
 
     std::uint16_t* marks; ///< [2 stride] 0 but for coarse_none at `stride`: a window on it takes one row out
 
-    bool near;           ///< every line is written at once
-    std::int32_t* notes; ///< [rows] rows in the order in which they changed, one that changes again is noted again
-    std::int32_t note_count;
-    std::int32_t* seen; ///< [rows] how many of the notes each line has taken over
+    std::int32_t* change_log; ///< [rows] changed rows, the latest last, one that changes again is logged again; null:
+                              ///< lines are written along their columns at once
+    std::int32_t logged_count;
+    std::int32_t* log_read; ///< [rows] how many entries of the log each line has read
 
     bool has_nearly_equal; ///< somewhere equal entries are not the same to the bit: their exchange moves the points
     double reach;          ///< no distance of rows with such entries is larger
     double scale;          ///< steps of a distance
 };
 
-/// Allocates everything; rows, factors, kind, p and near are set before. Nothing is filled but padding.
-void coarse_alloc(run_context* ctx, phip_coarse& c);
-void coarse_free(run_context* ctx, phip_coarse& c);
+/// Allocates everything; rows, factors, kind and p are set before. Nothing is filled but padding.
+///   with_log   lines read changes of others from a log; else these are written along columns at once
+void coarse_alloc(run_context* ctx, coarse_copies& c, bool with_log);
+void coarse_free(run_context* ctx, coarse_copies& c);
 
-/// Takes note of equal entries of a design that was loaded; what was noted stays.
-void coarse_note_equal(run_context* ctx, phip_coarse& c, const double* const* points);
+/// Finds equal entries of a design that is loaded. A column that had some once counts as having some.
+void coarse_find_equal(run_context* ctx, coarse_copies& c, const double* const* points);
 
 /// Widens the ranges of the columns to all present entries and copies the entries anew. All lines must be copied anew
 /// afterwards.
-void coarse_fit(phip_coarse& c, const double* const* points);
+void coarse_fit(coarse_copies& c, const double* const* points);
 
 /// False when an entry is not finite or the distances leave the range of the scale: there are no bounds then.
-bool coarse_is_usable(const phip_coarse& c);
+bool coarse_is_usable(const coarse_copies& c);
 
-/// Copies one entry. Nothing where copies are of no use, as below.
-void coarse_set_entry(phip_coarse& c, std::int32_t r, std::int32_t column, double x);
+/// Copies one entry. This and the functions below do nothing while the copies are not usable.
+void coarse_set_entry(coarse_copies& c, std::int32_t r, std::int32_t column, double x);
 
 /// The copies of two entries change places, as the entries do.
-void coarse_swap_entries(phip_coarse& c, std::int32_t a, std::int32_t b, std::int32_t column);
+void coarse_swap_entries(coarse_copies& c, std::int32_t a, std::int32_t b, std::int32_t column);
 
 /// Copies the lines of all rows, one after the other from row 0.
 ///   distances   [rows] of row r
-void coarse_set_line(phip_coarse& c, std::int32_t r, const double* distances);
+void coarse_set_line(coarse_copies& c, std::int32_t r, const double* distances);
 
 /// Copies the line of a row that has changed.
-void coarse_change_line(phip_coarse& c, std::int32_t r, const double* distances);
+void coarse_change_line(coarse_copies& c, std::int32_t r, const double* distances);
 
-/// Brings the line of row r in step.
-void coarse_take_over_notes(phip_coarse& c, std::int32_t r);
-inline void coarse_take_over(phip_coarse& c, std::int32_t r)
+/// Reads what has been logged since the line of row r was last used; to be called before it is.
+void coarse_read_log(coarse_copies& c, std::int32_t r);
+inline void coarse_catch_up(coarse_copies& c, std::int32_t r)
 {
-    if (c.seen[r] != c.note_count)
-        coarse_take_over_notes(c, r);
+    if (c.change_log != nullptr && c.log_read[r] != c.logged_count)
+        coarse_read_log(c, r);
 }
 
-inline std::uint16_t* coarse_line(const phip_coarse& c, std::int32_t r)
+inline std::uint16_t* coarse_line(const coarse_copies& c, std::int32_t r)
 {
     return c.distances + static_cast<std::ptrdiff_t>(r) * c.stride;
 }
@@ -105,4 +111,7 @@ inline std::uint16_t* coarse_line(const phip_coarse& c, std::int32_t r)
 /// off by 1/2 each, which counts 1/4 each as the other is at most 2^15 and the product is taken in 2^-16; leaving out
 /// its fraction and adding 1/2 is off by 1/2: 3/2 in all. For the rectangular kind it is |y - yb| - |y - ya|, four
 /// entries that are off by 1/2: 5/2 in all. The rest is for single precision and what double precision itself loses.
-inline double coarse_doubt(const phip_coarse& c) { return (c.kind == distance_kind::euclidean ? 1.5 : 2.5) + 0x1p-5; }
+inline double coarse_doubt(const coarse_copies& c)
+{
+    return (c.kind == distance_kind::euclidean ? 1.5 : 2.5) + 0x1p-5;
+}

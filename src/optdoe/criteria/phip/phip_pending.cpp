@@ -1,0 +1,134 @@
+#include "optdoe/criteria/phip/phip_pending.h"
+
+#include "optdoe/criteria/phip/phip_derived.h"
+#include "optdoe/criteria/phip/phip_exchange.h"
+#include "optdoe/criteria/phip/phip_rearrangement.h"
+#include "optdoe/run/wrap32.h"
+#include "optdoe/vectors/vectors.h"
+
+#include <cstring>
+#include <utility>
+
+/// Makes the changed rows fresh. The copies stay in step, as rounding is within their doubt, but where equal entries
+/// differ.
+///   fresh   as in refresh_lines
+static void refresh_changed_rows(run_context* ctx, phip_state& s, const double* fresh)
+{
+    log_changed_lines(ctx, s.log, innermost_mark(s), s.distances);
+    const bool copies_stay = in_step(s).copies && !s.coarse.has_nearly_equal;
+    refresh_lines(ctx, s.distances, fresh);
+    keep_in_step(s, {false, false, copies_stay});
+}
+
+/// Stores the fresh lines, which the totals are of already.
+static void finish_evaluation(run_context* ctx, phip_state& s)
+{
+    const derived_in_step totals = in_step(s);
+    refresh_changed_rows(ctx, s, totals.rows ? s.fresh_lines : nullptr);
+    keep_in_step(s, {totals.rows, totals.triangle, false});
+}
+
+static void finish_rearrangement(phip_state& s)
+{
+    static_cast<running_sum&>(s) = s.after_trial;
+    keep_trial(s.log, s.column_mark, s.trial_mark);
+}
+
+void finish(run_context* ctx, phip_state& s)
+{
+    const pending_change what = std::exchange(s.pending, pending_change::none);
+    switch (what) {
+    case pending_change::none: return;
+    case pending_change::exchange: return write_exchange(ctx, s);
+    case pending_change::evaluation: return finish_evaluation(ctx, s);
+    case pending_change::rearrangement: return finish_rearrangement(s);
+    }
+}
+
+void take_back(run_context* ctx, phip_state& s)
+{
+    const pending_change what = std::exchange(s.pending, pending_change::none);
+    switch (what) {
+    case pending_change::none:
+    case pending_change::exchange: return;
+    case pending_change::evaluation: return std::swap(s.totals, s.totals_before);
+    case pending_change::rearrangement:
+        undo_changes(ctx, s, s.trial_mark);
+        s.trial_mark.by = undo_by::unset;
+        return;
+    }
+}
+
+void settle(run_context* ctx, phip_state& s)
+{
+    if (s.pending == pending_change::rearrangement)
+        take_back(ctx, s);
+    else
+        finish(ctx, s);
+}
+
+/// Room for the fresh lines of the changed rows, where all lines are stored.
+static void reserve_fresh_lines(run_context* ctx, phip_state& s)
+{
+    const pair_distances& d = s.distances;
+    if (!stores_all_lines(d) || d.changed_count <= s.fresh_capacity)
+        return;
+    aligned_free_doubles(ctx, s.fresh_lines);
+    s.fresh_lines = nullptr;
+    s.fresh_lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(d.changed_count)} * bits_u32(d.stride));
+    s.fresh_capacity = d.changed_count;
+}
+
+/// Replaces the terms of the changed rows in the totals by those of fresh lines, one row after the other: the pairs
+/// with rows before it are fresh then.
+static void refresh_totals(run_context* ctx, phip_state& s)
+{
+    const pair_distances& d = s.distances;
+    reserve_fresh_lines(ctx, s);
+    for (std::int32_t i = 0; i < d.changed_count; ++i) {
+        const std::int32_t r = d.changed[i];
+        double* fresh = stores_all_lines(d) ? s.fresh_lines + static_cast<std::ptrdiff_t>(i) * d.stride : s.line;
+        fresh_line(d, r, d.rows, fresh);
+        std::memcpy(s.line_a, stored_line(d, r), bits_u32(d.stride) * sizeof(double));
+        for (std::int32_t before = 0; before < i; ++before)
+            s.line_a[d.changed[before]] = fresh[d.changed[before]];
+        terms_of_line(s.terms, d.stride, s.line_a, s.old_terms);
+        terms_of_line(s.terms, d.stride, fresh, s.new_terms);
+        const replaced_line terms{r, s.old_terms, s.new_terms};
+        replace_in_row_totals(s.terms, s.totals, terms);
+        replace_in_triangle(s.totals, terms);
+    }
+}
+
+void evaluate_points(run_context* ctx, phip_state& s)
+{
+    const derived_in_step now = in_step(s);
+    if (s.column_mark.by == undo_by::unset) {
+        refresh_changed_rows(ctx, s, nullptr);
+        return set_sum(s, sum_of_terms(s));
+    }
+    if (now.rows && now.triangle && s.distances.changed_count <= s.distances.rows / 2) {
+        copy_totals(s.totals, s.totals_before);
+        refresh_totals(ctx, s);
+    } else {
+        std::swap(s.totals, s.totals_before);
+        s.totals.rows_as_of = 0;
+        s.totals.triangle_as_of = s.distances.version;
+        forget_rows(s.totals.triangle);
+    }
+    set_sum(s, sum_of_fresh_terms(s));
+    s.pending = pending_change::evaluation;
+}
+
+double try_rearrangement(run_context* ctx, phip_state& s, std::int32_t column, std::int32_t count,
+                         const std::int32_t* rows_dst, const std::int32_t* rows_src)
+{
+    list_rearrangement(ctx, s.rearrangement, column, column_line(s.distances, column), count, rows_dst, rows_src);
+    set_mark(s.trial_mark, s.distances, column, s.log);
+    const running_sum before = s;
+    rearrange(ctx, s);
+    s.after_trial = s;
+    static_cast<running_sum&>(s) = before;
+    s.pending = pending_change::rearrangement;
+    return s.after_trial.value;
+}
