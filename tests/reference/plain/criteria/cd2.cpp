@@ -1,351 +1,322 @@
 #include "tests/reference/plain/criteria/cd2.h"
 
-#include "optdoe/criteria/criterion.h"
 #include "optdoe/run/plain_record.h"
-#include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
 #include "tests/reference/plain/criteria/plain_memory.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <utility>
-
-constexpr double mean_square_one_factor = 1.0833333333333333; ///< 13/12
 
 void cd2_open(run_context* ctx) { open_plain_record(ctx->cd2); }
 
 void cd2_close(run_context* ctx) { close_plain_record(ctx->cd2); }
 
-/// Entry of the caller as a criterion entry, and its distance from the centre.
-static double scaled_entry(const cd2_state& s, double x, std::int32_t k)
-{
-    return s.weighted != 0 ? s.weights[k] * x : x;
-}
+static bool same_level(double x, double y) { return std::fabs(x - y) < 1e-15; }
 
-static double centred_entry(const cd2_state& s, double x, std::int32_t k)
-{
-    return s.weighted != 0 ? std::fabs(s.weights[k] * (x - 0.5)) : std::fabs(x - 0.5);
-}
-
-/// Twice the factor of a pair; terms and ratios are made of it.
-static double twice_pair_factor(double a_i, double z_i, double a_j, double z_j)
-{
-    return a_i + 2.0 + a_j - std::fabs(z_i - z_j);
-}
-
-static double diagonal_term(const cd2_state& s, const double* a)
+template <class Part>
+static double product_over(std::int32_t factors, Part part)
 {
     double product = 1.0;
-    for (std::int32_t k = 0; k < s.factors; ++k)
-        product *= 1.0 + a[k];
-    const double n = s.rows;
-    return product / (n * n);
+    for (std::int32_t k = 0; k < factors; ++k)
+        product = product * part(k);
+    return product;
 }
 
-static double single_term(const cd2_state& s, const double* a)
+/// Summands of z and a into t, and their sum: the triangle above the diagonal, with it, line by line.
+static double discrepancy(const cd2_state& s, const cd2_picture& p)
 {
-    double product = 1.0;
-    for (std::int32_t k = 0; k < s.factors; ++k)
-        product *= (a[k] + 2.0 - a[k] * a[k]) * 0.5;
-    return -2.0 / s.rows * product;
-}
-
-static double pair_term(const cd2_state& s, const double* a_i, const double* z_i, const double* a_j,
-                        const double* z_j)
-{
-    double product = 1.0;
-    for (std::int32_t k = 0; k < s.factors; ++k)
-        product *= twice_pair_factor(a_i[k], z_i[k], a_j[k], z_j[k]) * 0.5;
-    const double n = s.rows;
-    return 2.0 / (n * n) * product;
-}
-
-/// All terms of a design and their sum with the constant.
-static double evaluate_into(const cd2_state& s, const double* const* scaled, const double* const* centred,
-                            double** terms)
-{
-    const std::int32_t n = s.rows;
-    terms[n][n] = 0.0;
-    for (std::int32_t i = 0; i < n; ++i) {
-        terms[i][i] = diagonal_term(s, centred[i]);
-        terms[i][n] = terms[n][i] = single_term(s, centred[i]);
-        for (std::int32_t j = i + 1; j < n; ++j)
-            terms[i][j] = terms[j][i] = pair_term(s, centred[i], scaled[i], centred[j], scaled[j]);
+    const std::int32_t last = s.points;
+    const double n = s.points;
+    p.t[last][last] = 0.0;
+    for (std::int32_t i = 0; i < last; ++i) {
+        const double* a = p.a[i];
+        p.t[i][i] = product_over(s.factors, [=](std::int32_t k) { return 1.0 + a[k]; }) / (n * n);
+        p.t[i][last] =
+            -2.0 / n * product_over(s.factors, [=](std::int32_t k) { return (a[k] + 2.0 - a[k] * a[k]) * 0.5; });
+        p.t[last][i] = p.t[i][last];
+        for (std::int32_t j = i + 1; j < last; ++j) {
+            const auto factor = [&](std::int32_t k) {
+                return (a[k] + 2.0 + p.a[j][k] - std::fabs(p.z[i][k] - p.z[j][k])) * 0.5;
+            };
+            p.t[i][j] = 2.0 / (n * n) * product_over(s.factors, factor);
+            p.t[j][i] = p.t[i][j];
+        }
     }
-    double value = 1.0;
-    for (std::int32_t k = 0; k < s.active_factors; ++k)
-        value *= mean_square_one_factor;
-    for (std::int32_t i = 0; i <= n; ++i)
-        for (std::int32_t j = i; j <= n; ++j)
-            value += terms[i][j];
-    return value;
+    double sum = product_over(s.active, [](std::int32_t) { return 1.0833333333333333; }); // 13/12
+    for (std::int32_t i = 0; i <= last; ++i)
+        for (std::int32_t j = i; j <= last; ++j)
+            sum += p.t[i][j];
+    return sum;
 }
 
-static double cd2_value(run_context* ctx) { return ctx->cd2->value; }
+/// The design in units of the criterion: times the weights, where there are some.
+static void scale_design(const cd2_state& s, const double* const* design, double** z, double** a)
+{
+    for (std::int32_t i = 0; i < s.points; ++i) {
+        for (std::int32_t k = 0; k < s.factors; ++k) {
+            const double x = design[i][k];
+            z[i][k] = s.has_weights ? s.weights[k] * x : x;
+            a[i][k] = std::fabs(s.has_weights ? s.weights[k] * (x - 0.5) : x - 0.5);
+        }
+    }
+}
+
+static double in_callers_units(const cd2_state& s, double z, std::int32_t k)
+{
+    return s.has_weights ? z / s.weights[k] : z;
+}
 
 static double cd2_evaluate(run_context* ctx, const double* const* design)
 {
     cd2_state& s = *ctx->cd2;
-    for (std::int32_t r = 0; r < s.rows && design != nullptr; ++r) {
-        for (std::int32_t k = 0; k < s.factors; ++k) {
-            s.scaled[r][k] = scaled_entry(s, design[r][k], k);
-            s.centred[r][k] = centred_entry(s, design[r][k], k);
-        }
+    if (design != nullptr)
+        scale_design(s, design, s.now.z, s.now.a);
+    return s.now.total = discrepancy(s, s.now);
+}
+
+static double cd2_value(run_context* ctx) { return ctx->cd2->now.total; }
+
+static double cd2_value_of(run_context* ctx, const double* const* design)
+{
+    const cd2_state& s = *ctx->cd2;
+    cd2_picture p{double_matrix_alloc(ctx, s.points, s.factors), double_matrix_alloc(ctx, s.points, s.factors),
+                  double_matrix_alloc(ctx, s.points + 1, s.points + 1), 0.0};
+    if (design != nullptr)
+        scale_design(s, design, p.z, p.a);
+    for (std::int32_t i = 0; i < s.points && design == nullptr; ++i) {
+        std::copy_n(s.now.z[i], s.factors, p.z[i]);
+        std::copy_n(s.now.a[i], s.factors, p.a[i]);
     }
-    s.value = evaluate_into(s, s.scaled, s.centred, s.terms);
-    return s.value;
+    p.total = discrepancy(s, p);
+    for (double** matrix : {p.z, p.a, p.t})
+        matrix_free(ctx, matrix);
+    return p.total;
 }
 
 static void cd2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
                       std::uint32_t fixed_rows, std::int32_t factors, const criterion_options& options,
                       const std::int32_t*)
 {
+    const std::int32_t free_points = wrap_i32(free_rows);
+    const std::int32_t points = wrap_i32(free_rows + fixed_rows);
+    const auto matrix = [ctx](std::int32_t lines, std::int32_t columns) {
+        return double_matrix_alloc(ctx, lines, columns);
+    };
     cd2_state& s = *ctx->cd2;
-    s.factors = factors;
-    s.free_rows = wrap_i32(free_rows);
-    s.fixed_rows = wrap_i32(fixed_rows);
-    s.rows = s.free_rows + s.fixed_rows;
-    s.weights = options.factor_weights;
-    s.active_factors = 0;
-    s.weighted = 0;
+    s = {.now = {matrix(points, factors), matrix(points, factors), matrix(points + 1, points + 1), 0.0},
+         .at_save_column = {matrix(1, free_points), matrix(1, free_points), matrix(points + 1, points + 1), 0.0},
+         .at_save_design = {matrix(free_points, factors), nullptr, matrix(points + 1, points + 1), 0.0},
+         .weights = options.factor_weights,
+         .has_weights = false,
+         .factors = factors,
+         .active = 0,
+         .first_free = wrap_i32(fixed_rows),
+         .points = points};
     for (std::int32_t k = 0; k < factors; ++k) {
-        if (s.weights[k] > 1e-15)
-            s.active_factors += 1;
-        if (std::fabs(s.weights[k] - 1.0) > 1e-10)
-            s.weighted = 1;
+        s.active += s.weights[k] > 1e-15 ? 1 : 0;
+        s.has_weights = s.has_weights || std::fabs(s.weights[k] - 1.0) > 1e-10;
     }
-    const std::int32_t packed = wrap_mul(s.rows + s.fixed_rows + 2, s.free_rows + 1) / 2;
-    s.scaled = double_matrix_alloc(ctx, s.rows, factors);
-    s.centred = double_matrix_alloc(ctx, s.rows, factors);
-    s.terms = double_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
-    s.saved_design = double_matrix_alloc(ctx, s.free_rows, factors);
-    s.saved_design_terms = double_vector_alloc(ctx, packed);
-    s.saved_column_terms = double_vector_alloc(ctx, packed);
-    s.saved_column_scaled = double_vector_alloc(ctx, s.free_rows);
-    s.saved_column_centred = double_vector_alloc(ctx, s.free_rows);
     cd2_evaluate(ctx, design);
 }
 
 static void cd2_release(run_context* ctx)
 {
-    cd2_state& s = *ctx->cd2;
-    for (double** m : {s.scaled, s.centred, s.terms, s.saved_design})
-        matrix_free(ctx, m);
-    for (double* v : {s.saved_design_terms, s.saved_column_terms, s.saved_column_scaled, s.saved_column_centred})
-        if (v != nullptr)
-            vector_free(ctx, v);
-    s = {};
+    for (const cd2_picture* p : {&ctx->cd2->now, &ctx->cd2->at_save_column, &ctx->cd2->at_save_design})
+        for (double** matrix : {p->z, p->a, p->t})
+            matrix_free(ctx, matrix);
+    *ctx->cd2 = {};
 }
 
-/// Sets a summand, in both halves, and returns its change.
-static double set_term(const cd2_state& s, std::int32_t i, std::int32_t j, double term)
+// What one summand becomes: each of the three gives its growth.
+
+/// For good, on both sides of the diagonal.
+static double put(const cd2_picture& p, std::int32_t i, std::int32_t j, double summand)
 {
-    const double change = term - s.terms[i][j];
-    s.terms[i][j] = term;
-    s.terms[j][i] = term;
-    return change;
+    const double growth = summand - p.t[i][j];
+    p.t[i][j] = p.t[j][i] = summand;
+    return growth;
+}
+
+/// For a trial of several rows, above the diagonal alone: below it stands what is put back. No later row of the
+/// trial reads the summands of single points.
+static double put_above(const cd2_picture& p, std::int32_t last, std::int32_t i, std::int32_t j, double summand)
+{
+    double& cell = p.t[std::min(i, j)][std::max(i, j)];
+    const double growth = summand - cell;
+    if (i != j && j != last)
+        cell = summand;
+    return growth;
+}
+
+/// Not at all.
+static double compare(const cd2_picture& p, std::int32_t i, std::int32_t j, double summand)
+{
+    return summand - p.t[i][j];
+}
+
+static void take_from_below(const cd2_state& s, std::int32_t row)
+{
+    for (std::int32_t r = 0; r < s.points; ++r)
+        s.now.t[std::min(r, row)][std::max(r, row)] = s.now.t[std::max(r, row)][std::min(r, row)];
 }
 
 namespace {
 
-/// Entry of a row in one column: scaled and centred.
-struct entry {
+/// What stands in one row of the column under change.
+struct level {
     double z;
     double a;
 };
 
 } // namespace
 
-static entry entry_at(const cd2_state& s, std::int32_t r, std::int32_t k)
+static level level_at(const cd2_state& s, std::int32_t row, std::int32_t k)
 {
-    return {s.scaled[r][k], s.centred[r][k]};
+    return {s.now.z[row][k], s.now.a[row][k]};
 }
 
-static void put_entry(const cd2_state& s, std::int32_t r, std::int32_t k, entry e)
+static void set_level(const cd2_state& s, std::int32_t row, std::int32_t k, level to)
 {
-    s.scaled[r][k] = e.z;
-    s.centred[r][k] = e.a;
+    s.now.z[row][k] = to.z;
+    s.now.a[row][k] = to.a;
 }
 
-static void exchange_entries(const cd2_state& s, std::int32_t a, std::int32_t b, std::int32_t k)
+/// How the factor of a pair grows when the level of one row goes from `old` to `next` and that of the other stays.
+static double growth_of_pair(level other, level old, level next)
 {
-    std::swap(s.scaled[a][k], s.scaled[b][k]);
-    std::swap(s.centred[a][k], s.centred[b][k]);
+    return (next.a + 2.0 + other.a - std::fabs(other.z - next.z)) /
+           (old.a + 2.0 + other.a - std::fabs(other.z - old.z));
 }
 
-/// Ratio of the new to the old factor of the pair (r, d) when row d's entry goes from `from` to `to`.
-static double pair_ratio(entry r, entry from, entry to)
+/// Rows a and b exchange their levels, which are left where they are. Growths are added one after the other: the
+/// order decides the last bits.
+template <class Put>
+static void exchange_summands(const cd2_state& s, std::int32_t k, std::int32_t a, std::int32_t b, Put renew,
+                              double& growth)
 {
-    return twice_pair_factor(to.a, to.z, r.a, r.z) / twice_pair_factor(from.a, from.z, r.a, r.z);
+    const auto& t = s.now.t;
+    const std::int32_t last = s.points;
+    const level la = level_at(s, a, k);
+    const level lb = level_at(s, b, k);
+    const double g = (lb.a + 1.0) / (la.a + 1.0);
+    const double hg = (2.0 - lb.a) / (2.0 - la.a) * g;
+    growth += renew(a, a, t[a][a] * g);
+    growth += renew(b, b, t[b][b] / g);
+    growth += renew(a, last, t[a][last] * hg);
+    growth += renew(b, last, t[b][last] / hg);
+    for (std::int32_t r = 0; r < s.points; ++r) {
+        if (r != a && r != b) {
+            const double q = growth_of_pair(level_at(s, r, k), la, lb);
+            growth += renew(r, a, t[std::min(r, a)][std::max(r, a)] * q);
+            growth += renew(r, b, t[std::min(r, b)][std::max(r, b)] / q);
+        }
+    }
 }
 
-/// Ratio of the diagonal term, and the further ratio of the single term.
-static double diagonal_ratio(entry from, entry to) { return (to.a + 1.0) / (from.a + 1.0); }
-
-static double single_ratio(entry from, entry to) { return (2.0 - to.a) / (2.0 - from.a); }
-
-/// Adds the changes of the diagonal and single terms of an exchange to delta, one by one: the order of the running
-/// sum decides its last bits.
-///   set   (i, j, term) -> change
-template <class Set>
-static void exchange_own_terms(const cd2_state& s, std::int32_t a, std::int32_t b, entry ea, entry eb, Set set,
-                               double& delta)
+/// Row d takes another level, which is not written.
+template <class Put>
+static void change_summands(const cd2_state& s, std::int32_t k, std::int32_t d, level next, Put renew, double& growth)
 {
-    const std::int32_t n = s.rows;
-    const double g = diagonal_ratio(ea, eb);
-    const double hg = single_ratio(ea, eb) * g;
-    delta += set(a, a, s.terms[a][a] * g);
-    delta += set(b, b, s.terms[b][b] / g);
-    delta += set(a, n, s.terms[a][n] * hg);
-    delta += set(b, n, s.terms[b][n] / hg);
+    const auto& t = s.now.t;
+    const std::int32_t last = s.points;
+    const level old = level_at(s, d, k);
+    const double g = (next.a + 1.0) / (old.a + 1.0);
+    const double h = (2.0 - next.a) / (2.0 - old.a);
+    growth += renew(d, d, t[d][d] * g);
+    growth += renew(d, last, t[d][last] * (g * h));
+    for (std::int32_t r = 0; r < s.points; ++r)
+        if (r != d)
+            growth += renew(r, d, t[std::min(r, d)][std::max(r, d)] * growth_of_pair(level_at(s, r, k), old, next));
+}
+
+static void exchange_levels(const cd2_state& s, std::int32_t k, std::int32_t a, std::int32_t b)
+{
+    std::swap(s.now.z[a][k], s.now.z[b][k]);
+    std::swap(s.now.a[a][k], s.now.a[b][k]);
 }
 
 static double cd2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                               const std::int32_t* rows_b)
 {
-    cd2_state& s = *ctx->cd2;
-    const auto set = [&s](std::int32_t i, std::int32_t j, double term) { return set_term(s, i, j, term); };
-    double delta = 0.0;
+    cd2_picture& p = ctx->cd2->now;
+    const auto renew = [&p](std::int32_t i, std::int32_t j, double summand) { return put(p, i, j, summand); };
+    double growth = 0.0;
     for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t a = rows_a[t];
-        const std::int32_t b = rows_b[t];
-        const entry ea = entry_at(s, a, k);
-        const entry eb = entry_at(s, b, k);
-        if (!equal_entries(ea.z, eb.z)) {
-            exchange_own_terms(s, a, b, ea, eb, set, delta);
-            for (std::int32_t r = 0; r < s.rows; ++r) {
-                if (r == a || r == b)
-                    continue;
-                const double q = pair_ratio(entry_at(s, r, k), ea, eb);
-                delta += set_term(s, r, a, s.terms[r][a] * q);
-                delta += set_term(s, r, b, s.terms[r][b] / q);
-            }
-        }
-        exchange_entries(s, a, b, k);
+        if (!same_level(p.z[rows_a[t]][k], p.z[rows_b[t]][k]))
+            exchange_summands(*ctx->cd2, k, rows_a[t], rows_b[t], renew, growth);
+        exchange_levels(*ctx->cd2, k, rows_a[t], rows_b[t]);
     }
-    s.value += delta;
-    return s.value;
+    return p.total += growth;
 }
 
 static double cd2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
-    const cd2_state& s = *ctx->cd2;
-    const entry ea = entry_at(s, a, k);
-    const entry eb = entry_at(s, b, k);
-    if (equal_entries(ea.z, eb.z))
-        return s.value;
-    const auto change = [&s](std::int32_t i, std::int32_t j, double term) { return term - s.terms[i][j]; };
-    double delta = 0.0;
-    exchange_own_terms(s, a, b, ea, eb, change, delta);
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        if (r == a || r == b)
-            continue;
-        const double q = pair_ratio(entry_at(s, r, k), ea, eb);
-        delta += s.terms[r][a] * q - s.terms[r][a];
-        delta += s.terms[r][b] / q - s.terms[r][b];
-    }
-    return s.value + delta;
-}
-
-/// Sets a summand in the upper half only and returns its change; the lower half keeps the committed one.
-static double set_upper(const cd2_state& s, std::int32_t i, std::int32_t j, double ratio, bool divide)
-{
-    double& term = i < j ? s.terms[i][j] : s.terms[j][i];
-    const double before = term;
-    term = divide ? before / ratio : before * ratio;
-    return term - before;
-}
-
-static void restore_upper(const cd2_state& s, std::int32_t d)
-{
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        if (r < d)
-            s.terms[r][d] = s.terms[d][r];
-        else if (r > d)
-            s.terms[d][r] = s.terms[r][d];
-    }
+    const cd2_picture& p = ctx->cd2->now;
+    double growth = 0.0;
+    if (same_level(p.z[a][k], p.z[b][k]))
+        return p.total;
+    const auto renew = [&p](std::int32_t i, std::int32_t j, double summand) { return compare(p, i, j, summand); };
+    exchange_summands(*ctx->cd2, k, a, b, renew, growth);
+    return p.total + growth;
 }
 
 static double cd2_try_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                             const std::int32_t* rows_b)
 {
     const cd2_state& s = *ctx->cd2;
-    if (count < 1)
-        return s.value;
-    const auto change = [&s](std::int32_t i, std::int32_t j, double term) { return term - s.terms[i][j]; };
-    double delta = 0.0;
+    const auto renew = [&s](std::int32_t i, std::int32_t j, double summand) {
+        return put_above(s.now, s.points, i, j, summand);
+    };
+    const auto differs = [=, &s](std::int32_t t) {
+        return !same_level(s.now.z[rows_a[t]][k], s.now.z[rows_b[t]][k]);
+    };
+    double growth = 0.0;
     for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t a = rows_a[t];
-        const std::int32_t b = rows_b[t];
-        const entry ea = entry_at(s, a, k);
-        const entry eb = entry_at(s, b, k);
-        if (equal_entries(ea.z, eb.z))
-            continue;
-        exchange_own_terms(s, a, b, ea, eb, change, delta);
-        for (std::int32_t r = 0; r < s.rows; ++r) {
-            if (r == a || r == b)
-                continue;
-            const double q = pair_ratio(entry_at(s, r, k), ea, eb);
-            delta += set_upper(s, r, a, q, false);
-            delta += set_upper(s, r, b, q, true);
+        if (differs(t)) {
+            exchange_summands(s, k, rows_a[t], rows_b[t], renew, growth);
+            exchange_levels(s, k, rows_a[t], rows_b[t]);
         }
-        exchange_entries(s, a, b, k);
     }
     for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t a = rows_a[t];
-        const std::int32_t b = rows_b[t];
-        if (equal_entries(s.scaled[a][k], s.scaled[b][k]))
-            continue;
-        restore_upper(s, a);
-        restore_upper(s, b);
-        exchange_entries(s, a, b, k);
+        if (differs(t)) {
+            take_from_below(s, rows_a[t]);
+            take_from_below(s, rows_b[t]);
+            exchange_levels(s, k, rows_a[t], rows_b[t]);
+        }
     }
-    return s.value + delta;
+    return count < 1 ? s.now.total : s.now.total + growth;
 }
 
-/// Adds the changes of the diagonal and single terms of one row whose entry goes from `from` to `to`.
-template <class Set>
-static void move_own_terms(const cd2_state& s, std::int32_t d, entry from, entry to, Set set, double& delta)
+/// The levels of the listed rows, z in line 0 and a in line 1.
+static double** levels_of(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows)
 {
-    const std::int32_t n = s.rows;
-    const double g = diagonal_ratio(from, to);
-    delta += set(d, d, s.terms[d][d] * g);
-    delta += set(d, n, s.terms[d][n] * (g * single_ratio(from, to)));
-}
-
-/// The entries that the source rows hold.
-static entry* take_entries(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_src)
-{
-    auto* taken = static_cast<entry*>(tracked_alloc(ctx, bits_u32(count) * sizeof(entry)));
-    for (std::int32_t t = 0; t < count; ++t)
-        taken[t] = entry_at(*ctx->cd2, rows_src[t], k);
-    return taken;
+    double** levels = double_matrix_alloc(ctx, 2, count);
+    for (std::int32_t t = 0; t < count; ++t) {
+        levels[0][t] = ctx->cd2->now.z[rows[t]][k];
+        levels[1][t] = ctx->cd2->now.a[rows[t]][k];
+    }
+    return levels;
 }
 
 static double cd2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                               const std::int32_t* rows_src)
 {
-    cd2_state& s = *ctx->cd2;
+    cd2_picture& p = ctx->cd2->now;
     if (count < 1)
-        return s.value;
-    const auto set = [&s](std::int32_t i, std::int32_t j, double term) { return set_term(s, i, j, term); };
-    entry* taken = take_entries(ctx, k, count, rows_src);
-    double delta = 0.0;
+        return p.total;
+    const auto renew = [&p](std::int32_t i, std::int32_t j, double summand) { return put(p, i, j, summand); };
+    double** next = levels_of(ctx, k, count, rows_src);
+    double growth = 0.0;
     for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t d = rows_dst[t];
-        const entry from = entry_at(s, d, k);
-        if (!equal_entries(from.z, taken[t].z)) {
-            move_own_terms(s, d, from, taken[t], set, delta);
-            for (std::int32_t r = 0; r < s.rows; ++r)
-                if (r != d)
-                    delta += set_term(s, r, d, s.terms[r][d] * pair_ratio(entry_at(s, r, k), from, taken[t]));
-        }
-        put_entry(s, d, k, taken[t]);
+        const level to{next[0][t], next[1][t]};
+        if (!same_level(p.z[rows_dst[t]][k], to.z))
+            change_summands(*ctx->cd2, k, rows_dst[t], to, renew, growth);
+        set_level(*ctx->cd2, rows_dst[t], k, to);
     }
-    tracked_free(ctx, taken);
-    s.value += delta;
-    return s.value;
+    matrix_free(ctx, next);
+    return p.total += growth;
 }
 
 static double cd2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
@@ -353,133 +324,95 @@ static double cd2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count
 {
     const cd2_state& s = *ctx->cd2;
     if (count < 1)
-        return s.value;
-    const auto change = [&s](std::int32_t i, std::int32_t j, double term) { return term - s.terms[i][j]; };
-    entry* taken = take_entries(ctx, k, count, rows_src);
-    double delta = 0.0;
+        return s.now.total;
+    const auto renew = [&s](std::int32_t i, std::int32_t j, double summand) {
+        return put_above(s.now, s.points, i, j, summand);
+    };
+    double** next = levels_of(ctx, k, count, rows_src);
+    double growth = 0.0;
     for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t d = rows_dst[t];
-        const entry from = entry_at(s, d, k);
-        if (equal_entries(from.z, taken[t].z))
-            continue;
-        move_own_terms(s, d, from, taken[t], change, delta);
-        for (std::int32_t r = 0; r < s.rows; ++r)
-            if (r != d)
-                delta += set_upper(s, r, d, pair_ratio(entry_at(s, r, k), from, taken[t]), false);
-        put_entry(s, d, k, taken[t]);
+        const level to{next[0][t], next[1][t]};
+        if (!same_level(s.now.z[rows_dst[t]][k], to.z)) {
+            change_summands(s, k, rows_dst[t], to, renew, growth);
+            set_level(s, rows_dst[t], k, to);
+        }
     }
     for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t source = rows_src[t];
-        if (equal_entries(s.scaled[source][k], taken[t].z))
-            continue;
-        restore_upper(s, source);
-        put_entry(s, source, k, taken[t]);
+        if (!same_level(s.now.z[rows_src[t]][k], next[0][t])) {
+            take_from_below(s, rows_src[t]);
+            set_level(s, rows_src[t], k, {next[0][t], next[1][t]});
+        }
     }
-    tracked_free(ctx, taken);
-    return s.value + delta;
+    matrix_free(ctx, next);
+    return s.now.total + growth;
 }
 
-static void pack_terms(const cd2_state& s, double* packed)
+/// Total and summands of the lines from the first free point on, below the diagonal; `to` may be the present picture.
+static void copy_summands(const cd2_state& s, const cd2_picture& from, cd2_picture& to)
 {
-    for (std::int32_t i = s.fixed_rows; i <= s.rows; ++i) {
-        std::memcpy(packed, s.terms[i], bits_u32(i + 1) * sizeof(double));
-        packed += i + 1;
-    }
-}
-
-static void unpack_terms(const cd2_state& s, const double* packed)
-{
-    for (std::int32_t i = s.fixed_rows; i <= s.rows; ++i)
+    to.total = from.total;
+    for (std::int32_t i = s.first_free; i <= s.points; ++i)
         for (std::int32_t j = 0; j <= i; ++j)
-            s.terms[i][j] = s.terms[j][i] = *packed++;
+            to.t[i][j] = to.t[j][i] = from.t[i][j];
 }
 
 static void cd2_save_column(run_context* ctx, std::int32_t k)
 {
     cd2_state& s = *ctx->cd2;
-    s.saved_column_value = s.value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
-        s.saved_column_scaled[f] = s.scaled[s.fixed_rows + f][k];
-        s.saved_column_centred[f] = s.centred[s.fixed_rows + f][k];
+    copy_summands(s, s.now, s.at_save_column);
+    for (std::int32_t i = s.first_free; i < s.points; ++i) {
+        s.at_save_column.z[0][i - s.first_free] = s.now.z[i][k];
+        s.at_save_column.a[0][i - s.first_free] = s.now.a[i][k];
     }
-    pack_terms(s, s.saved_column_terms);
 }
 
 static void cd2_restore_column(run_context* ctx, std::int32_t k)
 {
     cd2_state& s = *ctx->cd2;
-    s.value = s.saved_column_value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        put_entry(s, s.fixed_rows + f, k, {s.saved_column_scaled[f], s.saved_column_centred[f]});
-    unpack_terms(s, s.saved_column_terms);
+    copy_summands(s, s.at_save_column, s.now);
+    for (std::int32_t i = s.first_free; i < s.points; ++i)
+        set_level(s, i, k, {s.at_save_column.z[0][i - s.first_free], s.at_save_column.a[0][i - s.first_free]});
 }
 
 static void cd2_save_design(run_context* ctx)
 {
     cd2_state& s = *ctx->cd2;
-    s.saved_design_value = s.value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        std::memcpy(s.saved_design[f], s.scaled[s.fixed_rows + f], bits_u32(s.factors) * sizeof(double));
-    pack_terms(s, s.saved_design_terms);
+    copy_summands(s, s.now, s.at_save_design);
+    for (std::int32_t i = s.first_free; i < s.points; ++i)
+        std::copy_n(s.now.z[i], s.factors, s.at_save_design.z[i - s.first_free]);
 }
 
 static void cd2_restore_design(run_context* ctx)
 {
     cd2_state& s = *ctx->cd2;
-    s.value = s.saved_design_value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
+    copy_summands(s, s.at_save_design, s.now);
+    for (std::int32_t i = s.first_free; i < s.points; ++i) {
         for (std::int32_t k = 0; k < s.factors; ++k) {
-            const double z = s.saved_design[f][k];
-            put_entry(s, s.fixed_rows + f, k, {z, std::fabs(z - (s.weighted != 0 ? 0.5 * s.weights[k] : 0.5))});
+            const double z = s.at_save_design.z[i - s.first_free][k];
+            const double centre = s.has_weights ? 0.5 * s.weights[k] : 0.5;
+            set_level(s, i, k, {z, std::fabs(z - centre)});
         }
     }
-    unpack_terms(s, s.saved_design_terms);
-}
-
-/// Scaled entry in the caller's units.
-static double unscaled_entry(const cd2_state& s, double z, std::int32_t k)
-{
-    return s.weighted != 0 ? z / s.weights[k] : z;
 }
 
 static double** cd2_copy_design(run_context* ctx, double** out)
 {
     const cd2_state& s = *ctx->cd2;
-    if (out == nullptr)
-        return s.scaled;
-    for (std::int32_t r = 0; r < s.rows; ++r)
+    for (std::int32_t i = 0; i < s.points && out != nullptr; ++i)
         for (std::int32_t k = 0; k < s.factors; ++k)
-            out[r][k] = unscaled_entry(s, s.scaled[r][k], k);
-    return out;
+            out[i][k] = in_callers_units(s, s.now.z[i][k], k);
+    return out != nullptr ? out : s.now.z;
 }
 
 static void cd2_copy_saved_design(run_context* ctx, double** out)
 {
     const cd2_state& s = *ctx->cd2;
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        const double* from = r < s.fixed_rows ? s.scaled[r] : s.saved_design[r - s.fixed_rows];
-        for (std::int32_t k = 0; k < s.factors; ++k)
-            out[r][k] = unscaled_entry(s, from[k], k);
+    for (std::int32_t k = 0; k < s.factors; ++k) {
+        for (std::int32_t i = 0; i < s.first_free; ++i)
+            out[i][k] = in_callers_units(s, s.now.z[i][k], k);
+        for (std::int32_t i = s.first_free; i < s.points; ++i)
+            out[i][k] = in_callers_units(s, s.at_save_design.z[i - s.first_free][k], k);
     }
-}
-
-static double cd2_value_of(run_context* ctx, const double* const* design)
-{
-    const cd2_state& s = *ctx->cd2;
-    double** scaled = double_matrix_alloc(ctx, s.rows, s.factors);
-    double** centred = double_matrix_alloc(ctx, s.rows, s.factors);
-    double** terms = double_matrix_alloc(ctx, s.rows + 1, s.rows + 1);
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        for (std::int32_t k = 0; k < s.factors; ++k) {
-            scaled[r][k] = design == nullptr ? s.scaled[r][k] : scaled_entry(s, design[r][k], k);
-            centred[r][k] = design == nullptr ? s.centred[r][k] : centred_entry(s, design[r][k], k);
-        }
-    }
-    const double value = evaluate_into(s, scaled, centred, terms);
-    matrix_free(ctx, terms);
-    matrix_free(ctx, centred);
-    matrix_free(ctx, scaled);
-    return value;
 }
 
 constexpr criterion_ops cd2_ops{

@@ -1,4 +1,4 @@
-/// Slot 3: the centered L2 discrepancy, squared, with an optional weight per factor.
+/// Slot 3 in plain form: the centered L2 discrepancy, squared, with an optional weight per factor.
 ///
 /// (13/12)^m - (2/n) sum_i prod_k (1 + a/2 - a^2/2) + (1/n^2) sum_ij prod_k (1 + a_i/2 + a_j/2 - |z_i - z_j|/2),
 /// with a = |u - 1/2|. Source: Hickernell, "A generalized discrepancy and quadrature error bound", 1998; the update
@@ -10,25 +10,24 @@
 
 #include <cstdint>
 
+/// A design in units of the criterion, the summands of its discrepancy, and the discrepancy.
+struct cd2_picture {
+    double** z; ///< [points x factors] entry times weight
+    double** a; ///< [points x factors] distance from the centre times weight
+    double** t; ///< [points + 1 squared] summands: of pairs, on the diagonal, and in the last line of single points
+    double total;
+};
+
 struct cd2_state {
-    double** scaled;  ///< [rows x factors] z = w x, or x when no weight is in force
-    double** centred; ///< [rows x factors] a = |w (x - 1/2)|
-    double** terms;   ///< [(rows + 1) x (rows + 1)] summands of the value, symmetric; index rows: the single sum
-    double value;
-    double** saved_design;      ///< [free rows x factors] scaled entries
-    double* saved_design_terms; ///< packed: terms[i][j], fixed_rows <= i <= rows, j <= i
-    double saved_design_value;
-    double* saved_column_scaled;  ///< [free rows]
-    double* saved_column_centred; ///< [free rows]
-    double* saved_column_terms;   ///< packed
-    double saved_column_value;
-    const double* weights; ///< [factors] not owned
-    std::int32_t weighted;
+    cd2_picture now;
+    cd2_picture at_save_column; ///< z and a: [1 x free points] of the saved column
+    cd2_picture at_save_design; ///< z: [free points x factors]; a: null, follows from z
+    const double* weights;      ///< [factors] not owned
+    bool has_weights;           ///< one differs from 1
     std::int32_t factors;
-    std::int32_t active_factors; ///< weights above 1e-15
-    std::int32_t fixed_rows;
-    std::int32_t free_rows;
-    std::int32_t rows;
+    std::int32_t active; ///< factors with a weight above 1e-15
+    std::int32_t first_free;
+    std::int32_t points;
 };
 
 /// The operations, and the record of slot 3.
