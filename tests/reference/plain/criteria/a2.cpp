@@ -1,366 +1,307 @@
 #include "tests/reference/plain/criteria/a2.h"
 
-#include "optdoe/criteria/criterion.h"
 #include "optdoe/run/factor_levels.h"
 #include "optdoe/run/plain_record.h"
-#include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
 #include "tests/reference/plain/criteria/plain_memory.h"
 
-#include <cstring>
-#include <utility>
+#include <algorithm>
+#include <cmath>
 
 void a2_open(run_context* ctx) { open_plain_record(ctx->a2); }
 
 void a2_close(run_context* ctx) { close_plain_record(ctx->a2); }
 
-static std::int32_t& count_cell(const a2_state& s, std::int32_t i, std::int32_t j)
+static bool same_level(double x, double y) { return std::fabs(x - y) < 1e-15; }
+
+static std::int32_t squared(std::int32_t count) { return wrap_mul(count, count); }
+
+/// What two entries of factor k add to the coincidence of their runs.
+static std::int32_t agreement_of(const a2_state& s, std::int32_t k, double x, double y)
 {
-    return i < j ? s.coincidence[i][j] : s.coincidence[j][i];
+    return same_level(x, y) ? s.agreement[k] : 0;
 }
 
-static std::int32_t& square_cell(const a2_state& s, std::int32_t i, std::int32_t j)
+/// Coincidences of a design into c, and its A2: ((1 - m) m n + (S - n) S) n / 2 and the squares, over n^2. Everything
+/// but the sum of the squares has 32 bits.
+static double aliasing(const a2_state& s, const double* const* x, std::int32_t** c)
 {
-    return i < j ? s.coincidence[j][i] : s.coincidence[i][j];
+    const std::int32_t m = s.active;
+    const std::int32_t n = s.runs;
+    const std::int32_t of_factors = wrap_mul(wrap_mul(wrap_sub(1, m), m), n);
+    const std::int32_t of_levels = wrap_mul(wrap_sub(s.agreement_sum, n), s.agreement_sum);
+    double sum = 0.5 * wrap_mul(wrap_add(of_factors, of_levels), n);
+    for (std::int32_t i = 0; i < n; ++i) {
+        for (std::int32_t j = i + 1; j < n; ++j) {
+            c[i][j] = 0;
+            for (std::int32_t k = 0; k < s.factors; ++k)
+                c[i][j] = wrap_add(c[i][j], agreement_of(s, k, x[i][k], x[j][k]));
+            c[j][i] = c[i][j];
+            sum += squared(c[i][j]);
+        }
+    }
+    return sum / s.runs_squared;
 }
 
-static std::int32_t coincidences(const a2_state& s, const double* x, const double* y)
+static void copy_runs(std::int32_t first, std::int32_t end, std::int32_t factors, const double* const* from,
+                      double** to)
 {
-    std::int32_t count = 0;
-    for (std::int32_t k = 0; k < s.factors; ++k)
-        if (equal_entries(x[k], y[k]))
-            count = wrap_add(count, s.level_weight[k]);
-    return count;
-}
-
-/// Half the constant K of the value: n (S^2 - n (m^2 - m + S)) / 2, the integer part in 32 bits.
-static double constant_part(const a2_state& s)
-{
-    const std::int32_t m = s.active_factors;
-    const std::int32_t n = s.rows;
-    const std::int32_t from_factors = wrap_mul(wrap_mul(wrap_sub(1, m), m), n);
-    const std::int32_t from_levels = wrap_mul(wrap_sub(s.level_sum, n), s.level_sum);
-    return wrap_mul(wrap_add(from_factors, from_levels), n) * 0.5;
-}
-
-static double a2_value(run_context* ctx) { return ctx->a2->value; }
-
-static double** a2_copy_design(run_context* ctx, double** out)
-{
-    const a2_state& s = *ctx->a2;
-    if (out == nullptr)
-        return s.design;
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        std::memcpy(out[r], s.design[r], bits_u32(s.factors) * sizeof(double));
-    return out;
+    for (std::int32_t i = first; i < end; ++i)
+        std::copy_n(from[i - first], factors, to[i]);
 }
 
 static double a2_evaluate(run_context* ctx, const double* const* design)
 {
     a2_state& s = *ctx->a2;
-    for (std::int32_t r = 0; r < s.rows && design != nullptr; ++r)
-        std::memcpy(s.design[r], design[r], bits_u32(s.factors) * sizeof(double));
-    double sum = constant_part(s);
-    for (std::int32_t i = 0; i < s.rows; ++i) {
-        for (std::int32_t j = i + 1; j < s.rows; ++j) {
-            const std::int32_t c = coincidences(s, s.design[i], s.design[j]);
-            s.coincidence[i][j] = c;
-            s.coincidence[j][i] = wrap_mul(c, c);
-            sum += s.coincidence[j][i];
-        }
-    }
-    s.value = sum / s.rows_squared;
-    return s.value;
+    if (design != nullptr)
+        copy_runs(0, s.runs, s.factors, design, s.now.x);
+    return s.now.a2 = aliasing(s, s.now.x, s.now.c);
+}
+
+static double a2_value(run_context* ctx) { return ctx->a2->now.a2; }
+
+static double a2_value_of(run_context* ctx, const double* const* design)
+{
+    const a2_state& s = *ctx->a2;
+    std::int32_t** c = int_matrix_alloc(ctx, s.runs, s.runs);
+    const double result = aliasing(s, design != nullptr ? design : s.now.x, c);
+    matrix_free(ctx, c);
+    return result;
 }
 
 static void a2_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows, std::uint32_t fixed_rows,
                      std::int32_t factors, const criterion_options& options, const std::int32_t* level_counts)
 {
+    const std::int32_t free_runs = wrap_i32(free_rows);
+    const std::int32_t runs = wrap_i32(free_rows + fixed_rows);
+    const auto picture = [=](std::int32_t lines, std::int32_t columns) {
+        return a2_picture{double_matrix_alloc(ctx, lines, columns), int_matrix_alloc(ctx, runs, runs), 0.0};
+    };
     a2_state& s = *ctx->a2;
-    s.factors = factors;
-    s.free_rows = wrap_i32(free_rows);
-    s.fixed_rows = wrap_i32(fixed_rows);
-    s.rows = s.free_rows + s.fixed_rows;
-    s.weights = options.factor_weights;
-    s.level_weight = int_vector_alloc(ctx, factors);
-    s.active_factors = 0;
-    s.level_sum = 0;
+    s = {.now = picture(runs, factors),
+         .at_save_column = picture(1, free_runs),
+         .at_save_design = picture(free_runs, factors),
+         .agreement = int_vector_alloc(ctx, factors),
+         .factors = factors,
+         .active = 0,
+         .agreement_sum = 0,
+         .first_free = wrap_i32(fixed_rows),
+         .runs = runs,
+         .runs_squared = squared(runs)};
     for (std::int32_t k = 0; k < factors; ++k) {
-        if (!(s.weights[k] > 1e-15))
-            continue;
-        s.active_factors += 1;
-        s.level_weight[k] = level_counts[k];
-        s.level_sum = wrap_add(s.level_sum, level_counts[k]);
+        const bool is_active = options.factor_weights[k] > 1e-15;
+        s.active += is_active ? 1 : 0;
+        s.agreement[k] = is_active ? level_counts[k] : 0;
+        s.agreement_sum = wrap_add(s.agreement_sum, s.agreement[k]);
     }
-    s.design = double_matrix_alloc(ctx, s.rows, factors);
-    s.saved_design = double_matrix_alloc(ctx, s.free_rows, factors);
-    s.coincidence = int_matrix_alloc(ctx, s.rows, s.rows);
-    s.saved_column_rows = int_matrix_alloc(ctx, s.free_rows, s.rows);
-    s.saved_column_fixed = int_matrix_alloc(ctx, s.fixed_rows, s.free_rows);
-    s.saved_design_rows = int_matrix_alloc(ctx, s.free_rows, s.rows);
-    s.saved_design_fixed = int_matrix_alloc(ctx, s.fixed_rows, s.free_rows);
-    s.saved_column = double_vector_alloc(ctx, s.free_rows);
-    s.rows_squared = wrap_mul(s.rows, s.rows);
     a2_evaluate(ctx, design);
 }
 
 static void a2_release(run_context* ctx)
 {
-    a2_state& s = *ctx->a2;
-    if (s.level_weight != nullptr)
-        vector_free(ctx, s.level_weight);
-    if (s.saved_column != nullptr)
-        vector_free(ctx, s.saved_column);
-    matrix_free(ctx, s.design);
-    matrix_free(ctx, s.saved_design);
-    for (std::int32_t** m :
-         {s.coincidence, s.saved_column_rows, s.saved_column_fixed, s.saved_design_rows, s.saved_design_fixed})
-        matrix_free(ctx, m);
-    s = {};
+    for (const a2_picture* p : {&ctx->a2->now, &ctx->a2->at_save_column, &ctx->a2->at_save_design}) {
+        matrix_free(ctx, p->x);
+        matrix_free(ctx, p->c);
+    }
+    if (ctx->a2->agreement != nullptr)
+        vector_free(ctx, ctx->a2->agreement);
+    *ctx->a2 = {};
 }
 
-/// Change of the coincidences of a row that holds y when another row's entry goes from x_old to x_new.
-static std::int32_t count_change(const a2_state& s, std::int32_t k, double y, double x_old, double x_new)
+/// Changes the coincidence of two runs; returns the change of its square.
+static std::int32_t change_pair(const a2_picture& p, std::int32_t i, std::int32_t j, std::int32_t change)
 {
-    const std::int32_t before = equal_entries(y, x_old) ? s.level_weight[k] : 0;
-    const std::int32_t after = equal_entries(y, x_new) ? s.level_weight[k] : 0;
-    return wrap_sub(after, before);
+    const std::int32_t before = p.c[i][j];
+    p.c[i][j] = p.c[j][i] = wrap_add(before, change);
+    return wrap_sub(squared(p.c[i][j]), squared(before));
 }
 
-/// Gives the pair its new count and square; returns the change of the square.
-static std::int32_t update_pair(const a2_state& s, std::int32_t r, std::int32_t d, std::int32_t change)
+/// Run d takes an entry instead of the one it has; `aside` is another run whose coincidence with it stays.
+///   returns the change of the squares
+static std::int32_t set_entry(const a2_state& s, std::int32_t k, std::int32_t d, double entry, std::int32_t aside)
 {
-    std::int32_t& count = count_cell(s, r, d);
-    std::int32_t& square = square_cell(s, r, d);
-    count = wrap_add(count, change);
-    const std::int32_t before = square;
-    square = wrap_mul(count, count);
-    return wrap_sub(square, before);
+    std::int32_t change = 0;
+    for (std::int32_t i = 0; i < s.runs; ++i) {
+        const double x = s.now.x[i][k];
+        if (i != d && i != aside)
+            change = wrap_add(
+                change, change_pair(s.now, i, d,
+                                    wrap_sub(agreement_of(s, k, x, entry), agreement_of(s, k, x, s.now.x[d][k]))));
+    }
+    s.now.x[d][k] = entry;
+    return change;
+}
+
+/// Exchanges the entries of two runs; true when they were different levels.
+static bool exchange(const a2_state& s, std::int32_t k, std::int32_t a, std::int32_t b, std::int32_t& change)
+{
+    const double xa = s.now.x[a][k];
+    const double xb = s.now.x[b][k];
+    if (same_level(xa, xb)) {
+        s.now.x[a][k] = xb;
+        s.now.x[b][k] = xa;
+        return false;
+    }
+    change = wrap_add(change, set_entry(s, k, a, xb, b));
+    change = wrap_add(change, set_entry(s, k, b, xa, a));
+    return true;
+}
+
+/// Gives a run an entry; true when it had another level.
+static bool move(const a2_state& s, std::int32_t k, std::int32_t d, double entry, std::int32_t& change)
+{
+    const bool differ = !same_level(s.now.x[d][k], entry);
+    if (differ)
+        change = wrap_add(change, set_entry(s, k, d, entry, d));
+    s.now.x[d][k] = entry;
+    return differ;
+}
+
+static double changed_value(const a2_state& s, bool is_changed, std::int32_t change)
+{
+    return is_changed ? s.now.a2 + static_cast<double>(change) / s.runs_squared : s.now.a2;
 }
 
 static double a2_apply_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                              const std::int32_t* rows_b)
 {
-    a2_state& s = *ctx->a2;
+    bool is_changed = false;
     std::int32_t change = 0;
-    bool changed = false;
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t a = rows_a[t];
-        const std::int32_t b = rows_b[t];
-        const double xa = s.design[a][k];
-        const double xb = s.design[b][k];
-        if (!equal_entries(xa, xb)) {
-            changed = true;
-            for (std::int32_t r = 0; r < s.rows; ++r) {
-                if (r == a || r == b)
-                    continue;
-                const std::int32_t delta = count_change(s, k, s.design[r][k], xa, xb);
-                change = wrap_add(change, update_pair(s, r, a, delta));
-                change = wrap_add(change, update_pair(s, r, b, wrap_sub(0, delta)));
-            }
-        }
-        std::swap(s.design[a][k], s.design[b][k]);
-    }
-    if (changed)
-        s.value += static_cast<double>(change) / s.rows_squared;
-    return s.value;
+    for (std::int32_t t = 0; t < count; ++t)
+        is_changed = exchange(*ctx->a2, k, rows_a[t], rows_b[t], change) || is_changed;
+    return ctx->a2->now.a2 = changed_value(*ctx->a2, is_changed, change);
 }
 
-/// In double, but for the kept squares, which have 32 bits and may have wrapped.
-static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
-{
-    const a2_state& s = *ctx->a2;
-    const double xa = s.design[a][k];
-    const double xb = s.design[b][k];
-    if (equal_entries(xa, xb))
-        return s.value;
-    const auto square_change = [&s](std::int32_t r, std::int32_t d, std::int32_t change) {
-        const double count = static_cast<double>(count_cell(s, r, d)) + change;
-        return count * count - square_cell(s, r, d);
-    };
-    double change = 0.0;
-    for (std::int32_t r = 0; r < s.rows; ++r) {
-        if (r == a || r == b)
-            continue;
-        const std::int32_t delta = count_change(s, k, s.design[r][k], xa, xb);
-        change += square_change(r, a, delta) + square_change(r, b, wrap_sub(0, delta));
-    }
-    return s.value + change / s.rows_squared;
-}
-
-/// Keeps column and row d of the coincidence matrix in two lines.
-static void keep_lines(const a2_state& s, std::int32_t d, std::int32_t* column, std::int32_t* row)
-{
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        column[r] = s.coincidence[r][d];
-    std::memcpy(row, s.coincidence[d], bits_u32(s.rows) * sizeof(std::int32_t));
-}
-
-static void put_lines_back(const a2_state& s, std::int32_t d, const std::int32_t* column, const std::int32_t* row)
-{
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        s.coincidence[r][d] = column[r];
-    std::memcpy(s.coincidence[d], row, bits_u32(s.rows) * sizeof(std::int32_t));
-}
-
+/// The same, then every exchange again from the last to the first: integers come back as they were.
 static double a2_try_swaps(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_a,
                            const std::int32_t* rows_b)
 {
-    a2_state& s = *ctx->a2;
-    if (count < 1)
-        return s.value;
-    std::int32_t** kept = int_matrix_alloc(ctx, wrap_mul(4, count), s.rows);
-    for (std::int32_t t = 0; t < count; ++t) {
-        keep_lines(s, rows_a[t], kept[4 * t], kept[4 * t + 1]);
-        keep_lines(s, rows_b[t], kept[4 * t + 2], kept[4 * t + 3]);
-    }
-    const double value = s.value;
+    const double before = ctx->a2->now.a2;
     const double result = a2_apply_swaps(ctx, k, count, rows_a, rows_b);
-    s.value = value;
-    for (std::int32_t t = 0; t < count; ++t) {
-        put_lines_back(s, rows_a[t], kept[4 * t], kept[4 * t + 1]);
-        put_lines_back(s, rows_b[t], kept[4 * t + 2], kept[4 * t + 3]);
-        std::swap(s.design[rows_a[t]][k], s.design[rows_b[t]][k]);
-    }
-    matrix_free(ctx, kept);
+    std::int32_t back = 0;
+    for (std::int32_t t = count - 1; t >= 0; --t)
+        exchange(*ctx->a2, k, rows_a[t], rows_b[t], back);
+    ctx->a2->now.a2 = before;
     return result;
 }
 
-/// The entries that the source rows hold.
-static double* take_entries(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_src)
+/// In double, where squares of new coincidences do not wrap; those of the present ones have 32 bits.
+static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std::int32_t b)
 {
-    double* taken = double_vector_alloc(ctx, count);
-    for (std::int32_t t = 0; t < count; ++t)
-        taken[t] = ctx->a2->design[rows_src[t]][k];
-    return taken;
+    const a2_state& s = *ctx->a2;
+    const double xa = s.now.x[a][k];
+    const double xb = s.now.x[b][k];
+    if (same_level(xa, xb))
+        return s.now.a2;
+    const auto change_of_square = [](std::int32_t count, double change) {
+        return (count + change) * (count + change) - squared(count);
+    };
+    double sum = 0.0;
+    for (std::int32_t i = 0; i < s.runs; ++i) {
+        if (i != a && i != b) {
+            const double x = s.now.x[i][k];
+            const std::int32_t change = wrap_sub(agreement_of(s, k, x, xb), agreement_of(s, k, x, xa));
+            sum += change_of_square(s.now.c[a][i], change) + change_of_square(s.now.c[b][i], wrap_sub(0, change));
+        }
+    }
+    return s.now.a2 + sum / s.runs_squared;
+}
+
+/// The entries that runs hold: of the sources line 0, of the destinations line 1.
+static double** entries_of(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
+                           const std::int32_t* rows_src)
+{
+    double** entries = double_matrix_alloc(ctx, 2, count);
+    for (std::int32_t t = 0; t < count; ++t) {
+        entries[0][t] = ctx->a2->now.x[rows_src[t]][k];
+        entries[1][t] = ctx->a2->now.x[rows_dst[t]][k];
+    }
+    return entries;
 }
 
 static double a2_apply_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                              const std::int32_t* rows_src)
 {
-    a2_state& s = *ctx->a2;
     if (count < 1)
-        return s.value;
-    double* taken = take_entries(ctx, k, count, rows_src);
+        return a2_value(ctx);
+    double** entries = entries_of(ctx, k, count, rows_dst, rows_src);
+    bool is_changed = false;
     std::int32_t change = 0;
-    bool changed = false;
-    for (std::int32_t t = 0; t < count; ++t) {
-        const std::int32_t d = rows_dst[t];
-        const double xd = s.design[d][k];
-        if (!equal_entries(xd, taken[t])) {
-            changed = true;
-            for (std::int32_t r = 0; r < s.rows; ++r)
-                if (r != d)
-                    change = wrap_add(change, update_pair(s, r, d, count_change(s, k, s.design[r][k], xd, taken[t])));
-        }
-        s.design[d][k] = taken[t];
-    }
-    vector_free(ctx, taken);
-    if (changed)
-        s.value += static_cast<double>(change) / s.rows_squared;
-    return s.value;
+    for (std::int32_t t = 0; t < count; ++t)
+        is_changed = move(*ctx->a2, k, rows_dst[t], entries[0][t], change) || is_changed;
+    matrix_free(ctx, entries);
+    return ctx->a2->now.a2 = changed_value(*ctx->a2, is_changed, change);
 }
 
 static double a2_try_moves(run_context* ctx, std::int32_t k, std::int32_t count, const std::int32_t* rows_dst,
                            const std::int32_t* rows_src)
 {
-    a2_state& s = *ctx->a2;
     if (count < 1)
-        return s.value;
-    double* taken = take_entries(ctx, k, count, rows_src);
-    std::int32_t** kept = int_matrix_alloc(ctx, wrap_mul(2, count), s.rows);
-    for (std::int32_t t = 0; t < count; ++t)
-        keep_lines(s, rows_dst[t], kept[2 * t], kept[2 * t + 1]);
-    const double value = s.value;
+        return a2_value(ctx);
+    double** entries = entries_of(ctx, k, count, rows_dst, rows_src);
+    const double before = ctx->a2->now.a2;
     const double result = a2_apply_moves(ctx, k, count, rows_dst, rows_src);
-    s.value = value;
-    for (std::int32_t t = 0; t < count; ++t) {
-        s.design[rows_src[t]][k] = taken[t];
-        put_lines_back(s, rows_dst[t], kept[2 * t], kept[2 * t + 1]);
-    }
-    matrix_free(ctx, kept);
-    vector_free(ctx, taken);
+    std::int32_t back = 0;
+    for (std::int32_t t = count - 1; t >= 0; --t)
+        move(*ctx->a2, k, rows_dst[t], entries[1][t], back);
+    ctx->a2->now.a2 = before;
+    matrix_free(ctx, entries);
     return result;
 }
 
-/// Copies the matrix cells that belong to the free rows into a snapshot.
-static void save_coincidences(const a2_state& s, std::int32_t** lines, std::int32_t** fixed)
+/// Copies the value and the coincidences of the free runs; `to` may be the present picture.
+static void copy_coincidences(const a2_state& s, const a2_picture& from, a2_picture& to)
 {
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
-        const std::int32_t r = s.fixed_rows + f;
-        std::memcpy(lines[f], s.coincidence[r], bits_u32(s.rows) * sizeof(std::int32_t));
-        for (std::int32_t i = 0; i < s.fixed_rows; ++i)
-            fixed[i][f] = s.coincidence[i][r];
-    }
-}
-
-static void restore_coincidences(const a2_state& s, std::int32_t* const* lines, std::int32_t* const* fixed)
-{
-    for (std::int32_t f = 0; f < s.free_rows; ++f) {
-        const std::int32_t r = s.fixed_rows + f;
-        std::memcpy(s.coincidence[r], lines[f], bits_u32(s.rows) * sizeof(std::int32_t));
-        for (std::int32_t i = 0; i < s.fixed_rows; ++i)
-            s.coincidence[i][r] = fixed[i][f];
-    }
+    to.a2 = from.a2;
+    for (std::int32_t i = s.first_free; i < s.runs; ++i)
+        for (std::int32_t j = 0; j < s.runs; ++j)
+            to.c[i][j] = to.c[j][i] = from.c[i][j];
 }
 
 static void a2_save_column(run_context* ctx, std::int32_t k)
 {
     a2_state& s = *ctx->a2;
-    s.saved_column_value = s.value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        s.saved_column[f] = s.design[s.fixed_rows + f][k];
-    save_coincidences(s, s.saved_column_rows, s.saved_column_fixed);
+    copy_coincidences(s, s.now, s.at_save_column);
+    for (std::int32_t i = s.first_free; i < s.runs; ++i)
+        s.at_save_column.x[0][i - s.first_free] = s.now.x[i][k];
 }
 
 static void a2_restore_column(run_context* ctx, std::int32_t k)
 {
     a2_state& s = *ctx->a2;
-    s.value = s.saved_column_value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        s.design[s.fixed_rows + f][k] = s.saved_column[f];
-    restore_coincidences(s, s.saved_column_rows, s.saved_column_fixed);
+    copy_coincidences(s, s.at_save_column, s.now);
+    for (std::int32_t i = s.first_free; i < s.runs; ++i)
+        s.now.x[i][k] = s.at_save_column.x[0][i - s.first_free];
 }
 
 static void a2_save_design(run_context* ctx)
 {
     a2_state& s = *ctx->a2;
-    s.saved_design_value = s.value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        std::memcpy(s.saved_design[f], s.design[s.fixed_rows + f], bits_u32(s.factors) * sizeof(double));
-    save_coincidences(s, s.saved_design_rows, s.saved_design_fixed);
+    copy_coincidences(s, s.now, s.at_save_design);
+    copy_runs(0, s.runs - s.first_free, s.factors, s.now.x + s.first_free, s.at_save_design.x);
 }
 
 static void a2_restore_design(run_context* ctx)
 {
     a2_state& s = *ctx->a2;
-    s.value = s.saved_design_value;
-    for (std::int32_t f = 0; f < s.free_rows; ++f)
-        std::memcpy(s.design[s.fixed_rows + f], s.saved_design[f], bits_u32(s.factors) * sizeof(double));
-    restore_coincidences(s, s.saved_design_rows, s.saved_design_fixed);
+    copy_coincidences(s, s.at_save_design, s.now);
+    copy_runs(s.first_free, s.runs, s.factors, s.at_save_design.x, s.now.x);
 }
 
-static double a2_value_of(run_context* ctx, const double* const* design)
+static double** a2_copy_design(run_context* ctx, double** out)
 {
-    const a2_state& s = *ctx->a2;
-    const double* const* rows = design != nullptr ? design : s.design;
-    double sum = constant_part(s);
-    for (std::int32_t i = 0; i < s.rows; ++i) {
-        for (std::int32_t j = i + 1; j < s.rows; ++j) {
-            const std::int32_t c = coincidences(s, rows[i], rows[j]);
-            sum += wrap_mul(c, c);
-        }
-    }
-    return sum / s.rows_squared;
+    if (out == nullptr)
+        return ctx->a2->now.x;
+    copy_runs(0, ctx->a2->runs, ctx->a2->factors, ctx->a2->now.x, out);
+    return out;
 }
 
 static void a2_copy_saved_design(run_context* ctx, double** out)
 {
     const a2_state& s = *ctx->a2;
-    for (std::int32_t r = 0; r < s.rows; ++r)
-        std::memcpy(out[r], r < s.fixed_rows ? s.design[r] : s.saved_design[r - s.fixed_rows],
-                    bits_u32(s.factors) * sizeof(double));
+    copy_runs(0, s.first_free, s.factors, s.now.x, out);
+    copy_runs(s.first_free, s.runs, s.factors, s.at_save_design.x, out);
 }
 
 /// Whether the columns are balanced is not asked: the formula is computed whatever the design.

@@ -12,27 +12,24 @@
 
 #include <cstdint>
 
+/// A design, the coincidences of its pairs of rows, and its A2.
+struct a2_picture {
+    double** x;       ///< [runs x factors]
+    std::int32_t** c; ///< [runs squared] both halves; the diagonal is not read
+    double a2;
+};
+
 struct a2_state {
-    double** design;       ///< [rows x factors] working design
-    double** saved_design; ///< [free rows x factors]
-    double value;
-    const double* weights; ///< [factors] not owned: a weight above 1e-15 makes a factor active
-    double* saved_column;  ///< [free rows]
-    double saved_column_value;
-    double saved_design_value;
-    std::int32_t** coincidence;        ///< [rows x rows] i < j: [i][j] = c(i, j), [j][i] = c(i, j)^2
-    std::int32_t** saved_column_rows;  ///< [free rows x rows]
-    std::int32_t** saved_column_fixed; ///< [fixed rows x free rows], null without fixed rows
-    std::int32_t** saved_design_rows;  ///< [free rows x rows]
-    std::int32_t** saved_design_fixed; ///< [fixed rows x free rows], null without fixed rows
-    std::int32_t* level_weight;        ///< [factors] level count of an active factor, else 0
+    a2_picture now;
+    a2_picture at_save_column; ///< x: [1 x free runs] of the saved column
+    a2_picture at_save_design; ///< x: [free runs x factors]
+    std::int32_t* agreement;   ///< [factors] what two equal entries count: the levels of an active factor, else 0
     std::int32_t factors;
-    std::int32_t fixed_rows;
-    std::int32_t free_rows;
-    std::int32_t rows;
-    std::int32_t rows_squared; ///< wraps
-    std::int32_t level_sum;
-    std::int32_t active_factors;
+    std::int32_t active;        ///< factors with a weight above 1e-15
+    std::int32_t agreement_sum; ///< of all factors
+    std::int32_t first_free;
+    std::int32_t runs;
+    std::int32_t runs_squared; ///< wraps
 };
 
 /// The operations, and the record of slot 1.

@@ -12,24 +12,23 @@
 
 #include <cstdint>
 
+/// A design in units of the criterion, its correlations, their factor, and -ln det.
+struct entropy_picture {
+    double** x; ///< [points x factors] entry times scale
+    double** r; ///< [points squared] correlations, both halves; the diagonal of ones is not read
+    double** l; ///< [points squared] r = l l^T, lower half; zeroes on the diagonal from a failed pivot on
+    double minus_log_det;
+};
+
 struct entropy_state {
-    double* theta;        ///< [factors] multiplier of the entries: (square root of) theta times the weight
-    double** correlation; ///< [rows x rows] upper cells R, diagonal and lower cells its Cholesky factor L
-    double** points;      ///< [rows x factors] working design times theta
-    double value;
-    double* saved_column;       ///< [free rows]
-    double** saved_pair_rows;   ///< [free rows x rows]
-    double** saved_fixed_pairs; ///< [fixed rows x free rows], null without fixed rows
-    double saved_column_value;
-    double** saved_points;             ///< [free rows x factors]
-    double** saved_design_pair_rows;   ///< [free rows x rows]
-    double** saved_design_fixed_pairs; ///< [fixed rows x free rows], null without fixed rows
-    double saved_design_value;
-    std::int32_t factors;
-    std::int32_t fixed_rows;
-    std::int32_t free_rows;
-    std::int32_t rows;
+    entropy_picture now;
+    entropy_picture at_save_column; ///< x: [1 x free points] of the saved column
+    entropy_picture at_save_design; ///< x: [free points x factors]
+    double* scale;                  ///< [factors] theta, of the Euclidean kind its root, times the weight
     distance_kind kind;
+    std::int32_t factors;
+    std::int32_t first_free;
+    std::int32_t points;
 };
 
 /// The operations, and the record of slot 5.
