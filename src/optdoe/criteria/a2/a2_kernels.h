@@ -26,3 +26,7 @@ struct a2_kernels {
 
 extern const a2_kernels a2_kernels_baseline, a2_kernels_avx2, a2_kernels_avx512;
 extern const kernel_variants<a2_kernels> a2_kernel_variants;
+
+/// One scalar loop each, as the contract above reads: the measure of all variants. Tests and benchmarks link it from
+/// optdoe_plain_kernels, the library does not.
+extern const a2_kernels a2_kernels_plain;

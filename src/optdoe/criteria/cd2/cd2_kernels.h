@@ -54,3 +54,7 @@ struct cd2_kernels {
 
 extern const cd2_kernels cd2_kernels_baseline, cd2_kernels_avx2, cd2_kernels_avx512;
 extern const kernel_variants<cd2_kernels> cd2_kernel_variants;
+
+/// One scalar loop each, as the contract above reads: the measure of all variants. Tests and benchmarks link it from
+/// optdoe_plain_kernels, the library does not.
+extern const cd2_kernels cd2_kernels_plain;

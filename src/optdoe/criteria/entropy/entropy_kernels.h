@@ -24,7 +24,7 @@ struct entropy_kernels {
 
     /// Performs the task.
     ///   returns the product of L's diagonal, ascending from 1.0. When a pivot is not positive the diagonal from
-    ///   there on is zero, and so is the result.
+    ///   there on is zero, and so is the result; when the product underflows, so is the diagonal behind that pivot.
     double (*factorise)(const factor_task& task);
 
     /// Solves L y = v for several right sides at once, rows `first` .. n-1; above `first` all are zero.
@@ -44,3 +44,7 @@ inline constexpr int candidate_width = 56; ///< candidates that are estimated to
 
 extern const entropy_kernels entropy_kernels_baseline, entropy_kernels_avx2, entropy_kernels_avx512;
 extern const kernel_variants<entropy_kernels> entropy_kernel_variants;
+
+/// One scalar loop each, as the contract above reads: the measure of all variants. Tests and benchmarks link it from
+/// optdoe_plain_kernels, the library does not.
+extern const entropy_kernels entropy_kernels_plain;
