@@ -18,7 +18,7 @@ cmake --build "$tree" --target "${programs[@]}" "${targets[@]/#/fuzz_}" -- -j2 |
 forget_counts
 for program in "${programs[@]}"; do
     chosen='*'
-    [[ $program != optdoe_campaigns ]] || chosen='-*_full*'
+    [[ $program != optdoe_campaigns ]] || chosen='-*campaignfull.*'
     "$tree/bin/$program" --gtest_brief=1 --gtest_filter="$chosen" | tail -n 1
 done
 for target in "${targets[@]}"; do

@@ -430,14 +430,14 @@ void compare(subject which, long candidates)
 
 } // namespace
 
-TEST(best_swap_campaign, entropy) { compare(subject::entropy, 200'000); }
-TEST(best_swap_campaign, phip) { compare(subject::phip, 3'000'000); }
-TEST(best_swap_campaign, maximin) { compare(subject::maximin, 300'000); }
-TEST(best_swap_campaign, cd2) { compare(subject::cd2, 500'000); }
-TEST(best_swap_campaign, a2) { compare(subject::a2, 500'000); }
+TEST(bestswapcampaign, entropy_agrees_with_the_definition) { compare(subject::entropy, 200'000); }
+TEST(bestswapcampaign, phip_agrees_with_the_definition) { compare(subject::phip, 3'000'000); }
+TEST(bestswapcampaign, maximin_agrees_with_the_definition) { compare(subject::maximin, 300'000); }
+TEST(bestswapcampaign, cd2_agrees_with_the_definition) { compare(subject::cd2, 500'000); }
+TEST(bestswapcampaign, a2_agrees_with_the_definition) { compare(subject::a2, 500'000); }
 
-TEST(best_swap_campaign_full, entropy) { compare(subject::entropy, 20'000'000); }
-TEST(best_swap_campaign_full, phip) { compare(subject::phip, 100'000'000); }
-TEST(best_swap_campaign_full, maximin) { compare(subject::maximin, 20'000'000); }
-TEST(best_swap_campaign_full, cd2) { compare(subject::cd2, 50'000'000); }
-TEST(best_swap_campaign_full, a2) { compare(subject::a2, 50'000'000); }
+TEST(bestswapcampaignfull, entropy_agrees_with_the_definition) { compare(subject::entropy, 20'000'000); }
+TEST(bestswapcampaignfull, phip_agrees_with_the_definition) { compare(subject::phip, 100'000'000); }
+TEST(bestswapcampaignfull, maximin_agrees_with_the_definition) { compare(subject::maximin, 20'000'000); }
+TEST(bestswapcampaignfull, cd2_agrees_with_the_definition) { compare(subject::cd2, 50'000'000); }
+TEST(bestswapcampaignfull, a2_agrees_with_the_definition) { compare(subject::a2, 50'000'000); }

@@ -58,9 +58,9 @@ long fail_each(const cell& which, int n, int k, int fixed, int rounds, long most
     return cases;
 }
 
-class failing_storage_campaign : public testing::TestWithParam<cell> {};
+class failingstoragecampaign : public testing::TestWithParam<cell> {};
 
-TEST_P(failing_storage_campaign, every_allocation_of_a_short_run)
+TEST_P(failingstoragecampaign, every_allocation_of_a_short_run)
 {
     long cases = 0;
     for (const int fixed : {0, 4})
@@ -68,16 +68,16 @@ TEST_P(failing_storage_campaign, every_allocation_of_a_short_run)
     std::printf("%ld cases\n", cases);
 }
 
-class failing_storage_campaign_full : public testing::TestWithParam<cell> {};
+class failingstoragecampaignfull : public testing::TestWithParam<cell> {};
 
-TEST_P(failing_storage_campaign_full, allocations_all_over_a_longer_run)
+TEST_P(failingstoragecampaignfull, allocations_all_over_a_longer_run)
 {
     std::printf("%ld cases\n", fail_each(GetParam(), 12, 4, 2, 12, 1500));
 }
 
 const auto name_of_cell = [](const auto& tested) { return tested.param.name(); };
 
-INSTANTIATE_TEST_SUITE_P(cells, failing_storage_campaign, testing::ValuesIn(all_cells()), name_of_cell);
-INSTANTIATE_TEST_SUITE_P(cells, failing_storage_campaign_full, testing::ValuesIn(all_cells()), name_of_cell);
+INSTANTIATE_TEST_SUITE_P(cells, failingstoragecampaign, testing::ValuesIn(all_cells()), name_of_cell);
+INSTANTIATE_TEST_SUITE_P(cells, failingstoragecampaignfull, testing::ValuesIn(all_cells()), name_of_cell);
 
 } // namespace

@@ -20,7 +20,7 @@ constexpr int n = 6;
 constexpr int k = 3;
 constexpr int rounds = 12;
 
-class host_campaign : public testing::TestWithParam<cell> {
+class hostcampaign : public testing::TestWithParam<cell> {
 protected:
     host_campaign() : run(GetParam(), n, k, 0, rounds) {}
 
@@ -62,7 +62,7 @@ bool same_levels_per_column(const double* a, const double* b)
     return true;
 }
 
-TEST_P(host_campaign, whatever_a_callback_throws_comes_back_to_the_host)
+TEST_P(hostcampaign, whatever_a_callback_throws_comes_back_to_the_host)
 {
     embedded_host undisturbed;
     const auto expected = call(undisturbed);
@@ -83,7 +83,7 @@ TEST_P(host_campaign, whatever_a_callback_throws_comes_back_to_the_host)
     std::printf("%d cases\n", 2 * callbacks);
 }
 
-TEST_P(host_campaign, a_string_that_cannot_be_made_ends_the_call)
+TEST_P(hostcampaign, a_string_that_cannot_be_made_ends_the_call)
 {
     embedded_host undisturbed;
     call(undisturbed);
@@ -97,7 +97,7 @@ TEST_P(host_campaign, a_string_that_cannot_be_made_ends_the_call)
     std::printf("%d cases\n", undisturbed.line_count());
 }
 
-TEST_P(host_campaign, a_missing_method_or_array_ends_the_call)
+TEST_P(hostcampaign, a_missing_method_or_array_ends_the_call)
 {
     for (const host_faults& faults : {host_faults{.no_status_method = true}, host_faults{.no_stop_method = true},
                                       host_faults{.null_array = true}, host_faults{.null_elements = true}}) {
@@ -109,7 +109,7 @@ TEST_P(host_campaign, a_missing_method_or_array_ends_the_call)
     std::printf("4 cases\n");
 }
 
-TEST_P(host_campaign, a_stop_at_any_poll_returns_the_best_design_so_far)
+TEST_P(hostcampaign, a_stop_at_any_poll_returns_the_best_design_so_far)
 {
     embedded_host undisturbed;
     const auto expected = call(undisturbed);
@@ -152,7 +152,7 @@ TEST_P(host_campaign, a_stop_at_any_poll_returns_the_best_design_so_far)
     std::printf("%d cases\n", polls);
 }
 
-TEST_P(host_campaign, a_call_from_inside_a_callback_is_a_call_of_its_own)
+TEST_P(hostcampaign, a_call_from_inside_a_callback_is_a_call_of_its_own)
 {
     embedded_host undisturbed;
     const auto expected = call(undisturbed);
@@ -177,7 +177,7 @@ TEST_P(host_campaign, a_call_from_inside_a_callback_is_a_call_of_its_own)
     std::printf("%d cases\n", nested_calls);
 }
 
-INSTANTIATE_TEST_SUITE_P(cells, host_campaign, testing::ValuesIn(all_cells()),
+INSTANTIATE_TEST_SUITE_P(cells, hostcampaign, testing::ValuesIn(all_cells()),
                          [](const auto& tested) { return tested.param.name(); });
 
 } // namespace

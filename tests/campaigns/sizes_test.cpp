@@ -40,7 +40,7 @@ double seconds_since(std::chrono::steady_clock::time_point start)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-TEST(size_campaign, what_cannot_be_is_refused_at_once)
+TEST(sizecampaign, what_cannot_be_is_refused_at_once)
 {
     const auto start = std::chrono::steady_clock::now();
     int cases = 0;
@@ -64,7 +64,7 @@ TEST(size_campaign, what_cannot_be_is_refused_at_once)
     std::printf("%d cases\n", cases);
 }
 
-TEST(size_campaign, many_rows_with_one_factor)
+TEST(sizecampaign, many_rows_with_one_factor)
 {
     for (const int n : {65535, 65536, 65537, 200000}) {
         embedded_host host;
@@ -75,7 +75,7 @@ TEST(size_campaign, many_rows_with_one_factor)
     std::printf("4 cases\n");
 }
 
-TEST(size_campaign, thousands_of_factors)
+TEST(sizecampaign, thousands_of_factors)
 {
     int cases = 0;
     for (const auto& [n, k] : {std::pair{2, 20000}, {3, 5000}, {10, 2000}, {4, 30000}}) {
@@ -100,7 +100,7 @@ TEST(size_campaign, thousands_of_factors)
 }
 
 /// The rotation of factors outlives a call; after weeks of calls its counter passes the ends of 31 and 32 bits.
-TEST(counter_campaign, runs_across_the_ends_of_the_counter)
+TEST(countercampaign, runs_across_the_ends_of_the_counter)
 {
     int cases = 0;
     for (const std::uint32_t end : {0u, 0x80000000u})

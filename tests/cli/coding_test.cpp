@@ -75,7 +75,7 @@ TEST(coding, levels_columns_are_whole_and_complete)
     EXPECT_EQ(distinct_counts(design), (std::vector<std::size_t>{4, 2, 4}));
 }
 
-TEST(start_designs, are_what_they_are_called)
+TEST(startdesigns, are_what_they_are_called)
 {
     std::mt19937_64 generator(5);
     for (const std::size_t rows : {2U, 5U, 8U, 9U}) {
@@ -91,7 +91,7 @@ TEST(start_designs, are_what_they_are_called)
     EXPECT_FALSE(is_symmetric(balanced));
 }
 
-TEST(start_designs, follow_the_seed)
+TEST(startdesigns, follow_the_seed)
 {
     std::mt19937_64 a(9), b(9), c(10);
     const table first = random_latin(a, 20, 3);

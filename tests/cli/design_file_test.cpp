@@ -37,7 +37,7 @@ std::string refusal(std::string_view content)
 
 } // namespace
 
-TEST(design_file, foreign_csv_with_header_comments_and_spaces)
+TEST(designfile, foreign_csv_with_header_comments_and_spaces)
 {
     const scratch_file file("\xEF\xBB\xBF# a note\r\n a , \"b \"\"1\"\"\"\r\n\r\n1, 2\r\n2,1\r\n");
     const design_file design = read_design(file.name);
@@ -49,7 +49,7 @@ TEST(design_file, foreign_csv_with_header_comments_and_spaces)
     EXPECT_EQ(design.row_texts[0], "1, 2\r\n");
 }
 
-TEST(design_file, semicolons_tabulators_and_no_header)
+TEST(designfile, semicolons_tabulators_and_no_header)
 {
     for (const char* content : {"0.5;0.25\n0.125;1\n", "0.5\t0.25\n0.125\t1"}) {
         const scratch_file file(content);
@@ -60,7 +60,7 @@ TEST(design_file, semicolons_tabulators_and_no_header)
     }
 }
 
-TEST(design_file, refusals_name_the_place)
+TEST(designfile, refusals_name_the_place)
 {
     EXPECT_THAT(refusal("a,b\n1,2\n3,x\n"), HasSubstr(":3:3: expected a number with a decimal point, found \"x\""));
     EXPECT_THAT(refusal("# c\na,ü,c\n1,2,3\n1,2\n"), HasSubstr(":4:1: 2 fields where the first line has 3"));
@@ -78,7 +78,7 @@ TEST(design_file, refusals_name_the_place)
     EXPECT_THAT(refusal("{\"design\": [[1,\"2\"]]}"), HasSubstr("run 1, number 2 is not a number"));
 }
 
-TEST(design_file, what_is_written_reads_back)
+TEST(designfile, what_is_written_reads_back)
 {
     const std::vector<factor> factors{{"a,\"b\"", bounds{-1.5, 2.5}, "m/s"}, {"#ü", bounds{0.0, 1.0}, ""}};
     table values(3, 2);
@@ -98,7 +98,7 @@ TEST(design_file, what_is_written_reads_back)
     }
 }
 
-TEST(design_file, damaged_provenance_leaves_the_numbers)
+TEST(designfile, damaged_provenance_leaves_the_numbers)
 {
     const scratch_file file("# optdoe design\n# coding: \"unit\"\n# factors: [1,2\na,b\n0.25,0.75\n0.75,0.25\n");
     const design_file design = read_design(file.name);
@@ -106,7 +106,7 @@ TEST(design_file, damaged_provenance_leaves_the_numbers)
     EXPECT_EQ(design.values.rows, 2U);
 }
 
-TEST(design_file, meaning_given_by_the_user_is_checked)
+TEST(designfile, meaning_given_by_the_user_is_checked)
 {
     const scratch_file file("a,b\n0.1,5\n0.9,7\n");
     design_file design = read_design(file.name);
@@ -123,7 +123,7 @@ TEST(design_file, meaning_given_by_the_user_is_checked)
     EXPECT_EQ(design.factors[1].name, "B");
 }
 
-TEST(design_file, bounds_have_three_or_four_columns)
+TEST(designfile, bounds_have_three_or_four_columns)
 {
     const scratch_file file("name,low,high,unit\n\"T, in\",20,80,C\nq,1,5\n");
     const std::vector<factor> factors = read_bounds(file.name);
@@ -134,7 +134,7 @@ TEST(design_file, bounds_have_three_or_four_columns)
     EXPECT_THROW(read_bounds(bad.name), input_error);
 }
 
-TEST(csv_reader, quoted_line_ends_keep_the_place)
+TEST(csvreader, quoted_line_ends_keep_the_place)
 {
     const csv_text text = read_csv("f", "\"a\nb\",c\n1,2\n");
     ASSERT_EQ(text.rows.size(), 2U);

@@ -43,7 +43,7 @@ result best_within(const std::vector<double>& low, const std::vector<double>& hi
 
 } // namespace
 
-TEST(best_swap_bounds, what_lies_above_another_candidate_is_not_tried)
+TEST(bestswapbounds, what_lies_above_another_candidate_is_not_tried)
 {
     values = {5.0, 3.0, 9.0, 4.0};
     const result found = best_within({4.5, 2.5, 8.5, 2.9}, {5.5, 3.5, 9.5, 4.5});
@@ -52,7 +52,7 @@ TEST(best_swap_bounds, what_lies_above_another_candidate_is_not_tried)
     EXPECT_EQ(found.trials, 2);
 }
 
-TEST(best_swap_bounds, a_least_value_that_comes_twice_is_not_told)
+TEST(bestswapbounds, a_least_value_that_comes_twice_is_not_told)
 {
     values = {3.0, 7.0, 3.0, 8.0};
     const result found = best_within({2.0, 6.0, 2.0, 7.0}, {4.0, 8.0, 4.0, 9.0});
@@ -60,7 +60,7 @@ TEST(best_swap_bounds, a_least_value_that_comes_twice_is_not_told)
     EXPECT_EQ(found.trials, 2);
 }
 
-TEST(best_swap_bounds, beside_a_value_that_is_no_number_nothing_is_told)
+TEST(bestswapbounds, beside_a_value_that_is_no_number_nothing_is_told)
 {
     for (std::size_t at = 0; at < 4; ++at) {
         values = {5.0, 4.0, 6.0, 7.0};

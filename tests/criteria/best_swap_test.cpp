@@ -61,14 +61,14 @@ void compare_with_definition(int id, int designs)
 
 } // namespace
 
-TEST(best_swap, entropy_agrees_with_the_definition) { compare_with_definition(0, 1500); }
+TEST(bestswap, entropy_agrees_with_the_definition) { compare_with_definition(0, 1500); }
 
-TEST(best_swap, discrepancy_agrees_with_the_definition) { compare_with_definition(2, 1500); }
+TEST(bestswap, discrepancy_agrees_with_the_definition) { compare_with_definition(2, 1500); }
 
-TEST(best_swap, a2_agrees_with_the_definition) { compare_with_definition(3, 500); }
+TEST(bestswap, a2_agrees_with_the_definition) { compare_with_definition(3, 500); }
 
 // Large cases, in which the estimates decide: nearly every candidate is left without a trial.
-TEST(best_swap, agrees_with_the_definition_in_larger_designs)
+TEST(bestswap, agrees_with_the_definition_in_larger_designs)
 {
     random_stream random{77};
     for (const int id : {0, 2}) {

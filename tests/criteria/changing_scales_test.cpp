@@ -232,12 +232,12 @@ const range_of_entries odd{{1.0, 1.0, 1e5, 1e120, 1e-120, 1e160, 1e-160, 1e-310,
 
 } // namespace
 
-TEST(changing_scales, phip_of_usual_entries) { compare(1, usual, 300); }
-TEST(changing_scales, phip_of_huge_and_tiny_entries) { compare(1, wide, 300); }
-TEST(changing_scales, phip_of_entries_that_are_no_numbers) { compare(1, odd, 300); }
-TEST(changing_scales, maximin_of_usual_entries) { compare(maximin, usual, 200); }
-TEST(changing_scales, maximin_of_huge_and_tiny_entries) { compare(maximin, wide, 200); }
-TEST(changing_scales, maximin_of_entries_that_are_no_numbers) { compare(maximin, odd, 200); }
-TEST(changing_scales, discrepancy_of_usual_entries) { compare(2, usual, 200); }
-TEST(changing_scales, discrepancy_of_huge_and_tiny_entries) { compare(2, wide, 200); }
-TEST(changing_scales, discrepancy_of_entries_that_are_no_numbers) { compare(2, odd, 200); }
+TEST(changingscales, phip_of_usual_entries) { compare(1, usual, 300); }
+TEST(changingscales, phip_of_huge_and_tiny_entries) { compare(1, wide, 300); }
+TEST(changingscales, phip_of_entries_that_are_no_numbers) { compare(1, odd, 300); }
+TEST(changingscales, maximin_of_usual_entries) { compare(maximin, usual, 200); }
+TEST(changingscales, maximin_of_huge_and_tiny_entries) { compare(maximin, wide, 200); }
+TEST(changingscales, maximin_of_entries_that_are_no_numbers) { compare(maximin, odd, 200); }
+TEST(changingscales, discrepancy_of_usual_entries) { compare(2, usual, 200); }
+TEST(changingscales, discrepancy_of_huge_and_tiny_entries) { compare(2, wide, 200); }
+TEST(changingscales, discrepancy_of_entries_that_are_no_numbers) { compare(2, odd, 200); }

@@ -100,14 +100,14 @@ void for_all_kinds(int designs, Case one_case)
 
 } // namespace
 
-TEST(tiny_entries, by_their_size)
+TEST(tinyentries, by_their_size)
 {
     for_all_kinds(60, [&](double scale, int n, int k, const twin_case& how, random_stream& random) {
         compare_with_definition(scaled_design(n, k, scale, random), how, {20, 4}, random);
     });
 }
 
-TEST(tiny_entries, by_their_weights)
+TEST(tinyentries, by_their_weights)
 {
     for_all_kinds(60, [&](double scale, int n, int k, twin_case how, random_stream& random) {
         how.weights.assign(static_cast<std::size_t>(k), scale);
@@ -116,7 +116,7 @@ TEST(tiny_entries, by_their_weights)
 }
 
 // Exchanges of equal entries change no distance, so that the distances leave those of the points more and more.
-TEST(tiny_entries, in_long_courses_without_an_evaluation)
+TEST(tinyentries, in_long_courses_without_an_evaluation)
 {
     for_all_kinds(4, [&](double scale, int n, int k, const twin_case& how, random_stream& random) {
         compare_with_definition(scaled_design(n, k, scale, random), how, {1500, 0}, random);
@@ -124,7 +124,7 @@ TEST(tiny_entries, in_long_courses_without_an_evaluation)
 }
 
 // Of usual size, but with rows that nearly coincide.
-TEST(tiny_entries, in_rows_next_to_each_other)
+TEST(tinyentries, in_rows_next_to_each_other)
 {
     for_all_kinds(60, [&](double distance, int n, int k, const twin_case& how, random_stream& random) {
         compare_with_definition(clustered_rows(n, k, distance, random), how, {20, 4}, random);

@@ -86,7 +86,7 @@ double counted_bytes(wanted_criterion wanted, int free_rows, int fixed_rows, int
 
 } // namespace
 
-TEST(memory_need, the_least_never_exceeds_what_is_allocated)
+TEST(memoryneed, the_least_never_exceeds_what_is_allocated)
 {
     // From the smallest designs to both sides of the number of rows that have all distances.
     for (const int rows : {2, 3, 4, 5, 8, 20, 64, 240, 639, 640, 641, 705, 1300}) {
@@ -109,7 +109,7 @@ TEST(memory_need, the_least_never_exceeds_what_is_allocated)
     }
 }
 
-TEST(memory_need, many_factors_count_too)
+TEST(memoryneed, many_factors_count_too)
 {
     embedded_host host;
     host.on_stop_poll = [] { return 1; };
@@ -122,7 +122,7 @@ TEST(memory_need, many_factors_count_too)
     EXPECT_EQ(memory_of_run(10, 0, 1, nullptr).least, 10.0 * 32.0); // no level structure, no criterion
 }
 
-TEST(memory_need, the_peak_is_near_that_of_a_run_with_rearrangements)
+TEST(memoryneed, the_peak_is_near_that_of_a_run_with_rearrangements)
 {
     for (wanted_criterion wanted : {wanted_criterion{0, -1.0, 0.0, true},
                                     {1, -1.0, 0.0, true},
@@ -141,7 +141,7 @@ TEST(memory_need, the_peak_is_near_that_of_a_run_with_rearrangements)
     }
 }
 
-TEST(memory_need, a_design_that_fits_is_not_refused)
+TEST(memoryneed, a_design_that_fits_is_not_refused)
 {
     // Phi-p keeps two bytes for each pair of 80000 rows: 12.8 GB, and little beside it.
     const double least = memory_of_run(80000, 0, 2, nullptr).least;
@@ -155,7 +155,7 @@ TEST(memory_need, a_design_that_fits_is_not_refused)
     machine_bytes = 0.0;
 }
 
-TEST(memory_need, what_exceeds_the_machine_is_refused_before_it_is_touched)
+TEST(memoryneed, what_exceeds_the_machine_is_refused_before_it_is_touched)
 {
     // Tables of 4e14 bytes and more: no machine that runs this test holds them.
     for (const auto& [n, k] : {std::pair{10000000, 2}, {1000000000, 2}, {100000000, 20}}) {
@@ -171,7 +171,7 @@ TEST(memory_need, what_exceeds_the_machine_is_refused_before_it_is_touched)
     }
 }
 
-TEST(memory_need, bytes_that_the_machine_has_pass)
+TEST(memoryneed, bytes_that_the_machine_has_pass)
 {
     test_run run;
     EXPECT_TRUE(run.completes([&] { refuse_beyond_memory(run.ctx(), 1e6); }));
@@ -179,7 +179,7 @@ TEST(memory_need, bytes_that_the_machine_has_pass)
     EXPECT_EQ(run.host.pending(), malloc_failed);
 }
 
-TEST(memory_need, nothing_is_refused_where_the_machine_does_not_tell_its_memory)
+TEST(memoryneed, nothing_is_refused_where_the_machine_does_not_tell_its_memory)
 {
     test_run run;
     for (const int name : {_SC_PHYS_PAGES, _SC_PAGESIZE}) {
