@@ -24,7 +24,7 @@ kernels_for() { # compiler, level, name of the set, its flags
     set_name=$3
     shift 3
     compile "$set_compiler" "-$set_level" "$@" -fno-rtti -fno-threadsafe-statics \
-        "$library"/criteria/*/*_kernels_"$set_name".cpp
+        "$library"/simd/*_kernels_"$set_name".cpp "$library"/criteria/*/*_kernels_"$set_name".cpp
 }
 
 run() { # compiler, level, number of sets of kernels to choose from
