@@ -270,7 +270,7 @@ static memory_need phip_memory(double free_rows, double fixed_rows, double facto
 {
     const double rows = free_rows + fixed_rows;
     const double least = entries_bytes(free_rows, rows, factors) + 2.0 * rows * (rows + factors); // and copies
-    const double lines = 8.0 * rows * rows; // of many rows, all while a re-arrangement is tried
+    const double lines = 8.0 * rows * rows;                  // of many rows, all while a re-arrangement is tried
     const double logged = 8.0 * rows * std::min(rows, 82.0); // what 41 moves between two evaluations change
     return {least + (rows <= rows_with_tables ? lines : 0.0), least + lines + logged};
 }

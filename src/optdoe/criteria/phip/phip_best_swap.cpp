@@ -63,10 +63,10 @@ static void list_those_left(phip_candidates& candidates, std::int32_t count, std
 ///   returns an upper bound of the least total
 static double narrow_down(phip_state& s, const bounded_candidates& k, std::int32_t first)
 {
-    const bool few_rows = s.distances.rows <= most_rows_without_closer_bound;
+    const bool no_closer_bound = s.distances.rows <= few_rows;
     phip_candidates& candidates = s.candidates;
-    double best = few_rows ? exact_total(s, k, first) : bracket_total(s, k, first, __builtin_inf());
-    if (few_rows)
+    double best = no_closer_bound ? exact_total(s, k, first) : bracket_total(s, k, first, __builtin_inf());
+    if (no_closer_bound)
         candidates.lower[first] = best;
     list_those_left(candidates, k.count, first, best * surely_worse);
     for (std::int32_t i = 1; i < candidates.left_count; ++i) {
@@ -76,7 +76,7 @@ static double narrow_down(phip_state& s, const bounded_candidates& k, std::int32
             continue;
         if (exchanges_equal_entries(s, k, c)) {
             best = std::min(best, s.term_sum);
-        } else if (few_rows) {
+        } else if (no_closer_bound) {
             add_pair_to_bound(s, k, c);
         } else if (const double upper = bracket_total(s, k, c, limit); upper < best) {
             best = upper;
@@ -89,13 +89,12 @@ static double narrow_down(phip_state& s, const bounded_candidates& k, std::int32
 /// The best among those that are left, by exact totals; those close to the least total are compared by their values.
 struct exact_winner {
     std::int32_t candidate; ///< -1: nothing is told
-    std::int32_t tried;
     double value;
 };
 
 static exact_winner try_those_left(phip_state& s, const bounded_candidates& k, double best)
 {
-    exact_winner winner{-1, 0, 0.0};
+    exact_winner winner{-1, 0.0};
     bool tied = false;
     double limit = best * surely_worse;
     for (std::int32_t i = 0; i < s.candidates.left_count; ++i) {
@@ -108,15 +107,14 @@ static exact_winner try_those_left(phip_state& s, const bounded_candidates& k, d
             if (is_dropped())
                 continue;
         }
-        winner.tried += 1;
         if (winner.candidate >= 0)
             std::swap(s.exchange, s.other_exchange); // the winner's lines stay
         const double total = exact_total(s, k, c);
         if (std::isnan(total))
-            return {-1, winner.tried, 0.0};
+            return {-1, 0.0};
         const double value = total > limit ? __builtin_inf() : value_of_sum(s, total);
         if (winner.candidate < 0 || value < winner.value) {
-            winner = {c, winner.tried, value};
+            winner = {c, value};
             tied = false;
             limit = std::min(limit, total * surely_worse);
         } else {
@@ -124,7 +122,7 @@ static exact_winner try_those_left(phip_state& s, const bounded_candidates& k, d
             std::swap(s.exchange, s.other_exchange);
         }
     }
-    return {tied ? -1 : winner.candidate, winner.tried, winner.value};
+    return {tied ? -1 : winner.candidate, winner.value};
 }
 
 /// For the next call: totals of the candidates' rows anew where updates have left more doubt than bounds can use.
@@ -159,8 +157,6 @@ std::int32_t unique_best_exchange(run_context* ctx, phip_state& s, std::int32_t 
     if (!(best >= least_share * s.term_sum && best < 1e190))
         return -1;
     const exact_winner winner = try_those_left(s, k, best);
-    if (winner.tried > resum_if_tried_more_than)
-        sharpen_row_totals(s, k);
     *best_value = winner.value;
     return winner.candidate;
 }

@@ -49,7 +49,7 @@ static double sum_lines(phip_state& s, std::int32_t count, const replaced_line* 
         terms_of_line(s.terms, padded_length(j), line_of_row(j), s.old_terms);
         return s.old_terms;
     };
-    if (s.distances.rows > most_rows_added_one_by_one)
+    if (s.distances.rows > few_rows)
         return sum_in_order(s.totals.triangle, count, replaced, row_of);
     double total = 0.0;
     for (std::int32_t j = 1; j < s.distances.rows; ++j) {
