@@ -22,7 +22,7 @@ constexpr int rounds = 12;
 
 class hostcampaign : public testing::TestWithParam<cell> {
 protected:
-    host_campaign() : run(GetParam(), n, k, 0, rounds) {}
+    hostcampaign() : run(GetParam(), n, k, 0, rounds) {}
 
     std::optional<std::vector<std::int32_t>> call(embedded_host& host)
     {

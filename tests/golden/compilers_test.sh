@@ -23,8 +23,9 @@ kernels_for() { # compiler, level, name of the set, its flags
     set_level=$2
     set_name=$3
     shift 3
+    # shellcheck disable=SC2046 # a list of files without blanks
     compile "$set_compiler" "-$set_level" "$@" -fno-rtti -fno-threadsafe-statics \
-        "$library"/simd/*_kernels_"$set_name".cpp "$library"/criteria/*/*_kernels_"$set_name".cpp
+        $(find "$library" -name "*_kernels_$set_name.cpp")
 }
 
 run() { # compiler, level, number of sets of kernels to choose from

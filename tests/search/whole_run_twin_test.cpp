@@ -1,6 +1,7 @@
 // Whole runs against the plain form, bit for bit, over settings, criteria, methods and starting designs.
 #include "hosts/embedded/embedded_host.h"
 #include "optdoe/criteria/criterion.h"
+#include "optdoe/criteria/phip/phip_sizes.h"
 #include "optdoe/search/search_driver.h"
 #include "tests/reference/plain/plain_library.h"
 #include "tests/support/designs.h"
@@ -190,7 +191,7 @@ TEST(wholeruntwin, have_the_bits_of_the_plain_form_in_a_host_that_flushes_to_zer
 TEST(wholeruntwin, of_many_rows_have_the_bits_of_the_plain_form)
 {
     run_case c;
-    c.n = rows_with_tables + 13;
+    c.n = most_rows_with_all_lines + 13;
     c.k = 3;
     c.seed = 77;
     c.given.criterion.criterion_id = 1;

@@ -21,9 +21,6 @@
 #include <cmath>
 #include <cstdint>
 
-/// Tables of all pairs of so many rows stay near the processor. Beyond, a criterion that can do without one does.
-inline constexpr std::int32_t rows_with_tables = 640;
-
 struct criterion_ops;
 
 /// Slot 2: which criterion is in force, and what the layer answers itself.

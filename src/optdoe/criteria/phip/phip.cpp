@@ -7,6 +7,7 @@
 #include "optdoe/criteria/phip/phip_exchange.h"
 #include "optdoe/criteria/phip/phip_pending.h"
 #include "optdoe/criteria/phip/phip_rearrangement.h"
+#include "optdoe/criteria/phip/phip_sizes.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/vectors/aligned_tables.h"
 #include "optdoe/vectors/vectors.h"
@@ -30,7 +31,7 @@ void phip_open(run_context* ctx)
     phip_state& s = *ctx->phip;
     s.terms.kernels = best_variant(phip_kernel_variants);
     s.distances.kernels = best_variant(distance_kernel_variants);
-    s.distances.most_rows_with_all_lines = rows_with_tables;
+    s.distances.most_rows_with_all_lines = most_rows_with_all_lines;
     s.totals.triangle.kernels = best_ordered_sum_kernels();
 }
 
@@ -272,7 +273,7 @@ static memory_need phip_memory(double free_rows, double fixed_rows, double facto
     const double least = entries_bytes(free_rows, rows, factors) + 2.0 * rows * (rows + factors); // and copies
     const double lines = 8.0 * rows * rows;                  // of many rows, all while a re-arrangement is tried
     const double logged = 8.0 * rows * std::min(rows, 82.0); // what 41 moves between two evaluations change
-    return {least + (rows <= rows_with_tables ? lines : 0.0), least + lines + logged};
+    return {least + (rows <= most_rows_with_all_lines ? lines : 0.0), least + lines + logged};
 }
 
 constexpr criterion_ops phip_ops{

@@ -304,10 +304,11 @@ static void a2_copy_saved_design(run_context* ctx, double** out)
     copy_runs(s.first_free, s.runs, s.factors, s.at_save_design.x, out);
 }
 
-/// Whether the columns are balanced is not asked: the formula is computed whatever the design.
 static const char* a2_refusal(const run_context* ctx, const criterion_options&)
 {
-    return ctx->levels->balanced == nullptr ? "\nThe a2 criteria only work for balanced matrix." : nullptr;
+    if (ctx->levels->balanced != nullptr)
+        return nullptr;
+    return "\nThe a2 criteria only work for balanced matrix.";
 }
 
 constexpr criterion_ops a2_ops{

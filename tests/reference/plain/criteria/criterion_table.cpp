@@ -25,34 +25,24 @@ const criterion_facts& criterion_facts_of(std::int32_t id) { return id == 4 ? fu
 
 const char* criterion_name(std::int32_t id) { return id == 4 ? nullptr : by_id[id]->name; }
 
-namespace {
-
-/// A record that the run context has a slot for.
-struct slotted_record {
-    int slot;
-    void (*open)(run_context*);
-    void (*close)(run_context*);
-};
-
-constexpr slotted_record records[]{
-    {1, a2_open, a2_close},
-    {3, cd2_open, cd2_close},
-    {5, entropy_open, entropy_close},
-    {6, phip_open, phip_close},
-};
-
-} // namespace
-
 void criterion_record_open(run_context* ctx, int slot)
 {
-    for (const slotted_record& record : records)
-        if (record.slot == slot)
-            record.open(ctx);
+    switch (slot) {
+    case 1: return a2_open(ctx);
+    case 3: return cd2_open(ctx);
+    case 5: return entropy_open(ctx);
+    case 6: return phip_open(ctx);
+    default: return;
+    }
 }
 
 void criterion_record_close(run_context* ctx, int slot)
 {
-    for (const slotted_record& record : records)
-        if (record.slot == slot)
-            record.close(ctx);
+    switch (slot) {
+    case 1: return a2_close(ctx);
+    case 3: return cd2_close(ctx);
+    case 5: return entropy_close(ctx);
+    case 6: return phip_close(ctx);
+    default: return;
+    }
 }
