@@ -155,5 +155,15 @@ TEST(ordered_sum, the_grid_is_that_of_the_binade)
         EXPECT_NEAR(sum.below, -0.2, 0x1p-51);
         EXPECT_EQ(sum.ties, 1.0);
         EXPECT_EQ(kernels.sum_on_grid(1, x, 0.25).ties, infinity);
+        const double positive[] = {0.3, 0.5 * 0x1p-52, 0.0, 0.1, 0.2, 1e-20, 0.4, 0.1, 0.1};
+        for (const double limit : {0.25, 0.5, 1.0}) {
+            const grid_sum any = kernels.sum_on_grid(9, positive, limit);
+            const grid_sum none_negative = kernels.sum_positive_on_grid(9, positive, limit);
+            EXPECT_EQ(none_negative.above, any.above) << kernels.name;
+            EXPECT_EQ(none_negative.below, 0.0) << kernels.name;
+            EXPECT_EQ(none_negative.ties, any.ties) << kernels.name;
+        }
+        const double odd[] = {0.1, std::nan(""), 0.1};
+        EXPECT_EQ(kernels.sum_positive_on_grid(3, odd, 0.5).ties, infinity);
     });
 }

@@ -70,7 +70,7 @@ void complete_row(const triangle_sum& t, std::int32_t j, double limit, const dou
 {
     if (t.kept.limit[j] != limit || t.kept.ties[j] == infinity) {
         t.kept.limit[j] = limit;
-        set_row(t.kept, j, t.kernels->sum_on_grid(j, row, limit), limit);
+        set_row(t.kept, j, t.kernels->sum_positive_on_grid(j, row, limit), limit);
     }
     if (count == 0)
         return;
@@ -78,7 +78,7 @@ void complete_row(const triangle_sum& t, std::int32_t j, double limit, const dou
     for (std::int32_t i = 0; i < count; ++i) {
         const replaced_line& line = replaced[i];
         if (line.line == j)
-            return set_row(t.with_replaced, j, t.kernels->sum_on_grid(j, line.after, limit), limit);
+            return set_row(t.with_replaced, j, t.kernels->sum_positive_on_grid(j, line.after, limit), limit);
         if (line.line > j)
             continue;
         sum.above = (sum.above - to_grid(line.before[j], limit)) + to_grid(line.after[j], limit);

@@ -27,6 +27,9 @@ struct ordered_sum_kernels {
     ///   x   in   [count] at any address
     grid_sum (*sum_on_grid)(std::int32_t count, const double* x, double limit);
 
+    /// The same of summands of which none is negative.
+    grid_sum (*sum_positive_on_grid)(std::int32_t count, const double* x, double limit);
+
     /// Replaces summand `line` of every row behind it.
     ///   stride          a multiple of 8
     ///   before, after   in       [stride] on a boundary of 64 bytes: the summand in each row

@@ -21,6 +21,8 @@ inline vec to_grid(vec x, vec limit)
 /// All bits set where x lies half way between two grid points.
 inline vec_bits tie(vec x, vec rounded, vec limit) { return (vec_bits)(magnitude(x - rounded) == limit * 0x1p-52); }
 
+/// Sums of the lanes; those of positive summands alone are equal to the total where no summand is negative.
+template <bool any_sign>
 struct lane_sums {
     vec total{}, above{}, largest{};
     vec_bits ties{};
@@ -29,17 +31,19 @@ struct lane_sums {
     {
         const vec rounded = to_grid(x, limit);
         total += rounded;
-        above += rounded > 0.0 ? rounded : vec{};
+        if constexpr (any_sign)
+            above += rounded > 0.0 ? rounded : vec{};
         ties -= tie(x, rounded, limit);
-        const vec size = magnitude(x);
+        const vec size = any_sign ? magnitude(x) : x;
         largest = size > largest ? size : largest;
     }
 };
 
-grid_sum sum_on_grid(std::int32_t count, const double* x, double limit)
+template <bool any_sign>
+grid_sum sum_of(std::int32_t count, const double* x, double limit)
 {
     const vec limits = all(limit);
-    lane_sums sums;
+    lane_sums<any_sign> sums;
     std::int32_t i = 0;
     for (; i + LANES <= count; i += LANES)
         sums.add(load_as<vec>(x + i), limits);
@@ -55,8 +59,15 @@ grid_sum sum_on_grid(std::int32_t count, const double* x, double limit)
         fits = fits && sums.largest[lane] < limit;
     }
     const double total = sum_of_lanes(sums.total); // not a number when a summand is none
-    const double above = sum_of_lanes(sums.above);
+    const double above = any_sign ? sum_of_lanes(sums.above) : total;
     return {above, total - above, fits && total == total ? static_cast<double>(ties) : infinity};
+}
+
+grid_sum sum_on_grid(std::int32_t count, const double* x, double limit) { return sum_of<true>(count, x, limit); }
+
+grid_sum sum_positive_on_grid(std::int32_t count, const double* x, double limit)
+{
+    return sum_of<false>(count, x, limit);
 }
 
 void replace_on_grid(std::int32_t stride, std::int32_t line, const double* before, const double* after,
@@ -85,4 +96,4 @@ void replace_on_grid(std::int32_t stride, std::int32_t line, const double* befor
 
 } // namespace
 
-constexpr ordered_sum_kernels KERNELS{NAME, sum_on_grid, replace_on_grid};
+constexpr ordered_sum_kernels KERNELS{NAME, sum_on_grid, sum_positive_on_grid, replace_on_grid};
