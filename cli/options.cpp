@@ -325,6 +325,25 @@ void interpret_texts(options& o, const raw_options& raw)
     check_factor_names(o.factors);
 }
 
+/// Puts in what a person may leave out: the command `make` and, right after it, the options of the file of --config.
+/// Those of the command line come later and win.
+void complete_words(std::vector<std::string>& words, const CLI::App& make)
+{
+    const bool named = !words.empty() && std::any_of(commands.begin(), commands.end(),
+                                                     [&](const auto& c) { return c.first == words[0]; });
+    const bool about = words.empty() || words[0] == "-h" || words[0] == "--help" || words[0] == "--version";
+    if (!named && !about)
+        words.insert(words.begin(), "make");
+    for (std::size_t i = 1; i < words.size() && words[0] == "make"; ++i) {
+        const bool joined = words[i].starts_with("--config=");
+        if (!joined && (words[i] != "--config" || i + 1 == words.size()))
+            continue;
+        const std::vector<std::string> from_file = config_arguments(joined ? words[i].substr(9) : words[i + 1], make);
+        words.insert(words.begin() + 1, from_file.begin(), from_file.end());
+        break;
+    }
+}
+
 } // namespace
 
 parsed parse_command_line(int count, const char* const* arguments)
@@ -358,20 +377,7 @@ parsed parse_command_line(int count, const char* const* arguments)
                "`optdoe COMMAND --help` lists the options of a command; `man optdoe` explains them.");
 
     try {
-        const bool named = !words.empty() && std::any_of(commands.begin(), commands.end(),
-                                                         [&](const auto& c) { return c.first == words[0]; });
-        const bool about = words.empty() || words[0] == "-h" || words[0] == "--help" || words[0] == "--version";
-        if (!named && !about)
-            words.insert(words.begin(), "make");
-        for (std::size_t i = 1; i < words.size() && words[0] == "make"; ++i) {
-            const bool joined = words[i].starts_with("--config=");
-            if (!joined && (words[i] != "--config" || i + 1 == words.size()))
-                continue;
-            const std::vector<std::string> from_file =
-                config_arguments(joined ? words[i].substr(9) : words[i + 1], *app.get_subcommand("make"));
-            words.insert(words.begin() + 1, from_file.begin(), from_file.end());
-            break;
-        }
+        complete_words(words, *app.get_subcommand("make"));
         std::reverse(words.begin(), words.end()); // CLI11 takes them from the back
         app.parse(words);
     } catch (const CLI::ParseError& error) {
