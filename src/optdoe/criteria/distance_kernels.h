@@ -27,3 +27,7 @@ extern const distance_kernels distance_kernels_baseline, distance_kernels_avx2, 
 
 /// What this build has.
 extern const kernel_variants<distance_kernels> distance_kernel_variants;
+
+/// A scalar loop, as the contract above reads: the measure of all variants. Tests and benchmarks link it from
+/// optdoe_plain_kernels, the library does not.
+extern const distance_kernels distance_kernels_plain;

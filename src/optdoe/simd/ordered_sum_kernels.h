@@ -39,3 +39,7 @@ struct ordered_sum_kernels {
 };
 
 extern const ordered_sum_kernels ordered_sum_kernels_baseline, ordered_sum_kernels_avx2, ordered_sum_kernels_avx512;
+
+/// One scalar loop each, as the contract above reads: the measure of all variants. Tests and benchmarks link it from
+/// optdoe_plain_kernels, the library does not.
+extern const ordered_sum_kernels ordered_sum_kernels_plain;

@@ -113,3 +113,7 @@ extern const phip_kernels phip_kernels_baseline, phip_kernels_avx2, phip_kernels
 
 /// What this build has.
 extern const kernel_variants<phip_kernels> phip_kernel_variants;
+
+/// One scalar loop each, as the contract above reads: the measure of all variants. Tests and benchmarks link it from
+/// optdoe_plain_kernels, the library does not.
+extern const phip_kernels phip_kernels_plain;
