@@ -9,7 +9,7 @@ struct a2_input {
     a2_input(int n, random_stream& random, double (*number)(random_stream&)) : rows(n)
     {
         for (int r = 0; r <= n; ++r) { // one cell more, which nobody may write
-            column.push_back(random.below(4) == 0 ? 0.25 + 0.4e-15 * random.below(5) : number(random));
+            column.push_back(random.below(4) == 0 ? 0.25 + 0x1p-54 * random.below(40) : number(random));
             counts_a.push_back(static_cast<std::int32_t>(random.next()));
             counts_b.push_back(random.below(30));
         }
