@@ -1,9 +1,7 @@
 #include "optdoe/criteria/phip/phip_kernels.h"
 
-#include "optdoe/criteria/criterion.h"
-#include "optdoe/criteria/phip/phip_bounds.h"
+#include "tests/support/bounded_run.h"
 #include "tests/support/kernel_comparison.h"
-#include "tests/support/search_run.h"
 
 namespace {
 
@@ -48,38 +46,6 @@ void for_each_case(int n, Check check)
                 check(kernels, kind, p);
             });
 }
-
-/// A run of phi-p whose bounds are prepared for one column.
-struct bounded_run {
-    bounded_run(int n, distance_kind kind, std::int32_t p, random_stream& random)
-        : order{kind == distance_kind::euclidean ? 2.0 * p : p}, number{kind == distance_kind::euclidean ? 2.0 : 1.0},
-          run(random_unit_design(n, 3, random), [this](run_settings& s) {
-              s.criterion.params.param_count_1 = s.criterion.params.param_count_2 = 1;
-              s.criterion.params.param_list_1 = &order;
-              s.criterion.params.param_list_2 = &number;
-          })
-    {
-        for (int t = 0; t < 20; ++t) {
-            a.push_back(random.below(n));
-            b.push_back((a.back() + 1 + random.below(n - 1)) % n);
-        }
-        candidates.column = 1;
-        candidates.count = 20;
-        candidates.rows_a = a.data();
-        candidates.rows_b = b.data();
-        double value = 0.0;
-        crit_best_swap(run.ctx(), 1, 20, a.data(), b.data(), &value); // copies the distances
-        usable = prepare_bounds(*run->phip, candidates);
-    }
-
-    double order;
-    double number;
-    search_run run;
-    std::vector<std::int32_t> a;
-    std::vector<std::int32_t> b;
-    bounded_candidates candidates{};
-    bool usable;
-};
 
 } // namespace
 
