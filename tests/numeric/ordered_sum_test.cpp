@@ -54,7 +54,7 @@ std::vector<double> summands(std::size_t count, random_stream& random, double si
 
 } // namespace
 
-TEST(ordered_sum, has_the_bits_of_the_chain_at_any_length_size_and_sign)
+TEST(orderedsum, has_the_bits_of_the_chain_at_any_length_size_and_sign)
 {
     random_stream random{41};
     for (std::size_t count = 0; count <= 200; ++count)
@@ -64,7 +64,7 @@ TEST(ordered_sum, has_the_bits_of_the_chain_at_any_length_size_and_sign)
                     expect_the_bits_of_the_chain(total, summands(count, random, size, share_negative));
 }
 
-TEST(ordered_sum, crosses_binades_upwards_downwards_and_through_zero)
+TEST(orderedsum, crosses_binades_upwards_downwards_and_through_zero)
 {
     random_stream random{42};
     for (int round = 0; round < 50; ++round) {
@@ -79,7 +79,7 @@ TEST(ordered_sum, crosses_binades_upwards_downwards_and_through_zero)
     }
 }
 
-TEST(ordered_sum, stops_at_the_lower_end_of_a_binade)
+TEST(orderedsum, stops_at_the_lower_end_of_a_binade)
 {
     // Below a power of two the sum is rounded on a grid of half the step.
     const double u = 0x1p-52;
@@ -95,7 +95,7 @@ TEST(ordered_sum, stops_at_the_lower_end_of_a_binade)
                 }
 }
 
-TEST(ordered_sum, sums_that_lie_half_way_are_rounded_to_even)
+TEST(orderedsum, sums_that_lie_half_way_are_rounded_to_even)
 {
     random_stream random{43};
     const double half = 0x1p-53;
@@ -108,7 +108,7 @@ TEST(ordered_sum, sums_that_lie_half_way_are_rounded_to_even)
         }
 }
 
-TEST(ordered_sum, numbers_that_are_not_finite_and_subnormal_ones_go_one_by_one)
+TEST(orderedsum, numbers_that_are_not_finite_and_subnormal_ones_go_one_by_one)
 {
     random_stream random{44};
     const double least = std::numeric_limits<double>::denorm_min();
@@ -123,7 +123,7 @@ TEST(ordered_sum, numbers_that_are_not_finite_and_subnormal_ones_go_one_by_one)
     expect_the_bits_of_the_chain(-0.0, std::vector<double>(100, -0.0));
 }
 
-TEST(ordered_sum, rows_of_a_discrepancy_have_one_large_negative_summand_at_their_end)
+TEST(orderedsum, rows_of_a_discrepancy_have_one_large_negative_summand_at_their_end)
 {
     // The sum falls from about 2 to a thousandth of it over the rows.
     random_stream random{45};
@@ -141,7 +141,7 @@ TEST(ordered_sum, rows_of_a_discrepancy_have_one_large_negative_summand_at_their
     }
 }
 
-TEST(ordered_sum, the_grid_is_that_of_the_binade)
+TEST(orderedsum, the_grid_is_that_of_the_binade)
 {
     EXPECT_EQ(grid_limit(1.0), 0.5);
     EXPECT_EQ(grid_limit(-1.999), 0.5);

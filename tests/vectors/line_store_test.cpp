@@ -1,6 +1,6 @@
 // Lines that some rows have and most have not, and vectors that lie side by side.
-#include "optdoe/vectors/line_store.h"
 #include "optdoe/vectors/aligned_tables.h"
+#include "optdoe/vectors/line_store.h"
 #include "optdoe/vectors/vectors.h"
 #include "tests/support/test_run.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-class stored : public ::testing::Test {
+class linestore : public ::testing::Test {
 protected:
     void TearDown() override { line_store_free(run_.ctx(), store_); }
     void make(std::int32_t rows, std::int32_t length) { line_store_alloc(run_.ctx(), store_, rows, length); }
@@ -22,11 +22,9 @@ protected:
     line_store store_{};
 };
 
-using line_store_of = stored;
-
 } // namespace
 
-TEST_F(line_store_of, rows_without_lines)
+TEST_F(linestore, rows_without_lines)
 {
     make(5, 16);
     for (int r = 0; r < 5; ++r)
@@ -35,7 +33,7 @@ TEST_F(line_store_of, rows_without_lines)
     EXPECT_EQ(store_.spare_count, 0);
 }
 
-TEST_F(line_store_of, lines_are_apart_and_stay_with_their_rows)
+TEST_F(linestore, lines_are_apart_and_stay_with_their_rows)
 {
     make(100, 24);
     for (int r = 0; r < 100; ++r) {
@@ -51,7 +49,7 @@ TEST_F(line_store_of, lines_are_apart_and_stay_with_their_rows)
     }
 }
 
-TEST_F(line_store_of, all_rows_at_once_follow_one_another)
+TEST_F(linestore, all_rows_at_once_follow_one_another)
 {
     make(70, 200);
     reserve_lines(run_.ctx(), store_, 70);
@@ -62,7 +60,7 @@ TEST_F(line_store_of, all_rows_at_once_follow_one_another)
     EXPECT_EQ(store_.line_count, 70);
 }
 
-TEST_F(line_store_of, long_lines_are_an_odd_number_of_cache_lines_apart)
+TEST_F(linestore, long_lines_are_an_odd_number_of_cache_lines_apart)
 {
     make(4, 512);
     EXPECT_EQ(store_.stride % 8, 0);
@@ -70,7 +68,7 @@ TEST_F(line_store_of, long_lines_are_an_odd_number_of_cache_lines_apart)
     EXPECT_GE(store_.stride, 512);
 }
 
-TEST_F(line_store_of, trimming_keeps_what_a_search_needs)
+TEST_F(linestore, trimming_keeps_what_a_search_needs)
 {
     make(5000, 8);
     std::set<double*> given;
@@ -94,7 +92,7 @@ TEST_F(line_store_of, trimming_keeps_what_a_search_needs)
         EXPECT_EQ(store_.of_row[r][7], r);
 }
 
-TEST(line_store, one_that_was_never_made_is_freed)
+TEST_F(linestore, one_that_was_never_made_is_freed)
 {
     test_run run;
     line_store store{};
@@ -102,7 +100,7 @@ TEST(line_store, one_that_was_never_made_is_freed)
     EXPECT_EQ(store.of_row, nullptr);
 }
 
-TEST(parallel_vectors, are_filled_aligned_and_apart_within_pages)
+TEST(alignedtables, parallel_vectors_are_filled_aligned_and_apart_within_pages)
 {
     for (const int length : {8, 40, 48, 504, 512, 2000, 2048}) {
         test_run run;
