@@ -4,6 +4,7 @@
 #include "optdoe/numeric/random_numbers.h"
 #include "optdoe/run/messages.h"
 #include "optdoe/run/run_settings.h"
+#include "optdoe/run/settings_table.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/search/column_moves.h"
 #include "optdoe/search/level_structure.h"
@@ -13,7 +14,6 @@
 #include <cmath>
 
 constexpr int pre_improvement_rounds = 20;
-constexpr double threshold_limit = 1e200;
 
 std::atomic<std::uint32_t> choice_counter{0};
 
@@ -269,27 +269,33 @@ static double annealing_search(run_context* ctx, double** design_out)
     }
 }
 
+static double settled(setting_id id, double fallback, double value)
+{
+    const setting& row = setting_of(id);
+    return clamp_or_default_double(row.low, row.high, fallback, value);
+}
+
 static void set_method_parameters(search_state& s)
 {
     const double scale = std::fabs(s.current_value) + 1e-10;
     if (s.search_mode == 1) {
-        s.tolerance = clamp_or_default_double(1e-15, 0.1, scale * 1e-8, s.tolerance_setting);
+        s.tolerance = settled(setting_id::tolerance, scale * 1e-8, s.tolerance_setting);
         return;
     }
-    s.tolerance = clamp_or_default_double(1e-15, 0.1, scale * 5e-6, s.tolerance_setting);
+    s.tolerance = settled(setting_id::tolerance, scale * 5e-6, s.tolerance_setting);
     s.record_tolerance = s.tolerance * 0.01;
     if (s.search_mode == 0) {
-        s.threshold = clamp_or_default_double(0.0, threshold_limit, scale * 0.005, s.threshold_setting);
+        s.threshold = settled(setting_id::threshold, scale * 0.005, s.threshold_setting);
         s.threshold_ceiling = s.threshold * 100.0;
         s.threshold_floor = s.threshold / 100.0;
         s.threshold_factor = clamp_or_default_double(0.3, 0.999, 0.8, s.threshold_factor_setting);
         return;
     }
-    s.threshold = clamp_or_default_double(0.0, threshold_limit, scale * 1.5, s.threshold_setting);
+    s.threshold = settled(setting_id::threshold, scale * 1.5, s.threshold_setting);
     s.threshold_floor = s.threshold / 500.0;
     const std::int32_t coolings = s.max_iterations / 2;
     const double cooling = std::pow(1.0 / 500.0, 1.0 / coolings);
-    s.threshold_factor = clamp_or_default_double(0.5, 0.999, cooling, s.threshold_factor_setting);
+    s.threshold_factor = settled(setting_id::cooling, cooling, s.threshold_factor_setting);
 }
 
 double run_search(run_context* ctx, double** design_out)

@@ -3,6 +3,7 @@
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/numeric/random_numbers.h"
 #include "optdoe/run/plain_record.h"
+#include "optdoe/run/settings_table.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/search/candidate_sampling.h"
 #include "optdoe/search/level_structure.h"
@@ -10,9 +11,6 @@
 #include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
-
-constexpr double share_floor = 1e-10; ///< factors with a share of at most this are never moved
-constexpr std::int32_t most_iterations = 100000000;
 
 void search_open(run_context* ctx) { open_plain_record(ctx->search); }
 
@@ -109,6 +107,13 @@ static std::int32_t default_inner_moves(const run_context* ctx)
     return std::clamp(moves, 10, 100);
 }
 
+static std::int32_t settled_count(setting_id id, std::int32_t fallback, std::int32_t value)
+{
+    const setting& row = setting_of(id);
+    return clamp_or_default_int(static_cast<std::int32_t>(row.low), static_cast<std::int32_t>(row.high), fallback,
+                                value);
+}
+
 void setup_search(run_context* ctx, std::int32_t n, std::int32_t first_row, std::int32_t k,
                   const run_settings& settings, std::uint32_t seed, run_outcome* outcome)
 {
@@ -139,9 +144,9 @@ void setup_search(run_context* ctx, std::int32_t n, std::int32_t first_row, std:
     s.rows_a = int_vector_alloc(ctx, most_pairs);
     s.rows_b = int_vector_alloc(ctx, most_pairs);
     s.rearrangement_rows = int_matrix_alloc(ctx, rearrangement_lists, n);
-    s.inner_moves = clamp_or_default_int(1, most_iterations, default_inner_moves(ctx), settings.moves_per_iteration);
+    s.inner_moves = settled_count(setting_id::moves, default_inner_moves(ctx), settings.moves_per_iteration);
     const std::int32_t sweeps = wrap_mul(wrap_mul(2, n), s.active_count);
-    s.max_iterations = clamp_or_default_int(1, most_iterations, std::max(100, sweeps), settings.iteration_budget);
+    s.max_iterations = settled_count(setting_id::iterations, std::max(100, sweeps), settings.iteration_budget);
     s.target_value = crit_target(ctx);
 }
 
