@@ -36,4 +36,4 @@ static void replace_on_grid(std::int32_t stride, std::int32_t line, const double
     }
 }
 
-constexpr ordered_sum_kernels ordered_sum_kernels_plain{"plain", sum_on_grid, replace_on_grid};
+constexpr ordered_sum_kernels ordered_sum_kernels_plain{"plain", sum_on_grid, sum_on_grid, replace_on_grid};
