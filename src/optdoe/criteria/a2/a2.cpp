@@ -145,13 +145,16 @@ static void a2_setup(run_context* ctx, const double* const* design, std::uint32_
     s.level_weight = int_vector_alloc(ctx, factors);
     s.active_factors = 0;
     s.level_sum = 0;
+    double levels = 0.0;
     for (std::int32_t k = 0; k < factors; ++k) {
         if (!(s.weights[k] > 1e-15))
             continue;
         s.active_factors += 1;
         s.level_weight[k] = level_counts[k];
         s.level_sum = wrap_add(s.level_sum, level_counts[k]);
+        levels += level_counts[k];
     }
+    s.squares_fit = levels * levels <= INT32_MAX;
     s.design = double_matrix_alloc(ctx, s.rows, factors);
     s.coincidence = int_matrix_alloc(ctx, s.rows, s.rows);
     s.column = static_cast<double*>(
@@ -241,12 +244,11 @@ static double a2_try_swap(run_context* ctx, std::int32_t k, std::int32_t a, std:
         return s.value;
     read_column(s, k);
     describe_exchange(s, k, a, b);
-    std::uint32_t counts = 0;
-    const std::int64_t change =
-        s.kernels->square_changes(s.rows, s.coincidence[a], s.coincidence[b], s.change, &counts);
-    constexpr std::uint32_t small = 1u << 14; // the square of two together does not wrap
-    const bool exact = counts < small && bits_u32(s.level_weight[k]) < small;
-    return s.value + (exact ? static_cast<double>(change) : change_in_doubles(s, a, b)) / s.rows_squared;
+    const double change =
+        s.squares_fit
+            ? static_cast<double>(s.kernels->square_changes(s.rows, s.coincidence[a], s.coincidence[b], s.change))
+            : change_in_doubles(s, a, b);
+    return s.value + change / s.rows_squared;
 }
 
 /// The change of the sum of squares in 32 bits, where adding up the changes of pairs ends, too.

@@ -41,7 +41,8 @@ struct a2_state {
     std::int32_t free_rows;
     std::int32_t rows;
     std::int32_t rows_squared; ///< wraps
-    std::int32_t level_sum;
+    std::int32_t level_sum;    ///< wraps
+    bool squares_fit;          ///< no coincidence, which is at most the sum of levels, has a square that wraps
     std::int32_t active_factors;
     std::int32_t saved_column_number;
     a2_squares squares;

@@ -16,9 +16,8 @@ struct a2_kernels {
                           std::int32_t* change);
 
     /// Sum over the rows of the 32-bit changes of the squares when counts_a grows by change and counts_b falls by it.
-    ///   all_bits   out   those of all counts together: none is larger
     std::int64_t (*square_changes)(int n, const std::int32_t* counts_a, const std::int32_t* counts_b,
-                                   const std::int32_t* change, std::uint32_t* all_bits);
+                                   const std::int32_t* change);
 
     /// Adds the level weight of one column to the coincidences of an entry with the rows 0 .. n-1 that equal it.
     void (*add_coincidences)(int n, const double* column, double entry, std::int32_t weight, std::int32_t* counts);

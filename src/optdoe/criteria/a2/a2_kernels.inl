@@ -19,20 +19,16 @@ static void count_changes(int n, const double* __restrict column, double from, d
 
 /// (c + d)^2 - c^2 = d (2 c + d), which holds for integers that wrap.
 static std::int64_t square_changes(int n, const std::int32_t* __restrict counts_a,
-                                   const std::int32_t* __restrict counts_b, const std::int32_t* __restrict change,
-                                   std::uint32_t* __restrict all_bits)
+                                   const std::int32_t* __restrict counts_b, const std::int32_t* __restrict change)
 {
     std::int64_t sum = 0;
-    std::uint32_t all = 0;
     for (int r = 0; r < n; ++r) {
         const std::uint32_t d = bits(change[r]);
         const std::uint32_t a = bits(counts_a[r]);
         const std::uint32_t b = bits(counts_b[r]);
         sum += wrapped(d * (2u * a + d));
         sum += wrapped(d * (d - 2u * b));
-        all |= a | b;
     }
-    *all_bits = all;
     return sum;
 }
 

@@ -16,15 +16,13 @@ static void count_changes(int n, const double* column, double from, double to, s
 }
 
 static std::int64_t square_changes(int n, const std::int32_t* counts_a, const std::int32_t* counts_b,
-                                   const std::int32_t* change, std::uint32_t* all_bits)
+                                   const std::int32_t* change)
 {
     const auto square = [](std::int32_t count) { return wrap_mul(count, count); };
     std::int64_t sum = 0;
-    *all_bits = 0;
     for (int r = 0; r < n; ++r) {
         sum += wrap_sub(square(wrap_add(counts_a[r], change[r])), square(counts_a[r]));
         sum += wrap_sub(square(wrap_sub(counts_b[r], change[r])), square(counts_b[r]));
-        *all_bits |= bits_u32(counts_a[r]) | bits_u32(counts_b[r]);
     }
     return sum;
 }
