@@ -1,6 +1,5 @@
 #include "optdoe/criteria/undo_log.h"
 
-#include "optdoe/vectors/aligned_tables.h"
 #include "tests/support/distance_run.h"
 
 #include <gtest/gtest.h>
@@ -10,13 +9,13 @@ namespace {
 void undo(distance_run& run)
 {
     undo_to(
-        run.run.ctx(), run.log, run.mark, run.d,
-        [&](std::int32_t r, double x) { set_point(run.d, r, run.mark.column, x); },
+        run.run.ctx(), run.d, run.d.column_mark,
+        [&](std::int32_t r, double x) { set_point(run.d, r, run.d.column_mark.column, x); },
         [&](std::int32_t r, const double* line) {
             std::copy_n(line, run.d.stride, run.aligned_line());
             store_line(run.run.ctx(), run.d, r, run.aligned_line());
         });
-    run.d.version = run.mark.version;
+    run.d.version = run.d.column_mark.version;
 }
 
 struct picture {
@@ -41,14 +40,14 @@ TEST(undolog, brings_the_column_of_the_mark_back_however_many_rows_have_changed)
         for (const int exchanges : {0, 1, 3, 40}) {
             distance_run run(33, 3, all_lines, 61);
             run.exchange(7, 8, 2); // the lines of the mark are not all fresh
-            set_mark(run.mark, run.d, 1, run.log);
+            mark_column(run.run.ctx(), run.d, 1);
             const picture before(run);
             for (int round = 0; round < 2; ++round) { // the mark stays set
                 for (int t = 0; t < exchanges; ++t) {
                     const int a = run.random.below(33);
                     run.exchange(a, (a + 1 + run.random.below(32)) % 33, 1);
                 }
-                EXPECT_EQ(run.mark.by == undo_by::refill, exchanges == 40) << exchanges;
+                EXPECT_EQ(run.d.column_mark.by == undo_by::refill, exchanges == 40) << exchanges;
                 undo(run);
                 EXPECT_EQ(picture(run), before) << exchanges << " exchanges, round " << round;
             }
@@ -59,12 +58,12 @@ TEST(undolog, brings_the_column_of_the_mark_back_however_many_rows_have_changed)
 TEST(undolog, an_exchange_in_another_column_stays)
 {
     distance_run run(12, 3, true, 62);
-    set_mark(run.mark, run.d, 1, run.log);
+    mark_column(run.run.ctx(), run.d, 1);
     const double marked = run.d.points[3][1];
     const double other = run.d.points[3][0];
     run.exchange(3, 4, 1);
     run.exchange(3, 9, 0);
-    EXPECT_EQ(run.mark.by, undo_by::points);
+    EXPECT_EQ(run.d.column_mark.by, undo_by::points);
     undo(run);
     EXPECT_EQ(run.d.points[3][1], marked);
     EXPECT_EQ(run.d.points[9][0], other);
@@ -76,15 +75,11 @@ TEST(undolog, a_design_snapshot_brings_points_and_lines_back)
 {
     distance_run run(20, 2, true, 63);
     run.exchange(1, 2, 0);
-    design_snapshot saved{};
-    saved.points = aligned_matrix_alloc(run.run.ctx(), 20, 2);
-    save_points_and_lines(run.run.ctx(), saved, run.d);
+    save_points_and_lines(run.run.ctx(), run.d);
     const picture before(run);
     for (int t = 0; t < 6; ++t)
         run.exchange(t, t + 7, t % 2);
-    restore_points_and_lines(run.run.ctx(), saved, run.log, run.mark, run.d);
+    restore_points_and_lines(run.run.ctx(), run.d);
     EXPECT_EQ(picture(run).columns, before.columns);
     EXPECT_EQ(picture(run).distances, before.distances);
-    undo_log_free(run.run.ctx(), saved.log);
-    aligned_matrix_free(run.run.ctx(), saved.points);
 }

@@ -1,7 +1,6 @@
 /// Points and distances of a random design, opened by hand.
 #pragma once
 
-#include "optdoe/criteria/pair_distances.h"
 #include "optdoe/criteria/undo_log.h"
 #include "tests/support/designs.h"
 #include "tests/support/test_run.h"
@@ -15,24 +14,17 @@ struct distance_run {
     distance_run(int n, int factors, bool all_lines, std::uint64_t seed)
         : weights(static_cast<std::size_t>(factors), 1.0), random{seed}
     {
-        d.kernels = best_variant(distance_kernel_variants);
         d.kind = distance_kind::euclidean;
         d.most_rows_with_all_lines = all_lines ? n : 0;
-        distances_alloc(run.ctx(), d, static_cast<std::uint32_t>(n), 0, factors, weights.data());
+        undoable_alloc(run.ctx(), d, static_cast<std::uint32_t>(n), 0, factors, weights.data());
         const table design = random_unit_design(n, factors, random);
         for (int r = 0; r < n; ++r)
             for (int k = 0; k < factors; ++k)
                 set_point(d, r, k, design[r][k]);
         fill_lines(run.ctx(), d);
-        entries.resize(static_cast<std::size_t>(n));
-        mark.entries = entries.data();
         line.resize(static_cast<std::size_t>(d.stride) + 8);
     }
-    ~distance_run()
-    {
-        undo_log_free(run.ctx(), log);
-        distances_free(run.ctx(), d);
-    }
+    ~distance_run() { undoable_free(run.ctx(), d); }
     distance_run(const distance_run&) = delete;
     distance_run& operator=(const distance_run&) = delete;
 
@@ -56,9 +48,9 @@ struct distance_run {
             for (std::int32_t r = d.rows; r < d.stride; ++r)
                 next[static_cast<std::size_t>(r)] = __builtin_inf();
         }
-        log_column(mark, column);
+        log_column(d, column);
         for (const std::int32_t row : {a, b})
-            log_line(run.ctx(), log, mark, d, row);
+            log_line(run.ctx(), d, row);
         swap_points(d, a, b, column);
         for (const std::int32_t row : {a, b}) {
             std::copy(lines[row == b].begin(), lines[row == b].end(), aligned_line());
@@ -86,9 +78,6 @@ struct distance_run {
     test_run run;
     std::vector<double> weights;
     random_stream random;
-    pair_distances d{};
-    undo_log log{};
-    undo_mark mark{};
-    std::vector<double> entries;
+    undoable_distances d{};
     std::vector<double> line;
 };

@@ -197,22 +197,21 @@ private:
 };
 
 /// A mark that is undone by lines has logged the line of every row that changed since, unless only points moved.
-std::string broken_marks(const pair_distances& d, const undo_log& log, const undo_mark& column,
-                         const undo_mark& trial)
+std::string broken_marks(const undoable_distances& d)
 {
-    for (const undo_mark* mark : {&column, &trial})
-        if (mark->by != undo_by::unset && (mark->first > log.count || mark->version > d.last_version))
+    for (const undo_mark* mark : {&d.column_mark, &d.trial_mark})
+        if (mark->by != undo_by::unset && (mark->first > d.log.count || mark->version > d.last_version))
             return "a mark of another log";
-    if (trial.by != undo_by::unset && column.by == undo_by::unset && trial.first != 0)
+    if (is_in_trial(d) && d.column_mark.by == undo_by::unset && d.trial_mark.first != 0)
         return "the log of no mark";
     return {};
 }
 
-/// While they are in step, nearest rows are nearest.
+/// Nearest rows that are known are nearest.
 std::string broken_nearest(const maximin_state& s)
 {
     const pair_distances& d = s.distances;
-    for (std::int32_t r = d.fixed_rows; r < d.rows && s.nearest_as_of == d.version; ++r) {
+    for (std::int32_t r = 0; r < d.rows; ++r) {
         if (s.row_nearest[r] < 0)
             continue;
         double least = infinity;
@@ -231,11 +230,11 @@ std::string broken_phip_invariant(run_context* ctx)
     if (ctx->criterion->in_force == &maximin_ops || ctx->phip->distances.points == nullptr)
         return broken_maximin_invariant(ctx);
     const phip_state& s = *ctx->phip;
-    if ((s.pending == pending_change::rearrangement) != (s.trial_mark.by != undo_by::unset))
+    if ((s.pending == pending_change::rearrangement) != is_in_trial(s.distances))
         return "a trial is marked and not pending, or the reverse";
     if (s.pending == pending_change::exchange && s.exchange.as_of != s.distances.version)
         return "the pending exchange is one of another state";
-    if (std::string answer = broken_marks(s.distances, s.log, s.column_mark, s.trial_mark); !answer.empty())
+    if (std::string answer = broken_marks(s.distances); !answer.empty())
         return answer;
     return derived_in_question(s).broken();
 }
@@ -243,7 +242,7 @@ std::string broken_phip_invariant(run_context* ctx)
 std::string broken_maximin_invariant(run_context* ctx)
 {
     const maximin_state& s = *static_cast<const maximin_state*>(ctx->criterion->own_state);
-    if (std::string answer = broken_marks(s.distances, s.log, s.column_mark, s.trial_mark); !answer.empty())
+    if (std::string answer = broken_marks(s.distances); !answer.empty())
         return answer;
     if (std::string answer = distances_in_question(s.distances).broken(); !answer.empty())
         return answer;

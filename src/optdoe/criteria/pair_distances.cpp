@@ -32,6 +32,7 @@ static bool has_weights(const double* weights, std::int32_t factors)
 void distances_alloc(run_context* ctx, pair_distances& d, std::uint32_t free_rows, std::uint32_t fixed_rows,
                      std::int32_t factors, const double* weights)
 {
+    d.kernels = best_variant(distance_kernel_variants);
     d.free_rows = wrap_i32(free_rows);
     d.fixed_rows = wrap_i32(fixed_rows);
     d.rows = d.free_rows + d.fixed_rows;
@@ -59,13 +60,10 @@ void distances_free(run_context* ctx, pair_distances& d)
     line_store_free(ctx, d.lines);
     for (double* v : {d.columns, d.line})
         aligned_free_doubles(ctx, v);
-    for (void* v : {static_cast<void*>(d.changed), static_cast<void*>(d.is_changed)})
-        if (v != nullptr)
-            vector_free(ctx, v);
-    pair_distances empty{};
-    empty.kernels = d.kernels;
-    empty.most_rows_with_all_lines = d.most_rows_with_all_lines;
-    d = empty;
+    vectors_free(ctx, {d.changed, d.is_changed});
+    const std::int32_t most_rows = d.most_rows_with_all_lines;
+    d = {};
+    d.most_rows_with_all_lines = most_rows;
 }
 
 double weighted_entry(const pair_distances& d, double x, std::int32_t column)

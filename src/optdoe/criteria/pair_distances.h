@@ -64,12 +64,12 @@ inline double* column_line(const pair_distances& d, std::int32_t column)
 /// True when two entries of a column are equal_entries.
 bool entries_are_equal(const pair_distances& d, std::int32_t column, std::int32_t a, std::int32_t b);
 
-/// Allocates everything for a design of these sizes. kernels, kind and most_rows_with_all_lines are set before.
-/// Nothing is filled but padding.
+/// Allocates everything for a design of these sizes. kind and most_rows_with_all_lines are set before. Nothing is
+/// filled but padding.
 void distances_alloc(run_context* ctx, pair_distances& d, std::uint32_t free_rows, std::uint32_t fixed_rows,
                      std::int32_t factors, const double* weights);
 
-/// Frees everything; kernels and most_rows_with_all_lines stay.
+/// Frees everything; most_rows_with_all_lines stays.
 void distances_free(run_context* ctx, pair_distances& d);
 
 /// An entry in the caller's units as the criterion has it, and back.

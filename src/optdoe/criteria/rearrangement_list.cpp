@@ -6,10 +6,7 @@
 
 void rearrangement_free(run_context* ctx, rearrangement_list& list)
 {
-    for (void* v :
-         {static_cast<void*>(list.rows_dst), static_cast<void*>(list.rows_src), static_cast<void*>(list.taken)})
-        if (v != nullptr)
-            vector_free(ctx, v);
+    vectors_free(ctx, {list.rows_dst, list.rows_src, list.taken});
     list = {};
 }
 

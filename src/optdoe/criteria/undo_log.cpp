@@ -4,7 +4,6 @@
 #include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
-#include <cstring>
 
 constexpr std::int32_t most_kept_lines = 16; ///< storage for so many lines stays between two uses of a log
 
@@ -17,19 +16,38 @@ double entries_bytes(double free_rows, double rows, double factors)
            least_matrix_bytes(free_rows, factors, 8.0);
 }
 
-void undo_log_free(run_context* ctx, undo_log& log)
+static void free_log(run_context* ctx, undo_log& log)
 {
-    if (log.rows != nullptr)
-        vector_free(ctx, log.rows);
+    vectors_free(ctx, {log.rows});
     aligned_free_doubles(ctx, log.lines);
     log = {};
 }
 
-void undo_log_clear(run_context* ctx, undo_log& log)
+static void clear_log(run_context* ctx, undo_log& log)
 {
     log.count = 0;
     if (log.capacity > most_kept_lines)
-        undo_log_free(ctx, log);
+        free_log(ctx, log);
+}
+
+void undoable_alloc(run_context* ctx, undoable_distances& d, std::uint32_t free_rows, std::uint32_t fixed_rows,
+                    std::int32_t factors, const double* weights)
+{
+    distances_alloc(ctx, d, free_rows, fixed_rows, factors, weights);
+    d.column_mark.entries = aligned_alloc_doubles(ctx, std::size_t{2} * bits_u32(d.stride));
+    d.trial_mark.entries = d.column_mark.entries + d.stride;
+    d.saved_design.points = double_matrix_alloc(ctx, d.free_rows, factors);
+}
+
+void undoable_free(run_context* ctx, undoable_distances& d)
+{
+    distances_free(ctx, d);
+    for (undo_log* log : {&d.log, &d.saved_design.log})
+        free_log(ctx, *log);
+    aligned_free_doubles(ctx, d.column_mark.entries);
+    matrix_free(ctx, d.saved_design.points);
+    d.column_mark = d.trial_mark = {};
+    d.saved_design = {};
 }
 
 static void reserve_log(run_context* ctx, undo_log& log, std::int32_t more, std::int32_t stride)
@@ -65,79 +83,100 @@ static void append_changed_lines(run_context* ctx, undo_log& log, const pair_dis
         append_line(log, d, d.changed[i]);
 }
 
-void set_mark(undo_mark& mark, const pair_distances& d, std::int32_t column, const undo_log& log)
+static void set_mark(undo_mark& mark, const undoable_distances& d, std::int32_t column)
 {
     mark.by = undo_by::lines;
     mark.column = column;
     mark.changed_count = d.changed_count;
     mark.version = d.version;
-    mark.first = log.count;
-    if (d.free_rows > 0)
-        std::memcpy(mark.entries, column_line(d, column) + d.fixed_rows, bits_u32(d.free_rows) * sizeof(double));
+    mark.first = d.log.count;
+    std::copy_n(column_line(d, column) + d.fixed_rows, d.free_rows, mark.entries);
 }
 
-void log_line(run_context* ctx, undo_log& log, undo_mark& mark, const pair_distances& d, std::int32_t r)
+void mark_column(run_context* ctx, undoable_distances& d, std::int32_t column)
 {
-    if (mark.by != undo_by::lines)
-        return;
-    if (log.count - mark.first >= most_lines_one_by_one(d))
-        return log_changed_lines(ctx, log, mark, d);
-    reserve_log(ctx, log, 1, d.stride);
-    append_line(log, d, r);
+    clear_log(ctx, d.log);
+    set_mark(d.column_mark, d, column);
 }
 
-void log_changed_lines(run_context* ctx, undo_log& log, undo_mark& mark, const pair_distances& d)
+void begin_trial(undoable_distances& d, std::int32_t column) { set_mark(d.trial_mark, d, column); }
+
+/// The mark that changes are logged for.
+static undo_mark& innermost_mark(undoable_distances& d) { return is_in_trial(d) ? d.trial_mark : d.column_mark; }
+
+void log_line(run_context* ctx, undoable_distances& d, std::int32_t r)
 {
+    const undo_mark& mark = innermost_mark(d);
     if (mark.by != undo_by::lines)
         return;
-    append_changed_lines(ctx, log, d);
+    if (d.log.count - mark.first >= most_lines_one_by_one(d))
+        return log_changed_lines(ctx, d);
+    reserve_log(ctx, d.log, 1, d.stride);
+    append_line(d.log, d, r);
+}
+
+void log_changed_lines(run_context* ctx, undoable_distances& d)
+{
+    undo_mark& mark = innermost_mark(d);
+    if (mark.by != undo_by::lines)
+        return;
+    append_changed_lines(ctx, d.log, d);
     mark.by = undo_by::refill;
 }
 
-void keep_trial(undo_log& log, undo_mark& outer, undo_mark& trial)
+void keep_trial(undoable_distances& d)
 {
-    if (outer.by == undo_by::lines)
-        outer.by = trial.by;
+    if (d.column_mark.by == undo_by::lines)
+        d.column_mark.by = d.trial_mark.by;
     else
-        log.count = trial.first;
-    trial.by = undo_by::unset;
+        d.log.count = d.trial_mark.first;
+    d.trial_mark.by = undo_by::unset;
 }
 
-void save_points_and_lines(run_context* ctx, design_snapshot& s, const pair_distances& d)
+/// Writes an entry of a design that is loaded or comes back.
+static void load_point(undoable_distances& d, std::int32_t r, std::int32_t column, double x)
 {
+    if (!same_bits(d.points[r][column], x))
+        log_column(d, column);
+    set_point(d, r, column, x);
+}
+
+void load_points(run_context* ctx, undoable_distances& d, const double* const* design)
+{
+    log_changed_lines(ctx, d);
+    for (std::int32_t r = 0; r < d.rows; ++r)
+        for (std::int32_t k = 0; k < d.factors; ++k)
+            load_point(d, r, k, weighted_entry(d, design[r][k], k));
+    fill_lines(ctx, d);
+}
+
+void save_points_and_lines(run_context* ctx, undoable_distances& d)
+{
+    design_snapshot& s = d.saved_design;
     for (std::int32_t f = 0; f < d.free_rows; ++f)
-        std::memcpy(s.points[f], d.points[d.fixed_rows + f], bits_u32(d.factors) * sizeof(double));
-    s.changed_count = d.changed_count;
+        std::copy_n(d.points[d.fixed_rows + f], d.factors, s.points[f]);
     s.version = d.version;
-    undo_log_clear(ctx, s.log);
+    clear_log(ctx, s.log);
     append_changed_lines(ctx, s.log, d);
 }
 
-void load_points(run_context* ctx, undo_log& log, undo_mark& mark, pair_distances& d, const double* const* design)
+void restore_points_and_lines(run_context* ctx, undoable_distances& d)
 {
-    log_changed_lines(ctx, log, mark, d);
-    for (std::int32_t r = 0; r < d.rows; ++r)
-        for (std::int32_t k = 0; k < d.factors; ++k)
-            load_point(mark, d, r, k, weighted_entry(d, design[r][k], k));
-}
-
-void restore_points_and_lines(run_context* ctx, const design_snapshot& s, undo_log& log, undo_mark& mark,
-                              pair_distances& d)
-{
-    log_changed_lines(ctx, log, mark, d);
+    const design_snapshot& s = d.saved_design;
+    log_changed_lines(ctx, d);
     for (std::int32_t f = 0; f < d.free_rows; ++f)
         for (std::int32_t k = 0; k < d.factors; ++k)
-            load_point(mark, d, d.fixed_rows + f, k, s.points[f][k]);
+            load_point(d, d.fixed_rows + f, k, s.points[f][k]);
     fill_lines(ctx, d);
     for (std::int32_t i = s.log.count; i-- > 0;)
         store_line(ctx, d, s.log.rows[i], s.log.lines + static_cast<std::ptrdiff_t>(i) * d.stride);
     d.version = s.version;
 }
 
-void copy_saved_points(const design_snapshot& s, const pair_distances& d, double** out)
+void copy_saved_points(const undoable_distances& d, double** out)
 {
     for (std::int32_t r = 0; r < d.rows; ++r) {
-        const double* from = r < d.fixed_rows ? d.points[r] : s.points[r - d.fixed_rows];
+        const double* from = r < d.fixed_rows ? d.points[r] : d.saved_design.points[r - d.fixed_rows];
         for (std::int32_t k = 0; k < d.factors; ++k)
             out[r][k] = caller_entry(d, from[k], k);
     }

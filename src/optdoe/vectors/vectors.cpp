@@ -80,6 +80,13 @@ void aligned_free_doubles(run_context* ctx, double* v)
 
 void vector_free(run_context* ctx, void* v) { tracked_free(ctx, v); }
 
+void vectors_free(run_context* ctx, std::initializer_list<void*> vectors)
+{
+    for (void* v : vectors)
+        if (v != nullptr)
+            vector_free(ctx, v);
+}
+
 void** matrix_alloc(run_context* ctx, element_type type, std::int32_t rows, std::int32_t cols)
 {
     if (rows < 1 || cols < 1) {

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
 inline constexpr std::int32_t status_no_storage = -3000;   ///< storage not obtained, or a vector length below 1
 inline constexpr std::int32_t status_unknown_type = -4000; ///< unknown element type of a matrix
@@ -29,6 +30,9 @@ void aligned_free_doubles(run_context* ctx, double* v);
 
 /// Frees a vector; null raises the unknown-storage exception of tracked_free.
 void vector_free(run_context* ctx, void* v);
+
+/// Frees vectors; null does nothing.
+void vectors_free(run_context* ctx, std::initializer_list<void*> vectors);
 
 /// A new matrix of zeroes. rows or cols below 1: status -5000 and null; unknown type: status -4000 and null.
 /// The handle is the address of the row pointers; the header lies immediately before it.

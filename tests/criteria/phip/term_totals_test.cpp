@@ -39,7 +39,7 @@ TEST(termtotals, stay_within_their_bound_while_lines_are_replaced)
         for (int j = 0; j < i; ++j)
             table[i][j] = table[j][i] = random.unit();
     term_totals t{};
-    totals_alloc(run.ctx(), t, best_ordered_sum_kernels(), n, padded_length(n));
+    totals_alloc(run.ctx(), t, n, padded_length(n));
     for (int r = 0; r < n; ++r)
         set_row_total(f, t, r, table[r]);
     double* before = aligned_matrix_alloc(run.ctx(), 1, n)[0];

@@ -3,28 +3,19 @@
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/criteria/criterion_params.h"
 #include "optdoe/run/tracked_storage.h"
+#include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
-#include <utility>
 
 constexpr double most_distance = 1e200; ///< the least distance is not above it
 
 static maximin_state& state_of(run_context* ctx) { return *static_cast<maximin_state*>(ctx->criterion->own_state); }
 
-/// The mark that changes are logged for: the innermost one.
-static undo_mark& innermost_mark(maximin_state& s)
-{
-    return s.trial_mark.by != undo_by::unset ? s.trial_mark : s.column_mark;
-}
-
-/// Stores a line of row r; the nearest rows follow where they are in step.
+/// Stores a line of row r; what is known of nearest rows follows.
 static void replace_line(run_context* ctx, maximin_state& s, std::int32_t r, const double* distances)
 {
-    const bool nearest_follows = s.nearest_as_of == s.distances.version;
     store_line(ctx, s.distances, r, distances);
-    if (!nearest_follows)
-        return;
     for (std::int32_t j = 0; j < s.distances.rows; ++j) {
         if (distances[j] < s.row_least[j]) {
             s.row_least[j] = distances[j];
@@ -35,27 +26,15 @@ static void replace_line(run_context* ctx, maximin_state& s, std::int32_t r, con
         }
     }
     s.row_nearest[r] = -1;
-    s.nearest_as_of = s.distances.version;
 }
 
-/// Writes points; the nearest rows do not depend on them.
-template <class Write>
-static void write_points(maximin_state& s, Write write)
-{
-    const bool in_step = s.nearest_as_of == s.distances.version;
-    write();
-    if (in_step)
-        s.nearest_as_of = s.distances.version;
-}
+/// To be called when lines change otherwise.
+static void forget_nearest_rows(maximin_state& s) { std::fill_n(s.row_nearest, s.distances.rows, -1); }
 
-/// Finds the nearest row of every free row.
 static void find_nearest_rows(maximin_state& s)
 {
     const pair_distances& d = s.distances;
-    if (s.nearest_as_of != d.version)
-        std::fill_n(s.row_nearest, d.rows, -1);
-    s.nearest_as_of = d.version;
-    for (std::int32_t j = d.fixed_rows; j < d.rows; ++j) {
+    for (std::int32_t j = 0; j < d.rows; ++j) {
         if (s.row_nearest[j] >= 0)
             continue;
         const double* line = stored_line(d, j);
@@ -70,55 +49,57 @@ static void find_nearest_rows(maximin_state& s)
 static double value_from_lines(maximin_state& s)
 {
     find_nearest_rows(s);
-    double least = s.now.least_fixed;
-    for (std::int32_t j = s.distances.fixed_rows; j < s.distances.rows; ++j)
+    double least = most_distance;
+    for (std::int32_t j = 0; j < s.distances.rows; ++j)
         least = std::min(least, s.row_least[j]);
     return -least;
 }
 
 static void undo_changes(run_context* ctx, maximin_state& s, undo_mark& mark)
 {
+    pair_distances& d = s.distances;
+    if (mark.by != undo_by::lines)
+        forget_nearest_rows(s);
     undo_to(
-        ctx, s.log, mark, s.distances,
-        [&](std::int32_t r, double x) { write_points(s, [&] { set_point(s.distances, r, mark.column, x); }); },
+        ctx, s.distances, mark, [&](std::int32_t r, double x) { set_point(d, r, mark.column, x); },
         [&](std::int32_t r, const double* line) { replace_line(ctx, s, r, line); });
-    const bool nearest_followed = s.nearest_as_of == s.distances.version;
-    s.distances.version = mark.version;
-    if (nearest_followed)
-        s.nearest_as_of = mark.version;
+    d.version = mark.version;
 }
 
 /// Takes a trial back; the value is still the one before it.
 static void take_trial_back(run_context* ctx, maximin_state& s)
 {
-    if (s.trial_mark.by == undo_by::unset)
+    if (!is_in_trial(s.distances))
         return;
-    undo_changes(ctx, s, s.trial_mark);
-    s.trial_mark.by = undo_by::unset;
+    undo_changes(ctx, s, s.distances.trial_mark);
+    s.distances.trial_mark.by = undo_by::unset;
+}
+
+/// The state with nothing pending: what every operation but a commit of a tried re-arrangement begins with.
+static maximin_state& settled_state(run_context* ctx)
+{
+    maximin_state& s = state_of(ctx);
+    take_trial_back(ctx, s);
+    return s;
 }
 
 static double maximin_evaluate(run_context* ctx, const double* const* design)
 {
-    maximin_state& s = state_of(ctx);
-    pair_distances& d = s.distances;
-    take_trial_back(ctx, s);
+    maximin_state& s = settled_state(ctx);
+    undoable_distances& d = s.distances;
     if (design != nullptr) {
-        load_points(ctx, s.log, s.column_mark, d, design);
-        fill_lines(ctx, d);
+        load_points(ctx, d, design);
+        forget_nearest_rows(s);
     } else {
-        log_changed_lines(ctx, s.log, s.column_mark, d);
+        log_changed_lines(ctx, d);
         for (std::int32_t i = 0; i < d.changed_count; ++i) {
             fresh_line(d, d.changed[i], d.rows, s.line_a);
             replace_line(ctx, s, d.changed[i], s.line_a);
         }
         forget_changes(d, 0);
     }
-    s.now.least_fixed = most_distance;
-    for (std::int32_t i = 0; i < d.fixed_rows; ++i)
-        for (std::int32_t j = i + 1; j < d.fixed_rows; ++j)
-            s.now.least_fixed = std::min(s.now.least_fixed, stored_line(d, i)[j]);
-    s.now.value = value_from_lines(s);
-    return s.now.value;
+    s.value = value_from_lines(s);
+    return s.value;
 }
 
 static void maximin_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
@@ -128,20 +109,15 @@ static void maximin_setup(run_context* ctx, const double* const* design, std::ui
     ctx->criterion->own_state = tracked_alloc(ctx, sizeof(maximin_state));
     maximin_state& s = state_of(ctx);
     s = {};
-    pair_distances& d = s.distances;
-    d.kernels = best_variant(distance_kernel_variants);
+    undoable_distances& d = s.distances;
     d.most_rows_with_all_lines = INT32_MAX;
     d.kind = read_distance_kind(options.params);
-    distances_alloc(ctx, d, free_rows, fixed_rows, factors, options.factor_weights);
+    undoable_alloc(ctx, d, free_rows, fixed_rows, factors, options.factor_weights);
     s.row_least = double_vector_alloc(ctx, d.rows);
     s.row_nearest = int_vector_alloc(ctx, d.rows);
-    for (double** line : {&s.line_a, &s.line_b}) {
-        *line = aligned_alloc_doubles(ctx, static_cast<std::size_t>(d.stride));
-        std::fill_n(*line, d.stride, __builtin_inf());
-    }
-    for (undo_mark* mark : {&s.column_mark, &s.trial_mark})
-        mark->entries = double_vector_alloc(ctx, d.free_rows);
-    s.saved_design.points = double_matrix_alloc(ctx, d.free_rows, factors);
+    s.line_a = aligned_alloc_doubles(ctx, std::size_t{2} * bits_u32(d.stride));
+    s.line_b = s.line_a + d.stride;
+    std::fill_n(s.line_a, 2 * d.stride, __builtin_inf());
     maximin_evaluate(ctx, design);
 }
 
@@ -150,28 +126,19 @@ static void maximin_release(run_context* ctx)
     if (ctx->criterion->own_state == nullptr)
         return;
     maximin_state& s = state_of(ctx);
-    distances_free(ctx, s.distances);
+    undoable_free(ctx, s.distances);
     rearrangement_free(ctx, s.rearrangement);
-    undo_log_free(ctx, s.log);
-    undo_log_free(ctx, s.saved_design.log);
-    matrix_free(ctx, s.saved_design.points);
-    for (double* v : {s.line_a, s.line_b})
-        aligned_free_doubles(ctx, v);
-    for (void* v : {static_cast<void*>(s.row_least), static_cast<void*>(s.row_nearest),
-                    static_cast<void*>(s.column_mark.entries), static_cast<void*>(s.trial_mark.entries)})
-        if (v != nullptr)
-            vector_free(ctx, v);
+    vectors_free(ctx, {s.row_least, s.row_nearest});
+    aligned_free_doubles(ctx, s.line_a);
     tracked_free(ctx, &s);
     ctx->criterion->own_state = nullptr;
 }
 
-static double maximin_value_now(run_context* ctx) { return state_of(ctx).now.value; }
+static double maximin_value_now(run_context* ctx) { return state_of(ctx).value; }
 
 static double** maximin_copy_design(run_context* ctx, double** out)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
-    return copy_points(s.distances, out);
+    return copy_points(settled_state(ctx).distances, out);
 }
 
 /// Lines of rows a and b after their entries of a column are exchanged.
@@ -204,37 +171,33 @@ static double exchange_all(run_context* ctx, maximin_state& s, std::int32_t colu
         if (!entries_are_equal(s.distances, column, a, b)) {
             changed = true;
             exchanged_lines(s, column, a, b);
-            log_line(ctx, s.log, innermost_mark(s), s.distances, a);
-            log_line(ctx, s.log, innermost_mark(s), s.distances, b);
+            log_line(ctx, s.distances, a);
+            log_line(ctx, s.distances, b);
             replace_line(ctx, s, a, s.line_a);
             replace_line(ctx, s, b, s.line_b);
         }
-        write_points(s, [&] {
-            hold_line(ctx, s.distances, a);
-            hold_line(ctx, s.distances, b);
-            swap_points(s.distances, a, b, column);
-        });
+        hold_line(ctx, s.distances, a);
+        hold_line(ctx, s.distances, b);
+        swap_points(s.distances, a, b, column);
     }
-    return changed ? value_from_lines(s) : s.now.value;
+    return changed ? value_from_lines(s) : s.value;
 }
 
 static double maximin_apply_swaps(run_context* ctx, std::int32_t column, std::int32_t count,
                                   const std::int32_t* rows_a, const std::int32_t* rows_b)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
+    maximin_state& s = settled_state(ctx);
     if (count > 0)
-        log_column(s.column_mark, column);
-    s.now.value = exchange_all(ctx, s, column, count, rows_a, rows_b);
-    return s.now.value;
+        log_column(s.distances, column);
+    s.value = exchange_all(ctx, s, column, count, rows_a, rows_b);
+    return s.value;
 }
 
 static double maximin_try_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                                 const std::int32_t* rows_b)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
-    set_mark(s.trial_mark, s.distances, column, s.log);
+    maximin_state& s = settled_state(ctx);
+    begin_trial(s.distances, column);
     const double value = exchange_all(ctx, s, column, count, rows_a, rows_b);
     take_trial_back(ctx, s);
     return value;
@@ -253,21 +216,19 @@ static double least_beside(const pair_distances& d, std::int32_t r, std::int32_t
 
 static double maximin_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
-    maximin_state& s = state_of(ctx);
+    maximin_state& s = settled_state(ctx);
     const pair_distances& d = s.distances;
-    take_trial_back(ctx, s);
     if (entries_are_equal(d, column, a, b))
-        return s.now.value;
+        return s.value;
     exchanged_lines(s, column, a, b);
     find_nearest_rows(s);
-    double least = std::min(s.now.least_fixed, stored_line(d, a)[b]);
+    double least = std::min(most_distance, stored_line(d, a)[b]);
     for (std::int32_t r = 0; r < d.rows; ++r) {
         if (r == a || r == b)
             continue;
-        least = std::min({least, s.line_a[r], s.line_b[r]});
-        if (r >= d.fixed_rows)
-            least = std::min(least, s.row_nearest[r] == a || s.row_nearest[r] == b ? least_beside(d, r, a, b)
-                                                                                   : s.row_least[r]);
+        const bool loses_nearest = s.row_nearest[r] == a || s.row_nearest[r] == b;
+        least =
+            std::min({least, s.line_a[r], s.line_b[r], loses_nearest ? least_beside(d, r, a, b) : s.row_least[r]});
     }
     return -least;
 }
@@ -278,7 +239,7 @@ static double rearrange(run_context* ctx, maximin_state& s)
 {
     const rearrangement_list& list = s.rearrangement;
     const pair_distances& d = s.distances;
-    log_changed_lines(ctx, s.log, innermost_mark(s), d);
+    log_changed_lines(ctx, s.distances);
     bool changed = false;
     for (std::int32_t i = 0; i < list.count; ++i) {
         const std::int32_t row = list.rows_dst[i];
@@ -293,23 +254,20 @@ static double rearrange(run_context* ctx, maximin_state& s)
             s.line_a[row] = old[row];
             replace_line(ctx, s, row, s.line_a);
         }
-        write_points(s, [&] {
-            hold_line(ctx, s.distances, row);
-            set_point(s.distances, row, list.column, after);
-        });
+        hold_line(ctx, s.distances, row);
+        set_point(s.distances, row, list.column, after);
     }
-    return changed ? value_from_lines(s) : s.now.value;
+    return changed ? value_from_lines(s) : s.value;
 }
 
 static double maximin_try_moves(run_context* ctx, std::int32_t column, std::int32_t count,
                                 const std::int32_t* rows_dst, const std::int32_t* rows_src)
 {
-    maximin_state& s = state_of(ctx);
     if (count < 1)
-        return s.now.value;
-    take_trial_back(ctx, s);
+        return state_of(ctx).value;
+    maximin_state& s = settled_state(ctx);
     list_rearrangement(ctx, s.rearrangement, column, column_line(s.distances, column), count, rows_dst, rows_src);
-    set_mark(s.trial_mark, s.distances, column, s.log);
+    begin_trial(s.distances, column);
     s.value_after_trial = rearrange(ctx, s);
     return s.value_after_trial;
 }
@@ -319,57 +277,48 @@ static double maximin_apply_moves(run_context* ctx, std::int32_t column, std::in
 {
     maximin_state& s = state_of(ctx);
     if (count < 1)
-        return s.now.value;
-    log_column(s.column_mark, column);
-    if (s.trial_mark.by != undo_by::unset && is_listed(s.rearrangement, column, count, rows_dst, rows_src)) {
-        keep_trial(s.log, s.column_mark, s.trial_mark);
-        s.now.value = s.value_after_trial;
-        return s.now.value;
-    }
-    take_trial_back(ctx, s);
-    list_rearrangement(ctx, s.rearrangement, column, column_line(s.distances, column), count, rows_dst, rows_src);
-    s.now.value = rearrange(ctx, s);
-    return s.now.value;
+        return s.value;
+    if (!is_in_trial(s.distances) || !is_listed(s.rearrangement, column, count, rows_dst, rows_src))
+        maximin_try_moves(ctx, column, count, rows_dst, rows_src);
+    log_column(s.distances, column);
+    keep_trial(s.distances);
+    s.value = s.value_after_trial;
+    return s.value;
 }
 
 static void maximin_save_column(run_context* ctx, std::int32_t column)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
-    undo_log_clear(ctx, s.log);
-    set_mark(s.column_mark, s.distances, column, s.log);
-    s.saved_column = s.now;
+    maximin_state& s = settled_state(ctx);
+    mark_column(ctx, s.distances, column);
+    s.saved_column_value = s.value;
 }
 
 static void maximin_restore_column(run_context* ctx, std::int32_t)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
-    if (s.distances.version != s.column_mark.version)
-        undo_changes(ctx, s, s.column_mark);
-    s.now = s.saved_column;
+    maximin_state& s = settled_state(ctx);
+    if (s.distances.version != s.distances.column_mark.version)
+        undo_changes(ctx, s, s.distances.column_mark);
+    s.value = s.saved_column_value;
 }
 
 static void maximin_save_design(run_context* ctx)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
-    save_points_and_lines(ctx, s.saved_design, s.distances);
-    s.saved_design_value = s.now;
+    maximin_state& s = settled_state(ctx);
+    save_points_and_lines(ctx, s.distances);
+    s.saved_design_value = s.value;
 }
 
 static void maximin_restore_design(run_context* ctx)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
-    restore_points_and_lines(ctx, s.saved_design, s.log, s.column_mark, s.distances);
-    s.now = s.saved_design_value;
+    maximin_state& s = settled_state(ctx);
+    restore_points_and_lines(ctx, s.distances);
+    forget_nearest_rows(s);
+    s.value = s.saved_design_value;
 }
 
 static double maximin_value_of(run_context* ctx, const double* const* design)
 {
-    maximin_state& s = state_of(ctx);
-    take_trial_back(ctx, s);
+    maximin_state& s = settled_state(ctx);
     double least = most_distance;
     for_each_pair_of(s.distances, design, [&](double distance) { least = std::min(least, distance); });
     return -least;
@@ -377,7 +326,7 @@ static double maximin_value_of(run_context* ctx, const double* const* design)
 
 static void maximin_copy_saved_design(run_context* ctx, double** out)
 {
-    copy_saved_points(state_of(ctx).saved_design, state_of(ctx).distances, out);
+    copy_saved_points(state_of(ctx).distances, out);
 }
 
 static memory_need maximin_memory(double free_rows, double fixed_rows, double factors, const criterion_options*)

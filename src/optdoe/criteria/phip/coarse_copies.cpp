@@ -20,8 +20,12 @@ static std::uint16_t* integers_alloc(run_context* ctx, std::int32_t lines, std::
         aligned_alloc_doubles(ctx, static_cast<std::size_t>(lines) * bits_u32(stride / 4)));
 }
 
-void coarse_alloc(run_context* ctx, coarse_copies& c, bool with_log)
+void coarse_alloc(run_context* ctx, coarse_copies& c, const pair_distances& d, std::int32_t p)
 {
+    c.rows = d.rows;
+    c.factors = d.factors;
+    c.kind = d.kind;
+    c.p = p;
     c.stride = (c.rows + coarse_step - 1) / coarse_step * coarse_step;
     c.distances = integers_alloc(ctx, c.rows, c.stride);
     c.columns = reinterpret_cast<std::int16_t*>(integers_alloc(ctx, c.factors, c.stride));
@@ -31,7 +35,7 @@ void coarse_alloc(run_context* ctx, coarse_copies& c, bool with_log)
     c.marks = integers_alloc(ctx, 2, c.stride);
     std::fill_n(c.marks, 2 * c.stride, std::uint16_t{0});
     c.marks[c.stride] = coarse_none;
-    if (with_log) {
+    if (!stores_all_lines(d)) {
         c.change_log = int_vector_alloc(ctx, c.rows);
         c.log_read = int_vector_alloc(ctx, c.rows);
     }
@@ -47,11 +51,7 @@ void coarse_free(run_context* ctx, coarse_copies& c)
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.distances));
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.columns));
     aligned_free_doubles(ctx, reinterpret_cast<double*>(c.marks));
-    for (std::int32_t* v : {c.change_log, c.log_read})
-        if (v != nullptr)
-            vector_free(ctx, v);
-    if (c.column != nullptr)
-        tracked_free(ctx, c.column);
+    vectors_free(ctx, {c.change_log, c.log_read, c.column});
     c = {};
 }
 

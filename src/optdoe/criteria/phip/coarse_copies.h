@@ -13,12 +13,11 @@
 ///           version and coarse_is_usable, a copied distance or entry is within 1/2 step of the present one, and
 ///           2^-7 more, as refreshed lines differ from those that were copied.
 /// Catch up  of few rows, a line that changes is written along its column at once. Of many it is written along its
-/// row
-///           and its row is logged; another line reads the log before it is next used. Writing it at once would touch
-///           a cache line a row, most of them far away, while a line that is used is read anyway.
+///           row, and its row is logged; another line reads the log before it is next used. Writing it at once would
+///           touch a cache line a row, most of them far away, while a line that is used is read anyway.
 #pragma once
 
-#include "optdoe/criteria/distance.h"
+#include "optdoe/criteria/pair_distances.h"
 #include "optdoe/run/run_context.h"
 
 #include <cstddef>
@@ -63,9 +62,9 @@ struct coarse_copies {
     double scale;          ///< steps of a distance
 };
 
-/// Allocates everything; rows, factors, kind and p are set before. Nothing is filled but padding.
-///   with_log   lines read changes of others from a log; else these are written along columns at once
-void coarse_alloc(run_context* ctx, coarse_copies& c, bool with_log);
+/// Allocates everything for distances whose terms have the exponent p. Nothing is filled but padding. Where not all
+/// lines are stored, lines read changes of others from a log; else these are written along columns at once.
+void coarse_alloc(run_context* ctx, coarse_copies& c, const pair_distances& d, std::int32_t p);
 void coarse_free(run_context* ctx, coarse_copies& c);
 
 /// Finds equal entries of a design that is loaded. A column that had some once counts as having some.

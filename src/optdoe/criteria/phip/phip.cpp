@@ -6,7 +6,6 @@
 #include "optdoe/criteria/phip/phip_derived.h"
 #include "optdoe/criteria/phip/phip_exchange.h"
 #include "optdoe/criteria/phip/phip_pending.h"
-#include "optdoe/criteria/phip/phip_rearrangement.h"
 #include "optdoe/criteria/phip/phip_sizes.h"
 #include "optdoe/run/plain_record.h"
 #include "optdoe/vectors/aligned_tables.h"
@@ -26,13 +25,8 @@ constexpr kernel_variants<phip_kernels> phip_kernel_variants
 void phip_open(run_context* ctx)
 {
     open_plain_record(ctx->phip);
-    if (ctx->phip == nullptr)
-        return;
-    phip_state& s = *ctx->phip;
-    s.terms.kernels = best_variant(phip_kernel_variants);
-    s.distances.kernels = best_variant(distance_kernel_variants);
-    s.distances.most_rows_with_all_lines = most_rows_with_all_lines;
-    s.totals.triangle.kernels = best_ordered_sum_kernels();
+    if (ctx->phip != nullptr)
+        ctx->phip->distances.most_rows_with_all_lines = most_rows_with_all_lines;
 }
 
 void phip_close(run_context* ctx) { close_plain_record(ctx->phip); }
@@ -40,9 +34,8 @@ void phip_close(run_context* ctx) { close_plain_record(ctx->phip); }
 /// Loads a design and evaluates it.
 static double load_and_evaluate(run_context* ctx, phip_state& s, const double* const* design)
 {
-    load_points(ctx, s.log, s.column_mark, s.distances, design);
+    load_points(ctx, s.distances, design);
     coarse_find_equal(ctx, s.coarse, s.distances.points);
-    fill_lines(ctx, s.distances);
     set_sum(s, sum_of_terms(s));
     return s.value;
 }
@@ -66,33 +59,20 @@ static void read_params(phip_state& s, const criterion_params& params)
     s.terms.p = s.distances.kind == distance_kind::euclidean ? (p + 1) / 2 : p;
 }
 
-static void alloc_exchange(run_context* ctx, phip_exchange& e, std::int32_t stride)
-{
-    parallel_vectors vectors(ctx, e.vectors, 6, stride);
-    for (double** line : {&e.distance_a, &e.distance_b, &e.old_term_a, &e.old_term_b, &e.term_a, &e.term_b})
-        *line = vectors.next(0.0);
-}
-
 static void alloc_tables(run_context* ctx, phip_state& s)
 {
     const pair_distances& d = s.distances;
     for (term_totals* totals : {&s.totals, &s.totals_before})
-        totals_alloc(ctx, *totals, s.totals.triangle.kernels, d.rows, d.stride);
-    s.coarse.rows = d.rows;
-    s.coarse.factors = d.factors;
-    s.coarse.kind = d.kind;
-    s.coarse.p = s.terms.p;
-    coarse_alloc(ctx, s.coarse, !stores_all_lines(d));
+        totals_alloc(ctx, *totals, d.rows, d.stride);
+    coarse_alloc(ctx, s.coarse, d, s.terms.p);
+    parallel_vectors vectors(ctx, s.vectors, 17, d.stride);
     for (phip_exchange* e : {&s.exchange, &s.other_exchange})
-        alloc_exchange(ctx, *e, d.stride);
-    parallel_vectors vectors(ctx, s.vectors, 5, d.stride);
+        for (double** line : {&e->distance_a, &e->distance_b, &e->old_term_a, &e->old_term_b, &e->term_a, &e->term_b})
+            *line = vectors.next(0.0);
     for (double** line : {&s.old_terms, &s.new_terms})
         *line = vectors.next(0.0);
     for (double** line : {&s.line, &s.line_a, &s.line_b})
         *line = vectors.next(__builtin_inf());
-    for (undo_mark* mark : {&s.column_mark, &s.trial_mark})
-        mark->entries = double_vector_alloc(ctx, d.free_rows);
-    s.saved_design.points = double_matrix_alloc(ctx, d.free_rows, d.factors);
 }
 
 static void phip_setup(run_context* ctx, const double* const* design, std::uint32_t free_rows,
@@ -100,8 +80,9 @@ static void phip_setup(run_context* ctx, const double* const* design, std::uint3
                        const std::int32_t*)
 {
     phip_state& s = *ctx->phip;
+    s.terms.kernels = best_variant(phip_kernel_variants);
     read_params(s, options.params);
-    distances_alloc(ctx, s.distances, free_rows, fixed_rows, factors, options.factor_weights);
+    undoable_alloc(ctx, s.distances, free_rows, fixed_rows, factors, options.factor_weights);
     alloc_tables(ctx, s);
     s.last_root = {std::nan(""), std::nan("")};
     load_and_evaluate(ctx, s, design);
@@ -110,26 +91,17 @@ static void phip_setup(run_context* ctx, const double* const* design, std::uint3
 static void phip_release(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
-    const ordered_sum_kernels* sums = s.totals.triangle.kernels;
-    distances_free(ctx, s.distances);
+    undoable_free(ctx, s.distances);
     for (term_totals* totals : {&s.totals, &s.totals_before})
         totals_free(ctx, *totals);
     coarse_free(ctx, s.coarse);
     rearrangement_free(ctx, s.rearrangement);
     candidates_free(ctx, s.candidates);
-    for (undo_log* log : {&s.log, &s.saved_design.log})
-        undo_log_free(ctx, *log);
-    matrix_free(ctx, s.saved_design.points);
-    for (double* v : {s.exchange.vectors, s.other_exchange.vectors, s.fresh_lines, s.vectors})
+    for (double* v : {s.fresh_lines, s.vectors})
         aligned_free_doubles(ctx, v);
-    for (const undo_mark* mark : {&s.column_mark, &s.trial_mark})
-        if (mark->entries != nullptr)
-            vector_free(ctx, mark->entries);
-    phip_state empty{};
-    empty.terms.kernels = s.terms.kernels;
-    empty.distances = s.distances;
-    empty.totals.triangle.kernels = sums;
-    s = empty;
+    const undoable_distances released = s.distances;
+    s = {};
+    s.distances = released;
 }
 
 static double phip_value(run_context* ctx) { return ctx->phip->value; }
@@ -147,7 +119,7 @@ static double phip_apply_swaps(run_context* ctx, std::int32_t column, std::int32
     phip_state& s = *ctx->phip;
     settle(ctx, s);
     if (count > 0)
-        log_column(s.column_mark, column);
+        log_column(s.distances, column);
     return count == 1 ? commit_exchange(ctx, s, column, rows_a[0], rows_b[0])
                       : exchange_batch(ctx, s, column, count, rows_a, rows_b);
 }
@@ -159,11 +131,11 @@ static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t
     if (count < 1)
         return s.value;
     settle(ctx, s);
-    set_mark(s.trial_mark, s.distances, column, s.log);
+    begin_trial(s.distances, column);
     const running_sum before = s;
     const double value = exchange_batch(ctx, s, column, count, rows_a, rows_b);
-    undo_changes(ctx, s, s.trial_mark);
-    s.trial_mark.by = undo_by::unset;
+    undo_changes(ctx, s, s.distances.trial_mark);
+    s.distances.trial_mark.by = undo_by::unset;
     static_cast<running_sum&>(s) = before;
     return value;
 }
@@ -199,25 +171,19 @@ static double phip_apply_moves(run_context* ctx, std::int32_t column, std::int32
     phip_state& s = *ctx->phip;
     if (count < 1)
         return s.value;
-    if (s.pending == pending_change::rearrangement && is_listed(s.rearrangement, column, count, rows_dst, rows_src)) {
-        log_column(s.column_mark, column);
-        finish(ctx, s);
-        return s.value;
-    }
-    settle(ctx, s);
-    log_column(s.column_mark, column);
-    list_rearrangement(ctx, s.rearrangement, column, column_line(s.distances, column), count, rows_dst, rows_src);
-    rearrange(ctx, s);
+    if (s.pending != pending_change::rearrangement || !is_listed(s.rearrangement, column, count, rows_dst, rows_src))
+        phip_try_moves(ctx, column, count, rows_dst, rows_src);
+    log_column(s.distances, column);
+    finish(ctx, s);
     return s.value;
 }
 
 static void phip_save_column(run_context* ctx, std::int32_t column)
 {
     phip_state& s = *ctx->phip;
-    s.column_mark.by = undo_by::unset; // nothing is logged for the last one any more
+    s.distances.column_mark.by = undo_by::unset; // nothing is logged for the last one any more
     settle(ctx, s);
-    undo_log_clear(ctx, s.log);
-    set_mark(s.column_mark, s.distances, column, s.log);
+    mark_column(ctx, s.distances, column);
     s.saved_column = s;
 }
 
@@ -225,12 +191,12 @@ static void phip_save_column(run_context* ctx, std::int32_t column)
 static void phip_restore_column(run_context* ctx, std::int32_t)
 {
     phip_state& s = *ctx->phip;
-    if (s.column_mark.by == undo_by::points)
+    if (s.distances.column_mark.by == undo_by::points)
         settle(ctx, s);
     else
         take_back(ctx, s);
-    if (s.distances.version != s.column_mark.version)
-        undo_changes(ctx, s, s.column_mark);
+    if (s.distances.version != s.distances.column_mark.version)
+        undo_changes(ctx, s, s.distances.column_mark);
     s.value = s.saved_column.value;
     s.term_sum = s.saved_column.term_sum;
 }
@@ -239,7 +205,7 @@ static void phip_save_design(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
     settle(ctx, s);
-    save_points_and_lines(ctx, s.saved_design, s.distances);
+    save_points_and_lines(ctx, s.distances);
     s.saved_design_sum = s;
 }
 
@@ -247,7 +213,7 @@ static void phip_restore_design(run_context* ctx)
 {
     phip_state& s = *ctx->phip;
     settle(ctx, s);
-    restore_points_and_lines(ctx, s.saved_design, s.log, s.column_mark, s.distances);
+    restore_points_and_lines(ctx, s.distances);
     s.value = s.saved_design_sum.value;
     s.term_sum = s.saved_design_sum.term_sum;
 }
@@ -262,10 +228,7 @@ static double phip_value_of(run_context* ctx, const double* const* design)
     return value_of_sum(s, capped(total));
 }
 
-static void phip_copy_saved_design(run_context* ctx, double** out)
-{
-    copy_saved_points(ctx->phip->saved_design, ctx->phip->distances, out);
-}
+static void phip_copy_saved_design(run_context* ctx, double** out) { copy_saved_points(ctx->phip->distances, out); }
 
 static memory_need phip_memory(double free_rows, double fixed_rows, double factors, const criterion_options*)
 {

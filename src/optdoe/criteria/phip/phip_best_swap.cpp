@@ -18,8 +18,7 @@ void candidates_free(run_context* ctx, phip_candidates& candidates)
 {
     aligned_free_doubles(ctx, candidates.lower);
     aligned_free_doubles(ctx, reinterpret_cast<double*>(candidates.new_terms));
-    if (candidates.left != nullptr)
-        vector_free(ctx, candidates.left);
+    vectors_free(ctx, {candidates.left});
     candidates = {};
 }
 

@@ -133,7 +133,7 @@ void exchange_equal_entries(run_context* ctx, phip_state& s, std::int32_t a, std
 void undo_changes(run_context* ctx, phip_state& s, undo_mark& mark)
 {
     undo_to(
-        ctx, s.log, mark, s.distances, [&s, &mark](std::int32_t r, double x) { replace_entry(s, r, mark.column, x); },
+        ctx, s.distances, mark, [&s, &mark](std::int32_t r, double x) { replace_entry(s, r, mark.column, x); },
         [&](std::int32_t r, const double* line) { replace_line(ctx, s, r, line); });
     const derived_in_step followed = in_step(s);
     s.distances.version = mark.version;

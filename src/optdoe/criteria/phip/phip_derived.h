@@ -45,9 +45,3 @@ void exchange_equal_entries(run_context* ctx, phip_state& s, std::int32_t a, std
 
 /// Brings points, lines and what is in step back to a mark.
 void undo_changes(run_context* ctx, phip_state& s, undo_mark& mark);
-
-/// The mark that changes are logged for: the innermost one.
-inline undo_mark& innermost_mark(phip_state& s)
-{
-    return s.trial_mark.by != undo_by::unset ? s.trial_mark : s.column_mark;
-}

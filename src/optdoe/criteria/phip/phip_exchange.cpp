@@ -60,7 +60,7 @@ void write_exchange(run_context* ctx, phip_state& s)
 {
     const phip_exchange& e = s.exchange;
     for (const std::int32_t r : {e.a, e.b})
-        log_line(ctx, s.log, innermost_mark(s), s.distances, r);
+        log_line(ctx, s.distances, r);
     const auto terms = replaced_lines(e);
     replace_line(ctx, s, e.a, e.distance_a, terms[0]);
     replace_line(ctx, s, e.b, e.distance_b, terms[1]);

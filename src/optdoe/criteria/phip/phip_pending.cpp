@@ -14,7 +14,7 @@
 ///   fresh   as in refresh_lines
 static void refresh_changed_rows(run_context* ctx, phip_state& s, const double* fresh)
 {
-    log_changed_lines(ctx, s.log, innermost_mark(s), s.distances);
+    log_changed_lines(ctx, s.distances);
     const bool copies_stay = in_step(s).copies && !s.coarse.has_nearly_equal;
     refresh_lines(ctx, s.distances, fresh);
     keep_in_step(s, {false, false, copies_stay});
@@ -31,7 +31,7 @@ static void finish_evaluation(run_context* ctx, phip_state& s)
 static void finish_rearrangement(phip_state& s)
 {
     static_cast<running_sum&>(s) = s.after_trial;
-    keep_trial(s.log, s.column_mark, s.trial_mark);
+    keep_trial(s.distances);
 }
 
 void finish(run_context* ctx, phip_state& s)
@@ -53,8 +53,8 @@ void take_back(run_context* ctx, phip_state& s)
     case pending_change::exchange: return;
     case pending_change::evaluation: return std::swap(s.totals, s.totals_before);
     case pending_change::rearrangement:
-        undo_changes(ctx, s, s.trial_mark);
-        s.trial_mark.by = undo_by::unset;
+        undo_changes(ctx, s, s.distances.trial_mark);
+        s.distances.trial_mark.by = undo_by::unset;
         return;
     }
 }
@@ -103,7 +103,7 @@ static void refresh_totals(run_context* ctx, phip_state& s)
 void evaluate_points(run_context* ctx, phip_state& s)
 {
     const derived_in_step now = in_step(s);
-    if (s.column_mark.by == undo_by::unset) {
+    if (s.distances.column_mark.by == undo_by::unset) {
         refresh_changed_rows(ctx, s, nullptr);
         return set_sum(s, sum_of_terms(s));
     }
@@ -124,7 +124,7 @@ double try_rearrangement(run_context* ctx, phip_state& s, std::int32_t column, s
                          const std::int32_t* rows_dst, const std::int32_t* rows_src)
 {
     list_rearrangement(ctx, s.rearrangement, column, column_line(s.distances, column), count, rows_dst, rows_src);
-    set_mark(s.trial_mark, s.distances, column, s.log);
+    begin_trial(s.distances, column);
     const running_sum before = s;
     rearrange(ctx, s);
     s.after_trial = s;

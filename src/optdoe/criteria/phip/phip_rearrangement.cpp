@@ -31,7 +31,7 @@ static void move_row(run_context* ctx, phip_state& s, std::int32_t column, std::
 void rearrange(run_context* ctx, phip_state& s)
 {
     const rearrangement_list& list = s.rearrangement;
-    log_changed_lines(ctx, s.log, innermost_mark(s), s.distances);
+    log_changed_lines(ctx, s.distances);
     replaced_sums sums{0.0, 0.0, false};
     for (std::int32_t i = 0; i < list.count; ++i) {
         const std::int32_t row = list.rows_dst[i];

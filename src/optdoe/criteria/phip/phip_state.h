@@ -2,22 +2,19 @@
 ///
 /// phi_p = (sum over pairs of d^-p)^(1/p), p >= 1. Euclidean distances are kept squared, with half the exponent.
 ///
-/// Who owns what    `distances` own points, lines and the list of changed rows. Totals and copies are derived from
-/// them
-///                  and carry the version they were made from; bring_up_to_date is the one place that makes them
-///                  anew.
-/// Pending          at most one change is pending; every operation begins by finishing it or taking it back.
-///                    exchange       committed, nothing of it is written: `exchange` has the new lines
-///                    evaluation     committed, `totals` are those of fresh lines, `totals_before` those of the lines
-///                    rearrangement  only tried, but written: `trial_mark` undoes it, value and sum are those before
-///                    it
-/// Undo             `column_mark` and, inside it, `trial_mark` share `log`; the design snapshot has a log of its own.
+/// Who owns what   `distances` own points, lines, the list of changed rows and what undoes their changes. Totals and
+///                 copies are derived from them and carry the version they were made from; bring_up_to_date is the
+///                 one place that makes them anew.
+/// Pending         at most one change is pending; every operation begins by finishing it or taking it back.
+///                   exchange       committed, nothing of it is written: `exchange` has the new lines
+///                   evaluation     committed, `totals` are those of fresh lines, `totals_before` those of the lines
+///                   rearrangement  only tried, but written: the trial's mark undoes it, value and sum are those
+///                                  before it
 /// Source: Morris and Mitchell, "Exploratory designs for computational experiments", 1995 (phi-p); the update of two
 /// rows per exchange: Jin, Chen and Sudjianto, "An efficient algorithm for constructing optimal design of computer
 /// experiments", 2005.
 #pragma once
 
-#include "optdoe/criteria/pair_distances.h"
 #include "optdoe/criteria/phip/coarse_copies.h"
 #include "optdoe/criteria/phip/term_totals.h"
 #include "optdoe/criteria/rearrangement_list.h"
@@ -31,7 +28,6 @@ enum class pending_change { none, exchange, evaluation, rearrangement };
 struct phip_exchange {
     std::uint64_t as_of; ///< version of the distances before it; 0: none is computed
     std::int32_t column, a, b;
-    double* vectors;    ///< the block of the lines below
     double* distance_a; ///< [stride] lines of rows a and b after the exchange
     double* distance_b;
     double* old_term_a; ///< [stride] their terms before and after it
@@ -75,7 +71,7 @@ struct phip_root {
 
 struct phip_state : running_sum {
     term_function terms;
-    pair_distances distances;
+    undoable_distances distances; ///< in a trial while a re-arrangement is pending, too
     term_totals totals;
     term_totals totals_before; ///< while an evaluation is pending
     coarse_copies coarse;
@@ -90,17 +86,13 @@ struct phip_state : running_sum {
     std::int32_t fresh_capacity;
     running_sum after_trial; ///< while a re-arrangement is pending
 
-    undo_log log;
-    undo_mark column_mark;
-    undo_mark trial_mark; ///< unset but during a trial and while a re-arrangement is pending
     running_sum saved_column;
-    design_snapshot saved_design;
     running_sum saved_design_sum;
 
     phip_candidates candidates;
     phip_bound_scale bound_scale;
 
-    double* vectors; ///< the block of the scratch lines below, [stride] each
+    double* vectors; ///< the block of the scratch lines below, [stride] each, and of the lines of both exchanges
     double* line;
     double* line_a;
     double* line_b;

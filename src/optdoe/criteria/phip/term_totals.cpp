@@ -18,14 +18,14 @@ double term_of(const term_function& f, double distance)
     return has_floor && d < f.floor ? phip_cap : 1.0 / int_power(d, bits_u32(f.p));
 }
 
-void totals_alloc(run_context* ctx, term_totals& t, const ordered_sum_kernels* kernels, std::int32_t rows,
-                  std::int32_t stride)
+void totals_alloc(run_context* ctx, term_totals& t, std::int32_t rows, std::int32_t stride)
 {
     parallel_vectors vectors(ctx, t.vectors, 7, stride);
     t.row_total = vectors.next(0.0);
     t.row_upper = vectors.next(0.0);
     const rows_on_grid kept{vectors.next(0.0), vectors.next(0.0), vectors.next(infinity)};
-    t.triangle = {kernels, rows, stride, kept, {kept.limit, vectors.next(0.0), vectors.next(infinity)}};
+    t.triangle = {
+        best_ordered_sum_kernels(), rows, stride, kept, {kept.limit, vectors.next(0.0), vectors.next(infinity)}};
 }
 
 void totals_free(run_context* ctx, term_totals& t)

@@ -3,11 +3,9 @@
 /// Term     of a distance d: 1 / int_power(d, p), 1e200 below the floor. Terms are not stored. A re-arrangement makes
 ///          terms without their floor; the distance that such a term belongs to is stored with a minus sign.
 /// Version  both kinds of totals carry the version of the distances that they were made from. Invariant: while that
-/// is
-///          the present version,
-///            row_upper[r] is at least the sum of row r's terms, and row_total[r] is off by row_upper[r] -
-///            row_total[r] at most; a row of the triangle that is known on the grid has the sum and the ties that its
-///            terms give.
+///          is the present version, row_upper[r] is at least the sum of row r's terms, and row_total[r] is off by
+///          row_upper[r] - row_total[r] at most; a row of the triangle that is known on the grid has the sum and the
+///          ties that its terms give.
 #pragma once
 
 #include "optdoe/criteria/phip/phip_kernels.h"
@@ -45,8 +43,7 @@ struct term_totals {
     std::uint64_t triangle_as_of;
 };
 
-void totals_alloc(run_context* ctx, term_totals& t, const ordered_sum_kernels* kernels, std::int32_t rows,
-                  std::int32_t stride);
+void totals_alloc(run_context* ctx, term_totals& t, std::int32_t rows, std::int32_t stride);
 void totals_free(run_context* ctx, term_totals& t);
 
 /// Copies totals of the same size, versions included.
