@@ -40,10 +40,16 @@ static double load_and_evaluate(run_context* ctx, phip_state& s, const double* c
     return s.value;
 }
 
+/// The state with nothing pending.
+static phip_state& settled_state(run_context* ctx)
+{
+    settle(ctx, *ctx->phip);
+    return *ctx->phip;
+}
+
 static double phip_evaluate(run_context* ctx, const double* const* design)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
+    phip_state& s = settled_state(ctx);
     if (design != nullptr)
         return load_and_evaluate(ctx, s, design);
     evaluate_points(ctx, s);
@@ -108,16 +114,13 @@ static double phip_value(run_context* ctx) { return ctx->phip->value; }
 
 static double** phip_copy_design(run_context* ctx, double** out)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
-    return copy_points(s.distances, out);
+    return copy_points(settled_state(ctx).distances, out);
 }
 
 static double phip_apply_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                                const std::int32_t* rows_b)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
+    phip_state& s = settled_state(ctx);
     if (count > 0)
         log_column(s.distances, column);
     return count == 1 ? commit_exchange(ctx, s, column, rows_a[0], rows_b[0])
@@ -127,10 +130,9 @@ static double phip_apply_swaps(run_context* ctx, std::int32_t column, std::int32
 static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_a,
                              const std::int32_t* rows_b)
 {
-    phip_state& s = *ctx->phip;
     if (count < 1)
-        return s.value;
-    settle(ctx, s);
+        return phip_value(ctx);
+    phip_state& s = settled_state(ctx);
     begin_trial(s.distances, column);
     const running_sum before = s;
     const double value = exchange_batch(ctx, s, column, count, rows_a, rows_b);
@@ -142,27 +144,21 @@ static double phip_try_swaps(run_context* ctx, std::int32_t column, std::int32_t
 
 static double phip_try_swap(run_context* ctx, std::int32_t column, std::int32_t a, std::int32_t b)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
-    return try_exchange(s, column, a, b);
+    return try_exchange(settled_state(ctx), column, a, b);
 }
 
 static std::int32_t phip_unique_best_swap(run_context* ctx, std::int32_t column, std::int32_t count,
                                           const std::int32_t* rows_a, const std::int32_t* rows_b, double* best_value)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
-    return unique_best_exchange(ctx, s, column, count, rows_a, rows_b, best_value);
+    return unique_best_exchange(ctx, settled_state(ctx), column, count, rows_a, rows_b, best_value);
 }
 
 static double phip_try_moves(run_context* ctx, std::int32_t column, std::int32_t count, const std::int32_t* rows_dst,
                              const std::int32_t* rows_src)
 {
-    phip_state& s = *ctx->phip;
     if (count < 1)
-        return s.value;
-    settle(ctx, s);
-    return try_rearrangement(ctx, s, column, count, rows_dst, rows_src);
+        return phip_value(ctx);
+    return try_rearrangement(ctx, settled_state(ctx), column, count, rows_dst, rows_src);
 }
 
 static double phip_apply_moves(run_context* ctx, std::int32_t column, std::int32_t count,
@@ -203,16 +199,14 @@ static void phip_restore_column(run_context* ctx, std::int32_t)
 
 static void phip_save_design(run_context* ctx)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
+    phip_state& s = settled_state(ctx);
     save_points_and_lines(ctx, s.distances);
     s.saved_design_sum = s;
 }
 
 static void phip_restore_design(run_context* ctx)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
+    phip_state& s = settled_state(ctx);
     restore_points_and_lines(ctx, s.distances);
     s.value = s.saved_design_sum.value;
     s.term_sum = s.saved_design_sum.term_sum;
@@ -220,8 +214,7 @@ static void phip_restore_design(run_context* ctx)
 
 static double phip_value_of(run_context* ctx, const double* const* design)
 {
-    phip_state& s = *ctx->phip;
-    settle(ctx, s);
+    phip_state& s = settled_state(ctx);
     // Row by row left of the diagonal, so that a fresh evaluation has the same bits.
     double total = 0.0;
     for_each_pair_of(s.distances, design, [&](double distance) { total += term_of(s.terms, distance); });
