@@ -43,7 +43,7 @@ TEST(pairdistances, are_fresh_after_a_fill_and_of_rows_that_are_not_changed)
                     EXPECT_NEAR(present[cell], fresh[cell], 1e-14) << i << ", " << j;
                 }
             }
-        refresh_lines(run.run.ctx(), run.d, nullptr);
+        refresh_lines(run.run.ctx(), run.d);
         EXPECT_EQ(run.d.changed_count, 0);
         EXPECT_EQ(run.all_distances(), fresh_distances(run.d));
     }

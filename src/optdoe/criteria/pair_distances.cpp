@@ -182,7 +182,7 @@ void forget_changes(pair_distances& d, std::int32_t count)
     }
 }
 
-/// No row is changed from now on.
+/// No row is changed from now on: all are fresh.
 static void end_changes(run_context* ctx, pair_distances& d)
 {
     raise_version(d);
@@ -199,11 +199,13 @@ void fill_lines(run_context* ctx, pair_distances& d)
     end_changes(ctx, d);
 }
 
-void refresh_lines(run_context* ctx, pair_distances& d, const double* fresh)
+void refresh_lines(run_context* ctx, pair_distances& d)
 {
-    if (fresh == nullptr)
+    if (!few_rows_are_changed(d))
         return fill_lines(ctx, d);
-    for (std::int32_t i = 0; i < d.changed_count && stores_all_lines(d); ++i)
-        write_line(d, d.changed[i], fresh + static_cast<std::ptrdiff_t>(i) * d.stride);
+    for (std::int32_t i = 0; i < d.changed_count && stores_all_lines(d); ++i) {
+        fresh_line(d, d.changed[i], d.rows, d.line);
+        write_line(d, d.changed[i], d.line);
+    }
     end_changes(ctx, d);
 }

@@ -15,6 +15,7 @@
 #include "optdoe/criteria/distance_kernels.h"
 #include "optdoe/run/run_context.h"
 #include "optdoe/run/run_settings.h"
+#include "optdoe/vectors/line_sizes.h"
 #include "optdoe/vectors/line_store.h"
 
 #include <bit>
@@ -52,6 +53,8 @@ struct pair_distances {
 };
 
 inline bool stores_all_lines(const pair_distances& d) { return d.rows <= d.most_rows_with_all_lines; }
+
+inline bool few_rows_are_changed(const pair_distances& d) { return d.changed_count <= most_rows_one_by_one(d.rows); }
 
 /// The stored line of row r, null: it has none.
 inline double* stored_line(const pair_distances& d, std::int32_t r) { return d.lines.of_row[r]; }
@@ -116,10 +119,9 @@ void store_line(run_context* ctx, pair_distances& d, std::int32_t r, const doubl
 /// The row is changed, its line stays: before its points move by less than distances tell.
 void hold_line(run_context* ctx, pair_distances& d, std::int32_t r);
 
-/// Makes every row fresh: all lines, or those of the changed rows. Same bits.
-///   fresh   in   [changed rows x stride] their fresh lines in the order of the list; null: they are computed
+/// Makes every row fresh: all lines anew, or, where that is less, those of the changed rows. Same bits.
 void fill_lines(run_context* ctx, pair_distances& d);
-void refresh_lines(run_context* ctx, pair_distances& d, const double* fresh);
+void refresh_lines(run_context* ctx, pair_distances& d);
 
 /// Shortens the list of changed rows to its first `count`. The others, whose distances are fresh, lose their lines
 /// where not all are stored.

@@ -5,11 +5,6 @@
 
 #include <algorithm>
 
-constexpr std::int32_t most_kept_lines = 16; ///< storage for so many lines stays between two uses of a log
-
-/// Lines that are logged one by one: of so many, undoing by lines costs less than making every row fresh.
-static std::int32_t most_lines_one_by_one(const pair_distances& d) { return std::max(8, d.rows / 4); }
-
 double entries_bytes(double free_rows, double rows, double factors)
 {
     return 8.0 * rows * factors + least_matrix_bytes(rows, factors, 8.0) +
@@ -55,7 +50,7 @@ static void reserve_log(run_context* ctx, undo_log& log, std::int32_t more, std:
     const std::int32_t needed = log.count + more;
     if (needed <= log.capacity)
         return;
-    const std::int32_t capacity = more == 1 ? std::max(8, 2 * log.capacity) : needed;
+    const std::int32_t capacity = more == 1 ? std::max(least_slab, 2 * log.capacity) : needed;
     const undo_log old = log;
     log.rows = int_vector_alloc(ctx, capacity);
     log.lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(capacity)} * bits_u32(stride));
@@ -109,7 +104,7 @@ void log_line(run_context* ctx, undoable_distances& d, std::int32_t r)
     const undo_mark& mark = innermost_mark(d);
     if (mark.by != undo_by::lines)
         return;
-    if (d.log.count - mark.first >= most_lines_one_by_one(d))
+    if (d.log.count - mark.first >= most_lines_one_by_one(d.rows))
         return log_changed_lines(ctx, d);
     reserve_log(ctx, d.log, 1, d.stride);
     append_line(d.log, d, r);

@@ -3,18 +3,15 @@
 #include "optdoe/run/tracked_storage.h"
 #include "optdoe/run/wrap32.h"
 #include "optdoe/vectors/aligned_tables.h"
+#include "optdoe/vectors/line_sizes.h"
 #include "optdoe/vectors/vectors.h"
 
 #include <algorithm>
 
-constexpr std::int32_t least_slab = 8;    ///< lines
-constexpr std::int32_t usual_lines = 192; ///< that stay: a search needs two for each move between two evaluations
-
-/// From one line to the next: an odd number of vectors. Each fills a cache line, and the cells of a column then fall
-/// on different sets of the caches. Lines of a few vectors are better kept close.
+/// Doubles from one line to the next.
 static std::int32_t spread_pitch(std::int32_t length)
 {
-    return length < 16 * row_multiple ? length : (length / row_multiple | 1) * row_multiple;
+    return length < least_spread_line ? length : (length / row_multiple | 1) * row_multiple;
 }
 
 static double** pointers_alloc(run_context* ctx, std::int32_t count)

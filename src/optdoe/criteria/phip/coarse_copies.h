@@ -32,8 +32,7 @@ struct coarse_column {
     double highest;
     double middle;      ///< between these
     double entry_scale; ///< steps of an entry
-    double slope_scale; ///< steps, in 2^-16 of those of an entry, by which a distance changes for a slope of 1, see
-                        ///< coarse_doubt
+    double slope_scale; ///< steps, in 2^-16 of those of an entry, by which a distance changes for a slope of 1
     double far_term;    ///< upper bound of a term that is too far to count after an exchange in this column
     std::uint16_t bias; ///< added to every change of a distance: none is then below 0 or above twice as much
     bool has_equal;     ///< some of its entries may be equal (equal_entries)

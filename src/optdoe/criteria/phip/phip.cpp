@@ -102,8 +102,7 @@ static void phip_release(run_context* ctx)
         totals_free(ctx, *totals);
     coarse_free(ctx, s.coarse);
     rearrangement_free(ctx, s.rearrangement);
-    candidates_free(ctx, s.candidates);
-    for (double* v : {s.fresh_lines, s.vectors})
+    for (double* v : {s.candidates.lower, s.vectors})
         aligned_free_doubles(ctx, v);
     const undoable_distances released = s.distances;
     s = {};

@@ -14,22 +14,15 @@
 constexpr double surely_worse = 1.0 + 1e-9; ///< step 6 of the proof
 constexpr double least_share = 1e-7;        ///< step 8: least totals as a share of the present sum
 
-void candidates_free(run_context* ctx, phip_candidates& candidates)
-{
-    aligned_free_doubles(ctx, candidates.lower);
-    aligned_free_doubles(ctx, reinterpret_cast<double*>(candidates.new_terms));
-    vectors_free(ctx, {candidates.left});
-    candidates = {};
-}
-
 static void reserve_candidates(run_context* ctx, phip_candidates& candidates, std::int32_t count)
 {
     if (count <= candidates.capacity)
         return;
-    candidates_free(ctx, candidates);
-    candidates.lower = aligned_alloc_doubles(ctx, bits_u32(count));
-    candidates.new_terms = reinterpret_cast<float*>(aligned_alloc_doubles(ctx, (bits_u32(count) + 1) / 2));
-    candidates.left = int_vector_alloc(ctx, count + 1);
+    aligned_free_doubles(ctx, candidates.lower);
+    candidates = {};
+    candidates.lower = aligned_alloc_doubles(ctx, std::size_t{2} * bits_u32(count) + 1);
+    candidates.new_terms = reinterpret_cast<float*>(candidates.lower + count);
+    candidates.left = reinterpret_cast<std::int32_t*>(candidates.new_terms + count);
     candidates.capacity = count;
 }
 

@@ -3,8 +3,6 @@
 
 #include "optdoe/criteria/phip/phip_state.h"
 
-void candidates_free(run_context* ctx, phip_candidates& candidates);
-
 /// crit_unique_best_swap; nothing is pending. phip_bounds.h has the proof that it is the one that trying all would
 /// give. A commit of the exchange that it returns finds its lines computed.
 std::int32_t unique_best_exchange(run_context* ctx, phip_state& s, std::int32_t column, std::int32_t count,

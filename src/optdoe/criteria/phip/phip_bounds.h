@@ -5,12 +5,10 @@
 /// all trials are sorted. What follows shows which candidates it cannot be.
 ///
 ///  1. Errors of sums. The sums of a trial have at most 2 n positive terms and are off by at most 2 n units in the
-///  last
-///     place of all that is added up; so are the sums of bounds, and T. A slack of 8 n + 32 units (slack_unit times
-///     what is added up) covers all of them.
+///     last place of all that is added up; so are the sums of bounds, and T. A slack of 8 n + 32 units (slack_unit
+///     times what is added up) covers all of them.
 ///  2. Old terms from above. row_upper of both rows is at least their terms (term_totals.h). It has the pair's own
-///  term
-///     twice, which stays: it may be taken off again (gain_of_pair).
+///     term twice, which stays: it may be taken off again (gain_of_pair).
 ///  3. New terms from below. A copied distance after an exchange is off by coarse_doubt at most (coarse_copies.h).
 ///     Counted as if they were larger by twice that, distances give terms that are no larger; what is too far to
 ///     count is less than far_term; sums in single precision are off by bound_error. Any part of the new terms is a
@@ -26,10 +24,9 @@
 ///  7. Those left are computed exactly. A unique least value comes first in every sort. Of two equal ones the order
 ///     depends on the sort's path through all values: then nothing is told.
 ///  8. Where any of this does not hold, nothing is told: T or best near the cap or the smallest numbers, infinite
-///  bounds,
-///     totals below 1e-8 of the old terms, whose trials sum in full. The last cannot be among the dropped: old is
-///     part of T, up to the factor 4 that is checked, and best is at least 1e-7 T. A bound that is not a number drops
-///     nothing. Equal entries leave the sum T: their bounds say so.
+///     bounds, totals below 1e-8 of the old terms, whose trials sum in full. The last cannot be among the dropped:
+///     old is part of T, up to the factor 4 that is checked, and best is at least 1e-7 T. A bound that is not a
+///     number drops nothing. Equal entries leave the sum T: their bounds say so.
 #pragma once
 
 #include "optdoe/criteria/phip/phip_state.h"

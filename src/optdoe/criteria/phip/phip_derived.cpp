@@ -41,12 +41,13 @@ void bring_up_to_date(phip_state& s)
 }
 
 /// Adds up a triangle of few rows, or takes it row by row on the grid.
-///   line_of_row   (j) -> the first j distances of row j
-template <class LineOfRow>
-static double sum_lines(phip_state& s, std::int32_t count, const replaced_line* replaced, LineOfRow line_of_row)
+///   fresh   take the terms that points give from scratch, not those of the lines
+static double sum_lines(phip_state& s, bool fresh, std::int32_t count, const replaced_line* replaced)
 {
-    const auto row_of = [&](std::int32_t j) {
-        terms_of_line(s.terms, padded_length(j), line_of_row(j), s.old_terms);
+    const auto row_of = [&s, fresh](std::int32_t j) {
+        if (fresh)
+            fresh_line(s.distances, j, j, s.line);
+        terms_of_line(s.terms, padded_length(j), fresh ? s.line : line_of(s.distances, j, j, s.line), s.old_terms);
         return s.old_terms;
     };
     if (s.distances.rows > few_rows)
@@ -65,16 +66,10 @@ double sum_of_terms(phip_state& s, std::int32_t count, const replaced_line* repl
     if (!in_step(s).triangle)
         forget_rows(s.totals.triangle);
     s.totals.triangle_as_of = s.distances.version;
-    return sum_lines(s, count, replaced, [&s](std::int32_t j) { return line_of(s.distances, j, j, s.line); });
+    return sum_lines(s, false, count, replaced);
 }
 
-double sum_of_fresh_terms(phip_state& s)
-{
-    return sum_lines(s, 0, nullptr, [&s](std::int32_t j) {
-        fresh_line(s.distances, j, j, s.line);
-        return s.line;
-    });
-}
+double sum_of_fresh_terms(phip_state& s) { return sum_lines(s, true, 0, nullptr); }
 
 void replace_line(run_context* ctx, phip_state& s, std::int32_t r, const double* distances,
                   const replaced_line& terms)
@@ -83,7 +78,7 @@ void replace_line(run_context* ctx, phip_state& s, std::int32_t r, const double*
     if (was.rows)
         replace_in_row_totals(s.terms, s.totals, terms);
     if (was.triangle)
-        replace_in_triangle(s.totals, terms);
+        replace_line_on_grid(s.totals.triangle, terms);
     if (was.copies)
         coarse_change_line(s.coarse, r, distances);
     store_line(ctx, s.distances, r, distances);

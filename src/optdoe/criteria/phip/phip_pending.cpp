@@ -3,21 +3,18 @@
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/criteria/phip/phip_derived.h"
 #include "optdoe/criteria/phip/phip_exchange.h"
-#include "optdoe/criteria/phip/phip_sizes.h"
 #include "optdoe/run/wrap32.h"
-#include "optdoe/vectors/vectors.h"
 
 #include <cstring>
 #include <utility>
 
 /// Makes the changed rows fresh. The copies stay in step, as rounding is within their doubt, but where equal entries
 /// differ.
-///   fresh   as in refresh_lines
-static void refresh_changed_rows(run_context* ctx, phip_state& s, const double* fresh)
+static void refresh_changed_rows(run_context* ctx, phip_state& s)
 {
     log_changed_lines(ctx, s.distances);
     const bool copies_stay = in_step(s).copies && !s.coarse.has_nearly_equal;
-    refresh_lines(ctx, s.distances, fresh);
+    refresh_lines(ctx, s.distances);
     keep_in_step(s, {false, false, copies_stay});
 }
 
@@ -25,7 +22,7 @@ static void refresh_changed_rows(run_context* ctx, phip_state& s, const double* 
 static void finish_evaluation(run_context* ctx, phip_state& s)
 {
     const derived_in_step totals = in_step(s);
-    refresh_changed_rows(ctx, s, totals.rows ? s.fresh_lines : nullptr);
+    refresh_changed_rows(ctx, s);
     keep_in_step(s, {totals.rows, totals.triangle, false});
 }
 
@@ -68,36 +65,22 @@ void settle(run_context* ctx, phip_state& s)
         finish(ctx, s);
 }
 
-/// Room for the fresh lines of the changed rows, where all lines are stored.
-static void reserve_fresh_lines(run_context* ctx, phip_state& s)
-{
-    const pair_distances& d = s.distances;
-    if (!stores_all_lines(d) || d.changed_count <= s.fresh_capacity)
-        return;
-    aligned_free_doubles(ctx, s.fresh_lines);
-    s.fresh_lines = nullptr;
-    s.fresh_lines = aligned_alloc_doubles(ctx, std::size_t{bits_u32(d.changed_count)} * bits_u32(d.stride));
-    s.fresh_capacity = d.changed_count;
-}
-
 /// Replaces the terms of the changed rows in the totals by those of fresh lines, one row after the other: the pairs
 /// with rows before it are fresh then.
-static void refresh_totals(run_context* ctx, phip_state& s)
+static void refresh_totals(phip_state& s)
 {
     const pair_distances& d = s.distances;
-    reserve_fresh_lines(ctx, s);
     for (std::int32_t i = 0; i < d.changed_count; ++i) {
         const std::int32_t r = d.changed[i];
-        double* fresh = stores_all_lines(d) ? s.fresh_lines + static_cast<std::ptrdiff_t>(i) * d.stride : s.line;
-        fresh_line(d, r, d.rows, fresh);
+        fresh_line(d, r, d.rows, s.line);
         std::memcpy(s.line_a, stored_line(d, r), bits_u32(d.stride) * sizeof(double));
         for (std::int32_t before = 0; before < i; ++before)
-            s.line_a[d.changed[before]] = fresh[d.changed[before]];
+            s.line_a[d.changed[before]] = s.line[d.changed[before]];
         terms_of_line(s.terms, d.stride, s.line_a, s.old_terms);
-        terms_of_line(s.terms, d.stride, fresh, s.new_terms);
+        terms_of_line(s.terms, d.stride, s.line, s.new_terms);
         const replaced_line terms{r, s.old_terms, s.new_terms};
         replace_in_row_totals(s.terms, s.totals, terms);
-        replace_in_triangle(s.totals, terms);
+        replace_line_on_grid(s.totals.triangle, terms);
     }
 }
 
@@ -105,12 +88,12 @@ void evaluate_points(run_context* ctx, phip_state& s)
 {
     const derived_in_step now = in_step(s);
     if (s.distances.column_mark.by == undo_by::unset) {
-        refresh_changed_rows(ctx, s, nullptr);
+        refresh_changed_rows(ctx, s);
         return set_sum(s, sum_of_terms(s));
     }
-    if (now.rows && now.triangle && s.distances.changed_count <= most_rows_replaced_in_totals(s.distances.rows)) {
+    if (now.rows && now.triangle && few_rows_are_changed(s.distances)) {
         copy_totals(s.totals, s.totals_before);
-        refresh_totals(ctx, s);
+        refresh_totals(s);
     } else {
         std::swap(s.totals, s.totals_before);
         s.totals.rows_as_of = 0;

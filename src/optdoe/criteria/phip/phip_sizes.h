@@ -12,7 +12,3 @@ inline constexpr std::int32_t few_rows = 16;
 /// compute. Of more rows only the lines of changed rows are, so that an exchange writes along rows and the memory of
 /// an n x n table is saved.
 inline constexpr std::int32_t most_rows_with_all_lines = 640;
-
-/// Before an evaluation under a column's mark, so many changed rows of `rows` have their terms replaced in the totals
-/// one by one; with more of them all totals are made anew.
-inline std::int32_t most_rows_replaced_in_totals(std::int32_t rows) { return rows / 2; }

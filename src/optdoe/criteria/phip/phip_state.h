@@ -45,10 +45,10 @@ struct running_sum {
     std::int32_t update_count; ///< committed updates since the last full sum, 0..5
 };
 
-/// Scratch of the best of several exchanges.
+/// Scratch of the best of several exchanges, in one block.
 struct phip_candidates {
     std::int32_t capacity;
-    double* lower;      ///< [capacity] lower bound of the total
+    double* lower;      ///< [capacity] lower bound of the total; the block
     float* new_terms;   ///< [capacity] of some new terms, over the term of the reference distance
     std::int32_t* left; ///< [capacity + 1] those that the first bound leaves
     std::int32_t left_count;
@@ -81,9 +81,6 @@ struct phip_state : running_sum {
     phip_exchange exchange;
     phip_exchange other_exchange; ///< room for another one beside it
     rearrangement_list rearrangement;
-    double* fresh_lines; ///< [fresh_capacity x stride] of the changed rows, while an evaluation is pending whose row
-                         ///< totals are in step, and all lines are stored
-    std::int32_t fresh_capacity;
     running_sum after_trial; ///< while a re-arrangement is pending
 
     running_sum saved_column;

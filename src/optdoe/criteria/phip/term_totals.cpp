@@ -57,5 +57,3 @@ void replace_in_row_totals(const term_function& f, term_totals& t, const replace
     f.kernels->replace_terms(t.triangle.stride, line.before, line.after, t.row_total, t.row_upper);
     set_row_total(f, t, line.line, line.after);
 }
-
-void replace_in_triangle(term_totals& t, const replaced_line& line) { replace_line_on_grid(t.triangle, line); }

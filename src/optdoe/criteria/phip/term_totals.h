@@ -52,6 +52,5 @@ void copy_totals(const term_totals& from, term_totals& to);
 /// Sets the total of row r from its terms.
 void set_row_total(const term_function& f, term_totals& t, std::int32_t r, const double* terms);
 
-/// Keeps the totals of rows, or the triangle, in step when one line of terms is replaced.
+/// Keeps the totals of rows in step when one line of terms is replaced.
 void replace_in_row_totals(const term_function& f, term_totals& t, const replaced_line& line);
-void replace_in_triangle(term_totals& t, const replaced_line& line);
