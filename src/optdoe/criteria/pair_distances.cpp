@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <utility>
 
 constexpr kernel_variants<distance_kernels> distance_kernel_variants
 {
@@ -97,10 +96,9 @@ void set_point(pair_distances& d, std::int32_t r, std::int32_t column, double x)
 
 void swap_points(pair_distances& d, std::int32_t a, std::int32_t b, std::int32_t column)
 {
-    raise_version(d);
-    double* x = column_line(d, column);
-    std::swap(d.points[a][column], d.points[b][column]);
-    std::swap(x[a], x[b]);
+    const double x = d.points[a][column];
+    set_point(d, a, column, d.points[b][column]);
+    set_point(d, b, column, x);
 }
 
 void fresh_line(const pair_distances& d, std::int32_t r, std::int32_t count, double* out)

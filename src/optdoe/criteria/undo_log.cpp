@@ -31,18 +31,18 @@ void undoable_alloc(run_context* ctx, undoable_distances& d, std::uint32_t free_
     distances_alloc(ctx, d, free_rows, fixed_rows, factors, weights);
     d.column_mark.entries = aligned_alloc_doubles(ctx, std::size_t{2} * bits_u32(d.stride));
     d.trial_mark.entries = d.column_mark.entries + d.stride;
-    d.saved_design.points = double_matrix_alloc(ctx, d.free_rows, factors);
+    d.saved_points = double_matrix_alloc(ctx, d.free_rows, factors);
 }
 
 void undoable_free(run_context* ctx, undoable_distances& d)
 {
     distances_free(ctx, d);
-    for (undo_log* log : {&d.log, &d.saved_design.log})
+    for (undo_log* log : {&d.log, &d.saved_lines})
         free_log(ctx, *log);
     aligned_free_doubles(ctx, d.column_mark.entries);
-    matrix_free(ctx, d.saved_design.points);
+    matrix_free(ctx, d.saved_points);
     d.column_mark = d.trial_mark = {};
-    d.saved_design = {};
+    d.saved_points = nullptr;
 }
 
 static void reserve_log(run_context* ctx, undo_log& log, std::int32_t more, std::int32_t stride)
@@ -147,31 +147,30 @@ void load_points(run_context* ctx, undoable_distances& d, const double* const* d
 
 void save_points_and_lines(run_context* ctx, undoable_distances& d)
 {
-    design_snapshot& s = d.saved_design;
     for (std::int32_t f = 0; f < d.free_rows; ++f)
-        std::copy_n(d.points[d.fixed_rows + f], d.factors, s.points[f]);
-    s.version = d.version;
-    clear_log(ctx, s.log);
-    append_changed_lines(ctx, s.log, d);
+        std::copy_n(d.points[d.fixed_rows + f], d.factors, d.saved_points[f]);
+    d.saved_version = d.version;
+    clear_log(ctx, d.saved_lines);
+    append_changed_lines(ctx, d.saved_lines, d);
 }
 
 void restore_points_and_lines(run_context* ctx, undoable_distances& d)
 {
-    const design_snapshot& s = d.saved_design;
     log_changed_lines(ctx, d);
     for (std::int32_t f = 0; f < d.free_rows; ++f)
         for (std::int32_t k = 0; k < d.factors; ++k)
-            load_point(d, d.fixed_rows + f, k, s.points[f][k]);
+            load_point(d, d.fixed_rows + f, k, d.saved_points[f][k]);
     fill_lines(ctx, d);
-    for (std::int32_t i = s.log.count; i-- > 0;)
-        store_line(ctx, d, s.log.rows[i], s.log.lines + static_cast<std::ptrdiff_t>(i) * d.stride);
-    d.version = s.version;
+    const undo_log& saved = d.saved_lines;
+    for (std::int32_t i = saved.count; i-- > 0;)
+        store_line(ctx, d, saved.rows[i], saved.lines + static_cast<std::ptrdiff_t>(i) * d.stride);
+    d.version = d.saved_version;
 }
 
 void copy_saved_points(const undoable_distances& d, double** out)
 {
     for (std::int32_t r = 0; r < d.rows; ++r) {
-        const double* from = r < d.fixed_rows ? d.points[r] : d.saved_design.points[r - d.fixed_rows];
+        const double* from = r < d.fixed_rows ? d.points[r] : d.saved_points[r - d.fixed_rows];
         for (std::int32_t k = 0; k < d.factors; ++k)
             out[r][k] = caller_entry(d, from[k], k);
     }

@@ -36,19 +36,14 @@ struct undo_mark {
     std::int32_t first;         ///< lines in the log, at the mark
 };
 
-/// A copy of the points, and a log that holds the lines of all changed rows.
-struct design_snapshot {
-    double** points; ///< [free rows x factors]
-    std::uint64_t version;
-    undo_log log;
-};
-
 /// Points and lines, and all that undoing their changes takes.
 struct undoable_distances : pair_distances {
     undo_log log;
     undo_mark column_mark;
-    undo_mark trial_mark; ///< unset but from the begin of a trial until it is undone or kept
-    design_snapshot saved_design;
+    undo_mark trial_mark;  ///< unset but from the begin of a trial until it is undone or kept
+    double** saved_points; ///< [free rows x factors] of the design snapshot
+    undo_log saved_lines;  ///< of the rows that were changed then
+    std::uint64_t saved_version;
 };
 
 /// As distances_alloc and distances_free, with the room to undo; both marks are unset.

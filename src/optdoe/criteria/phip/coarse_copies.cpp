@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 constexpr double most_entry = 32700.0;      ///< steps of an entry, of a slope, and of two changes of a distance
 constexpr double most_steps = 65000.0;      ///< of a distance that counts
@@ -165,12 +164,6 @@ void coarse_set_entry(coarse_copies& c, std::int32_t r, std::int32_t column, dou
     const double steps = (x - c.column[column].middle) * c.column[column].entry_scale;
     c.columns[static_cast<std::ptrdiff_t>(column) * c.stride + r] =
         std::fabs(steps) < INT16_MAX ? static_cast<std::int16_t>(std::lrint(steps)) : std::int16_t{0};
-}
-
-void coarse_swap_entries(coarse_copies& c, std::int32_t a, std::int32_t b, std::int32_t column)
-{
-    std::int16_t* copies = c.columns + static_cast<std::ptrdiff_t>(column) * c.stride;
-    std::swap(copies[a], copies[b]);
 }
 
 void coarse_set_line(coarse_copies& c, std::int32_t r, const double* distances)

@@ -79,9 +79,6 @@ bool coarse_is_usable(const coarse_copies& c);
 /// Copies one entry. This and the functions below do nothing while the copies are not usable.
 void coarse_set_entry(coarse_copies& c, std::int32_t r, std::int32_t column, double x);
 
-/// The copies of two entries change places, as the entries do.
-void coarse_swap_entries(coarse_copies& c, std::int32_t a, std::int32_t b, std::int32_t column);
-
 /// Copies the lines of all rows, one after the other from row 0.
 ///   distances   [rows] of row r
 void coarse_set_line(coarse_copies& c, std::int32_t r, const double* distances);

@@ -106,11 +106,9 @@ void replace_entry(phip_state& s, std::int32_t r, std::int32_t column, double x)
 
 void exchange_entries(phip_state& s, std::int32_t a, std::int32_t b, std::int32_t column)
 {
-    const derived_in_step was = in_step(s);
-    swap_points(s.distances, a, b, column);
-    if (was.copies)
-        coarse_swap_entries(s.coarse, a, b, column);
-    keep_in_step(s, was);
+    const double x = s.distances.points[a][column];
+    replace_entry(s, a, column, s.distances.points[b][column]);
+    replace_entry(s, b, column, x);
 }
 
 void exchange_equal_entries(run_context* ctx, phip_state& s, std::int32_t a, std::int32_t b, std::int32_t column)
