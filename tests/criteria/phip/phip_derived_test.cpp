@@ -159,7 +159,7 @@ TEST(phipderived, undoing_brings_the_version_back_and_what_follows_with_it)
         run.swap(1, 3, 7);
         run.swap(1, 7, 12);
         finish(run.ctx(), s);
-        undo_changes(run.ctx(), s, s.column_mark);
+        undo_changes(run.ctx(), s, s.distances.column_mark);
         EXPECT_EQ(points_and_lines(s), before);
         EXPECT_TRUE(in_step(s).rows && in_step(s).triangle && in_step(s).copies);
         EXPECT_EQ(broken_phip_invariant(run.ctx()), "");
