@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -33,14 +34,17 @@ void for_each_variant(Check check)
 void expect_the_bits_of_the_chain(double total, const std::vector<double>& x)
 {
     const double expected = one_by_one(total, x);
+    const bool has_negative = std::any_of(x.begin(), x.end(), [](double summand) { return summand < 0.0; });
     for_each_variant([&](const ordered_sum_kernels& kernels) {
-        const double found = add_in_order(kernels, total, static_cast<std::int32_t>(x.size()), x.data());
-        if (std::isnan(expected))
-            EXPECT_TRUE(std::isnan(found)) << kernels.name;
-        else
-            EXPECT_EQ(std::bit_cast<std::uint64_t>(found), std::bit_cast<std::uint64_t>(expected))
-                << kernels.name << ", " << x.size() << " summands to " << total << ": " << found << " for "
-                << expected;
+        for (const auto add : {add_in_order, has_negative ? add_in_order : add_positive_in_order}) {
+            const double found = add(kernels, total, static_cast<std::int32_t>(x.size()), x.data());
+            if (std::isnan(expected))
+                EXPECT_TRUE(std::isnan(found)) << kernels.name;
+            else
+                EXPECT_EQ(std::bit_cast<std::uint64_t>(found), std::bit_cast<std::uint64_t>(expected))
+                    << kernels.name << ", " << x.size() << " summands to " << total << ": " << found << " for "
+                    << expected;
+        }
     });
 }
 

@@ -90,6 +90,8 @@ TEST(orderedsumkernels, what_is_too_large_or_no_number_is_told)
             EXPECT_EQ(ordered_sum_kernels_plain.sum_on_grid(n, x.data(), limit).ties,
                       std::numeric_limits<double>::infinity());
             expect_same_sums(&ordered_sum_kernels::sum_on_grid, x, true);
+            if (!(strange < 0.0))
+                expect_same_sums(&ordered_sum_kernels::sum_positive_on_grid, x, true);
         }
     }
 }

@@ -12,14 +12,16 @@ constexpr kernel_variants<ordered_sum_kernels> ordered_sum_kernel_variants
 
 const ordered_sum_kernels* best_ordered_sum_kernels() { return best_variant(ordered_sum_kernel_variants); }
 
+using grid_kernel = decltype(ordered_sum_kernels::sum_on_grid);
+
 /// Steps 2 to 4: adds the summands at once where the proof holds.
 ///   returns false when it does not; the total is then as before
-static bool add_on_grid(const ordered_sum_kernels& kernels, double& total, std::int32_t count, const double* x)
+static bool add_on_grid(grid_kernel sum_on_grid, double& total, std::int32_t count, const double* x)
 {
     const double limit = grid_limit(total);
     if (limit == 0.0)
         return false;
-    const grid_sum sum = kernels.sum_on_grid(count, x, limit);
+    const grid_sum sum = sum_on_grid(count, x, limit);
     const double most = total + sum.above;
     const double least = total + sum.below;
     const bool stays =
@@ -30,19 +32,29 @@ static bool add_on_grid(const ordered_sum_kernels& kernels, double& total, std::
     return true;
 }
 
-double add_in_order(const ordered_sum_kernels& kernels, double total, std::int32_t count, const double* x)
+static double add_with(grid_kernel sum_on_grid, double total, std::int32_t count, const double* x)
 {
     constexpr std::int32_t part = 64;
-    if (count > part && add_on_grid(kernels, total, count, x))
+    if (count > part && add_on_grid(sum_on_grid, total, count, x))
         return total;
     for (std::int32_t first = 0; first < count; first += part) {
         const std::int32_t length = std::min(part, count - first);
-        if (length == part && add_on_grid(kernels, total, length, x + first))
+        if (length == part && add_on_grid(sum_on_grid, total, length, x + first))
             continue;
         for (std::int32_t i = first; i < first + length; ++i)
             total += x[i];
     }
     return total;
+}
+
+double add_in_order(const ordered_sum_kernels& kernels, double total, std::int32_t count, const double* x)
+{
+    return add_with(kernels.sum_on_grid, total, count, x);
+}
+
+double add_positive_in_order(const ordered_sum_kernels& kernels, double total, std::int32_t count, const double* x)
+{
+    return add_with(kernels.sum_positive_on_grid, total, count, x);
 }
 
 constexpr double infinity = __builtin_inf();

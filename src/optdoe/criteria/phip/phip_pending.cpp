@@ -122,8 +122,8 @@ static void move_row(run_context* ctx, phip_state& s, std::int32_t column, std::
     s.terms.kernels->terms(s.terms.p, 0.0, d.stride, s.line, s.new_terms);
     terms_of_line(s.terms, d.stride, line, s.old_terms);
     // The row's own term is 0.
-    sums.old_sum = add_in_order(*s.totals.triangle.kernels, sums.old_sum, d.rows, s.old_terms);
-    sums.new_sum = add_in_order(*s.totals.triangle.kernels, sums.new_sum, d.rows, s.new_terms);
+    sums.old_sum = add_positive_in_order(*s.totals.triangle.kernels, sums.old_sum, d.rows, s.old_terms);
+    sums.new_sum = add_positive_in_order(*s.totals.triangle.kernels, sums.new_sum, d.rows, s.new_terms);
     mark_terms_without_floor(d.rows, s.terms.floor, s.line);
     store_line(ctx, d, row, s.line);
 }
@@ -156,6 +156,7 @@ double try_rearrangement(run_context* ctx, phip_state& s, std::int32_t column, s
 {
     list_rearrangement(ctx, s.rearrangement, column, column_line(s.distances, column), count, rows_dst, rows_src);
     begin_trial(s.distances, column);
+    reserve_lines(ctx, s.distances.lines, count); // in one block: they are read across
     const running_sum before = s;
     rearrange(ctx, s);
     s.after_trial = s;
