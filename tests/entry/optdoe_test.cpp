@@ -173,6 +173,50 @@ TEST(optdoe, extras_that_ask_for_nothing_change_nothing)
     EXPECT_TRUE(std::equal(plain.lines.begin(), plain.lines.end() - 1, other.lines.begin()));
 }
 
+TEST(optdoe, a_counter_of_its_own_makes_a_run_depend_on_its_arguments_alone)
+{
+    choice_counter = 5;
+    std::optional<std::vector<std::int32_t>> first;
+    for (int before = 0; before < 4; ++before) {
+        std::atomic<std::uint32_t> rotation{0};
+        run_extras extras{};
+        extras.rotation = &rotation;
+        hosted host;
+        const auto design = host.run(9, 4, 1.0, 5, &extras);
+        ASSERT_TRUE(design);
+        EXPECT_GT(rotation.load(), 0u);
+        EXPECT_EQ(choice_counter.load(), 5u + static_cast<std::uint32_t>(before)) << "the process's counter moved";
+        EXPECT_EQ(design, first ? first : design);
+        first = design;
+        ++choice_counter; // as another run would
+    }
+    choice_counter = 0;
+    hosted host;
+    EXPECT_EQ(host.run(9, 4, 1.0, 5), first);
+}
+
+TEST(optdoe, an_interrupted_run_ends_wherever_it_reads_the_clock)
+{
+    // The clock is read before the pre-improvement, after each of its columns, and before each round.
+    const auto ends_after = [](int readings) {
+        int left = readings;
+        run_outcome outcome{};
+        run_extras extras{};
+        extras.outcome = &outcome;
+        extras.user = &left;
+        extras.interrupted = [](void* user) { return (*static_cast<int*>(user))-- == 0; };
+        hosted host;
+        EXPECT_TRUE(host.run(9, 3, 1.0, 5, &extras));
+        EXPECT_EQ(outcome.reason, end_reason::time_limit);
+        return outcome.iterations;
+    };
+    EXPECT_EQ(ends_after(0), 0);
+    EXPECT_EQ(ends_after(30), 0);
+    EXPECT_EQ(ends_after(61), 0);
+    EXPECT_EQ(ends_after(62), 1);
+    EXPECT_EQ(ends_after(65), 4);
+}
+
 TEST(optdoe, a_starting_design_takes_the_place_of_the_random_one)
 {
     // The design shuffled from the seed, given by hand, leads to the same result: the search seeds the generator

@@ -18,11 +18,11 @@ static void throw_exhausted_on_entry(jni::Env* env)
 
 /// The only setjmp, in a function with nothing else to do.
 static jni::Object run_guarded(run_context* ctx, std::int32_t nsamples, std::int32_t nfactors,
-                               double max_time_minutes, std::uint32_t seed32, const run_extras& extras)
+                               double max_time_minutes, std::uint32_t seed32)
 {
     if (setjmp(ctx->globals->error_exit) != 0)
         return nullptr; // arrived from the error exit: no local of this frame is read
-    return run_driver(ctx, nsamples, nfactors, max_time_minutes, seed32, extras);
+    return run_driver(ctx, nsamples, nfactors, max_time_minutes, seed32);
 }
 
 jni::Object optdoe_run(jni::Env* env, jni::Object self, std::int32_t nsamples, std::int32_t nfactors,
@@ -40,8 +40,10 @@ jni::Object optdoe_run(jni::Env* env, jni::Object self, std::int32_t nsamples, s
     }
     const bool ready = run_slots_open(ctx, env, self);
     jni::Object result = nullptr;
-    if (ready)
-        result = run_guarded(ctx, nsamples, nfactors, max_time_minutes, static_cast<std::uint32_t>(seed), given);
+    if (ready) {
+        ctx->globals->extras = given;
+        result = run_guarded(ctx, nsamples, nfactors, max_time_minutes, static_cast<std::uint32_t>(seed));
+    }
     // The search has told why it ended; the host may have thrown at one of the lines after that.
     if (result == nullptr && given.outcome != nullptr)
         given.outcome->reason = end_reason::failed;

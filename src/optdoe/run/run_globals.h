@@ -2,6 +2,7 @@
 #pragma once
 
 #include "optdoe/run/jni_abi.h"
+#include "optdoe/run/run_extras.h"
 #include "optdoe/run/run_settings.h"
 
 #include <csetjmp>
@@ -11,6 +12,7 @@
 struct allocation_chunk;
 
 struct run_globals {
+    run_extras extras;          ///< what the caller added to its arguments
     run_settings settings;      ///< what steers criteria and search
     double** design;            ///< [nsamples x nfactors] matrix; null until the driver has made it
     std::int32_t start_ticks;   ///< monotonic milliseconds at entry, low 32 bits

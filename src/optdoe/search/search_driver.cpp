@@ -3,6 +3,7 @@
 #include "optdoe/criteria/criterion.h"
 #include "optdoe/numeric/random_numbers.h"
 #include "optdoe/run/messages.h"
+#include "optdoe/run/run_globals.h"
 #include "optdoe/run/run_settings.h"
 #include "optdoe/run/settings_table.h"
 #include "optdoe/run/wrap32.h"
@@ -36,7 +37,13 @@ static void record_best(run_context* ctx, double value, double** design_out)
 /// False for an objective that is not a number.
 static bool target_reached(const search_state& s) { return s.best_value - s.target_value <= s.target_value * 1e-15; }
 
-static bool time_is_left(run_context* ctx) { return check_time_budget(ctx, ctx->search->time_budget_ms) != 0; }
+static bool time_is_left(run_context* ctx)
+{
+    run_globals& globals = *ctx->globals;
+    if (globals.extras.interrupted != nullptr && globals.extras.interrupted(globals.extras.user))
+        globals.within_budget = 0;
+    return check_time_budget(ctx, ctx->search->time_budget_ms) != 0;
+}
 
 /// Begins a round: false, with the reason, when the time is spent or the host asks to stop.
 static bool begin_round(run_context* ctx)
@@ -102,7 +109,9 @@ static std::int32_t choose_factor(run_context* ctx)
         while (position < s.active_count - 1 && !(s.factor_cumulative_weight[position] > u))
             ++position;
     } else {
-        const std::uint32_t turn = choice_counter.fetch_add(1, std::memory_order_relaxed) + 1;
+        std::atomic<std::uint32_t>* own = ctx->globals->extras.rotation;
+        std::atomic<std::uint32_t>& rotation = own != nullptr ? *own : choice_counter;
+        const std::uint32_t turn = rotation.fetch_add(1, std::memory_order_relaxed) + 1;
         position = wrap_i32(turn % bits_u32(s.active_count));
     }
     return s.active_factors[position];

@@ -22,6 +22,7 @@ double run_search(run_context* ctx, double** design_out);
 /// A count of the work done: moves for method 2, else max_candidates x inner_moves x iterations, wrapping.
 std::int32_t search_effort(const run_context* ctx);
 
-/// The process-wide counter of round-robin factor choices: shared by all runs, never reset, relaxed. Successive runs
-/// go on with the rotation where the last one stopped; runs at the same time draw from it in turn.
+/// The process-wide counter of round-robin factor choices, for runs without a counter of their own (run_extras):
+/// shared by them, never reset, relaxed. Successive runs go on with the rotation where the last one stopped; runs at
+/// the same time draw from it in turn.
 extern std::atomic<std::uint32_t> choice_counter;
