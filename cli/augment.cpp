@@ -1,14 +1,14 @@
 #include "cli/commands.h"
 
-#include "cli/criteria.h"
-#include "cli/csv_reader.h"
-#include "cli/engine.h"
-#include "cli/errors.h"
-#include "cli/memory.h"
+#include "api/designs/start_designs.h"
+#include "api/designs/strata.h"
+#include "api/runs/engine.h"
+#include "api/runs/memory.h"
+#include "api/settings/criteria.h"
+#include "api/text/csv_reader.h"
+#include "api/text/errors.h"
 #include "cli/result.h"
 #include "cli/signals.h"
-#include "cli/start_designs.h"
-#include "cli/strata.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

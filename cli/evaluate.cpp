@@ -1,8 +1,8 @@
 #include "cli/commands.h"
 
-#include "cli/errors.h"
-#include "cli/evaluation.h"
-#include "cli/output_file.h"
+#include "api/scores/evaluation.h"
+#include "api/text/errors.h"
+#include "api/text/output_file.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,7 +1,7 @@
 // optdoe, the native command line.
+#include "api/reports/plot.h"
+#include "api/text/errors.h"
 #include "cli/commands.h"
-#include "cli/errors.h"
-#include "cli/plot.h"
 #include "cli/progress.h"
 #include "cli/signals.h"
 

@@ -1,14 +1,14 @@
 #include "cli/commands.h"
 
-#include "cli/criteria.h"
-#include "cli/engine.h"
-#include "cli/errors.h"
-#include "cli/memory.h"
-#include "cli/output_file.h"
+#include "api/designs/start_designs.h"
+#include "api/runs/engine.h"
+#include "api/runs/memory.h"
+#include "api/settings/criteria.h"
+#include "api/text/errors.h"
+#include "api/text/output_file.h"
+#include "api/text/text.h"
 #include "cli/result.h"
 #include "cli/signals.h"
-#include "cli/start_designs.h"
-#include "cli/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,11 +1,11 @@
 // The only source that includes CLI11, which takes seconds to compile.
 #include "cli/options.h"
 
-#include "cli/csv_reader.h"
-#include "cli/errors.h"
-#include "cli/json_text.h"
-#include "cli/setting_texts.h"
-#include "cli/text.h"
+#include "api/settings/setting_texts.h"
+#include "api/text/csv_reader.h"
+#include "api/text/errors.h"
+#include "api/text/json_text.h"
+#include "api/text/text.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 /// The command line: what was asked for.
 #pragma once
 
-#include "cli/design.h"
-#include "cli/design_file.h"
-#include "cli/settings.h"
+#include "api/designs/design.h"
+#include "api/designs/design_file.h"
+#include "api/settings/settings.h"
 
 #include <cstdint>
 #include <optional>
@@ -11,6 +11,8 @@
 #include <vector>
 
 namespace cli {
+
+using namespace optdoe; // what all languages share, of which this is one front
 
 enum class command { make, augment, evaluate, plot };
 

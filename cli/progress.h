@@ -1,5 +1,7 @@
-/// What a person sees while a run goes on, and the history of the objective.
+/// What a person sees while a run goes on, and what it keeps of the objective.
 #pragma once
+
+#include "api/runs/history.h"
 
 #include "optdoe/entry/optdoe.h"
 
@@ -11,11 +13,7 @@
 
 namespace cli {
 
-struct history_point {
-    std::int32_t round;
-    double seconds;
-    double objective;
-};
+using namespace optdoe;
 
 /// One line on standard error: redrawn at most ten times a second on a terminal, a plain line every ten seconds
 /// elsewhere. Colour on a terminal unless NO_COLOR is set.
@@ -46,10 +44,5 @@ private:
     std::optional<double> limit_;
     std::vector<history_point> history_;
 };
-
-/// CSV with the columns round,seconds,objective.
-std::string history_text(const std::vector<history_point>& history);
-/// Reads it back; throws input_error.
-std::vector<history_point> read_history(const std::string& file);
 
 } // namespace cli

@@ -1,10 +1,10 @@
 #include "cli/result.h"
 
-#include "cli/errors.h"
-#include "cli/evaluation.h"
-#include "cli/output_file.h"
-#include "cli/report.h"
-#include "cli/text.h"
+#include "api/reports/report.h"
+#include "api/scores/evaluation.h"
+#include "api/text/errors.h"
+#include "api/text/output_file.h"
+#include "api/text/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

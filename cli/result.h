@@ -1,8 +1,8 @@
 /// What make and augment have in common once a run has ended: provenance, files and the summary.
 #pragma once
 
-#include "cli/design_file.h"
-#include "cli/engine.h"
+#include "api/designs/design_file.h"
+#include "api/runs/engine.h"
 #include "cli/options.h"
 #include "cli/progress.h"
 

@@ -5,7 +5,7 @@ usage: architecture.py ROOT
 
 Rules
   1. Every quoted include names an existing file from the root of its tree: "optdoe/criteria/criterion.h",
-     "cli/settings.h". None is bare.
+     "api/settings/settings.h". None is bare.
   2. A folder includes its own floor and those below it, never one above.
   3. A criterion's room includes what the criteria share and its own files, not another criterion's.
   4. No circle: taking a header and its source as one unit, no unit reaches itself through includes.
@@ -26,6 +26,12 @@ FLOORS = [
     ("src/optdoe/search", "levels, set-up, methods, moves, samples"),
     ("src/optdoe/entry", "the driver of one call and the exported method"),
     ("hosts/embedded", "a host in C++"),
+    ("api/text", "numbers, files and refusals as people read them"),
+    ("api/settings", "settings by name, with their ranges"),
+    ("api/designs", "designs and what measures them, codings, starting designs, design files"),
+    ("api/runs", "one run of the library, its history, what it needs"),
+    ("api/scores", "designs beside random ones"),
+    ("api/reports", "pictures and the report"),
     ("cli", "the command line"),
 ]
 TABLE = "src/optdoe/criteria/criterion_table.cpp"

@@ -19,7 +19,7 @@ class Rules(unittest.TestCase):
         """Complaints about the tree with a line put before the others of a file."""
         with tempfile.TemporaryDirectory() as folder:
             copy = Path(folder)
-            for name in ("src", "cli", "hosts"):
+            for name in ("src", "api", "cli", "hosts"):
                 shutil.copytree(ROOT / name, copy / name)
             path = copy / file
             path.write_text(line + "\n" + path.read_text())
@@ -36,7 +36,7 @@ class Rules(unittest.TestCase):
         self.expect("src/optdoe/criteria/criterion.cpp", '#include "optdoe/entry/optdoe.h"', "lies above")
 
     def test_a_bare_include(self):
-        self.expect("cli/settings.cpp", '#include "errors.h"', "no file from the root")
+        self.expect("api/settings/settings.cpp", '#include "errors.h"', "no file from the root")
 
     def test_a_room_that_includes_another(self):
         self.expect("src/optdoe/criteria/cd2/cd2.cpp", '#include "optdoe/criteria/a2/a2.h"', "of another criterion")

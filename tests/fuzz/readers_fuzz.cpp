@@ -2,11 +2,11 @@
 
 #include "tests/fuzz/fuzz_input.h"
 
-#include "cli/design_file.h"
-#include "cli/errors.h"
-#include "cli/json_text.h"
+#include "api/designs/design_file.h"
+#include "api/text/errors.h"
+#include "api/text/json_text.h"
+#include "api/text/text.h"
 #include "cli/options.h"
-#include "cli/text.h"
 
 #include <nlohmann/json.hpp>
 
@@ -41,28 +41,29 @@ void read(int reader, const std::string& content)
     const std::string name = file.name();
     switch (reader) {
     case 0: {
-        const cli::design_file design = cli::read_design(name);
+        const optdoe::design_file design = optdoe::read_design(name);
         require(design.values.columns == design.factors.size(), "a factor for each column");
         design.levels();
         // What is written is read back as it was.
-        const std::string again = cli::design_text(design.format, design.values, design.factors, *design.provenance);
+        const std::string again =
+            optdoe::design_text(design.format, design.values, design.factors, *design.provenance);
         const memory_file copy(again);
-        require(cli::read_design(copy.name()).values.cells == design.values.cells, "written and read back");
+        require(optdoe::read_design(copy.name()).values.cells == design.values.cells, "written and read back");
         break;
     }
-    case 1: cli::read_bounds(name); break;
+    case 1: optdoe::read_bounds(name); break;
     case 2: {
         const char* const arguments[] = {"optdoe", "make", "8", "2", "--config", name.c_str()};
         cli::parse_command_line(6, arguments);
         break;
     }
-    case 3: cli::parse_json(name, content); break;
+    case 3: optdoe::parse_json(name, content); break;
     default:
-        if (const auto number = cli::parse_number(content))
-            require(cli::parse_number(cli::number_text(*number)) == number, "a number that does not read back");
-        cli::parse_integer(content);
-        cli::parse_duration(content);
-        cli::parse_list("--fuzz", content);
+        if (const auto number = optdoe::parse_number(content))
+            require(optdoe::parse_number(optdoe::number_text(*number)) == number, "a number that does not read back");
+        optdoe::parse_integer(content);
+        optdoe::parse_duration(content);
+        optdoe::parse_list("--fuzz", content);
     }
 }
 
@@ -75,8 +76,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     const std::string content(reinterpret_cast<const char*>(data) + (size > 0), size - (size > 0));
     try {
         read(reader, content);
-    } catch (const cli::usage_error&) {
-    } catch (const cli::input_error&) {
+    } catch (const optdoe::usage_error&) {
+    } catch (const optdoe::input_error&) {
     }
     return 0;
 }
