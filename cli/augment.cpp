@@ -2,13 +2,11 @@
 
 #include "api/designs/start_designs.h"
 #include "api/designs/strata.h"
-#include "api/runs/engine.h"
 #include "api/runs/memory.h"
 #include "api/settings/criteria.h"
 #include "api/text/csv_reader.h"
 #include "api/text/errors.h"
 #include "cli/result.h"
-#include "cli/signals.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -37,24 +35,30 @@ table unit_runs(const design_file& old)
 }
 
 /// Old runs followed by new ones at the free strata's centres, each column in random order.
-table with_added(const table& unit, std::size_t added, const design_file& old, bool quiet, std::mt19937_64& generator)
+table with_added(const table& unit, std::size_t added, std::uint32_t seed)
 {
+    std::mt19937_64 generator(seed);
     table fresh(added, unit.columns);
     for (std::size_t j = 0; j < unit.columns; ++j) {
         const column_strata strata = free_strata(unit.column(j), added);
         for (std::size_t i = 0; i < added; ++i)
             fresh.at(i, j) = strata.centres[i];
-        if (strata.shared > 0 && !quiet)
-            std::fprintf(stderr,
-                         "optdoe: factor %s: %zu of the old runs share one of the %zu strata with another; as many "
-                         "strata near them stay empty\n",
-                         old.factors[j].name.c_str(), strata.shared, unit.rows + added);
     }
     shuffle_columns(generator, fresh);
     table whole = unit;
     whole.rows += added;
     whole.cells.insert(whole.cells.end(), fresh.cells.begin(), fresh.cells.end());
     return whole;
+}
+
+void tell_of_shared_strata(const table& unit, std::size_t added, const design_file& old)
+{
+    for (std::size_t j = 0; j < unit.columns; ++j)
+        if (const std::size_t shared = free_strata(unit.column(j), added).shared; shared > 0)
+            std::fprintf(stderr,
+                         "optdoe: factor %s: %zu of the old runs share one of the %zu strata with another; as many "
+                         "strata near them stay empty\n",
+                         old.factors[j].name.c_str(), shared, unit.rows + added);
 }
 
 /// The new file: the old bytes, then the new runs.
@@ -81,7 +85,7 @@ std::string augmented_text(const design_file& d, const design_file& old)
 
 } // namespace
 
-int run_augment(const options& o)
+int run_augment(const options& o, const design_source& source)
 {
     if (facts_of(o.run.criterion).needs_balanced_columns)
         throw usage_error(fmt::format(
@@ -97,42 +101,23 @@ int run_augment(const options& o)
     const std::size_t rows = unit.rows + added;
     if (static_cast<double>(rows) * static_cast<double>(unit.columns) > 2147483647.0)
         throw usage_error("runs times factors must stay below 2147483648");
-    settings used = o.run;
-    used.scaling = "none";
-    used.check(std::max<std::int64_t>(o.added, 2), static_cast<std::int64_t>(unit.columns));
-    refuse_beyond_memory(used, o.added, static_cast<std::int64_t>(unit.rows),
+    search_problem problem;
+    problem.rows = static_cast<std::int32_t>(added);
+    problem.factors = static_cast<std::int32_t>(unit.columns);
+    problem.fixed_rows = static_cast<std::int32_t>(unit.rows);
+    problem.options = o.run;
+    problem.options.scaling = "none";
+    problem.options.check(std::max<std::int64_t>(o.added, 2), static_cast<std::int64_t>(unit.columns));
+    refuse_beyond_memory(problem.options, o.added, static_cast<std::int64_t>(unit.rows),
                          static_cast<std::int64_t>(unit.columns));
-
-    refuse_unwritable_results(o);
-    const std::uint32_t seed = resolved_seed(o);
-    std::mt19937_64 generator(seed);
-    table whole = with_added(unit, added, old, o.quiet, generator);
-    progress watch(o.quiet, used.seconds);
-    run_outcome outcome{};
-    outcome.reason = end_reason::nothing_to_move; // a single run can only stand where it stands
-    if (added > 1) {
-        run_request request;
-        request.rows = static_cast<std::int32_t>(added);
-        request.factors = static_cast<std::int32_t>(unit.columns);
-        request.seed = seed;
-        request.options = &used;
-        request.start = &whole;
-        request.fixed_rows = static_cast<std::int32_t>(unit.rows);
-        request.keep_watch = [&watch](const run_outcome& state) {
-            watch.update(state);
-            return stop_signalled();
-        };
-        const run_result run = run_library(request);
-        outcome = run.outcome;
-        table placed(added, unit.columns);
-        table wanted(added, unit.columns);
-        const auto fresh = static_cast<std::ptrdiff_t>(unit.cells.size());
-        std::copy(run.design.cells.begin() + fresh, run.design.cells.end(), placed.cells.begin());
-        std::copy(whole.cells.begin() + fresh, whole.cells.end(), wanted.cells.begin());
-        placed = exact_levels(placed, wanted);
-        std::copy(placed.cells.begin(), placed.cells.end(), whole.cells.begin() + fresh);
-    }
-    watch.finish();
+    problem.options.seconds.reset();
+    problem.start = [&](std::uint32_t seed) { return with_added(unit, added, seed); };
+    if (!o.quiet)
+        tell_of_shared_strata(unit, added, old);
+    const std::optional<finished_campaign> finished = source(o, problem, resolved_seed(o));
+    if (!finished)
+        return exit_done;
+    const table& whole = finished->best.levels;
 
     design_file design = old;
     design.name = o.output;
@@ -143,15 +128,13 @@ int run_augment(const options& o)
         for (std::size_t j = 0; j < unit.columns; ++j)
             design.values.at(i, j) = encode(unit_to_level(whole.at(i, j), old.level_counts[j], old.place),
                                             old.level_counts[j], old.factors[j], old.code, old.place);
-    design.provenance =
-        std::make_shared<nlohmann::ordered_json>(run_provenance(o, used, outcome, seed, rows, unit.columns));
+    design.provenance = std::make_shared<nlohmann::ordered_json>(
+        search_provenance(o, problem.options, finished->best, rows, std::max<std::size_t>(added, 2), unit.columns));
     nlohmann::ordered_json& p = *design.provenance;
-    p["settings"] = used.effective(static_cast<std::int64_t>(std::max<std::size_t>(added, 2)),
-                                   static_cast<std::int64_t>(unit.columns));
     p["old_file"] = old.name;
     p["old_runs"] = old.values.rows;
     describe_coding(p, design.factors, design.code, design.place, design.level_counts);
-    return deliver(o, design, used, outcome, watch, seed,
+    return deliver(o, design, problem.options, *finished,
                    [&old](const design_file& d) { return augmented_text(d, old); });
 }
 

@@ -1,12 +1,14 @@
-/// The four commands. Each returns the exit code and throws usage_error or input_error.
+/// The commands. Each returns the exit code and throws usage_error or input_error.
 #pragma once
 
+#include "cli/conduct.h"
 #include "cli/options.h"
 
 namespace cli {
 
-int run_make(const options& o);
-int run_augment(const options& o);
+int run_make(const options& o, const design_source& source);
+int run_augment(const options& o, const design_source& source);
+int run_merge(const options& o);
 int run_evaluate(const options& o);
 int run_plot(const options& o);
 

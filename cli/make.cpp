@@ -1,14 +1,12 @@
 #include "cli/commands.h"
 
 #include "api/designs/start_designs.h"
-#include "api/runs/engine.h"
 #include "api/runs/memory.h"
 #include "api/settings/criteria.h"
 #include "api/text/errors.h"
 #include "api/text/output_file.h"
 #include "api/text/text.h"
 #include "cli/result.h"
-#include "cli/signals.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -82,7 +80,8 @@ beginning begin(const options& o)
     return b;
 }
 
-void make_start(const options& o, beginning& b, std::mt19937_64& generator)
+/// Factors, level counts and checks; the start of a seed comes from start_of.
+void describe_start(const options& o, beginning& b)
 {
     const std::size_t rows = static_cast<std::size_t>(b.rows);
     const std::size_t factors = static_cast<std::size_t>(b.factors);
@@ -106,10 +105,20 @@ void make_start(const options& o, beginning& b, std::mt19937_64& generator)
                 throw usage_error(fmt::format("--balanced: {} levels do not divide {} runs evenly", count, rows));
             b.level_counts[j] = static_cast<std::size_t>(count);
         }
-        b.start = random_balanced(generator, rows, b.level_counts);
-    } else if (o.run.symmetric) {
-        b.start = random_symmetric(generator, rows, factors);
     }
+}
+
+/// The start of a seed: that of the file, else a random one; nothing where the library makes it.
+std::optional<table> start_of(const options& o, const beginning& b, std::uint32_t seed)
+{
+    std::mt19937_64 generator(seed);
+    if (b.start)
+        return b.start;
+    if (!o.balanced.empty())
+        return random_balanced(generator, static_cast<std::size_t>(b.rows), b.level_counts);
+    if (o.run.symmetric)
+        return random_symmetric(generator, static_cast<std::size_t>(b.rows), static_cast<std::size_t>(b.factors));
+    return std::nullopt;
 }
 
 coding resolved_coding(const options& o, const beginning& b)
@@ -148,6 +157,11 @@ nlohmann::ordered_json config_of(const options& o, const settings& used, const b
     config["placement"] = name_of(place);
     if (o.entry_levels)
         config["entry-levels"] = true;
+    const std::pair<const char*, std::optional<std::int64_t>> counts[]{
+        {"starts", o.starts}, {"effort", o.effort}, {"stop-after", o.stop_after}};
+    for (const auto& [name, count] : counts)
+        if (count)
+            config[name] = *count;
     config["format"] = resolved_format(o, file_format::csv) == file_format::json ? "json" : "csv";
     return config;
 }
@@ -162,57 +176,46 @@ table encoded(const table& levels, const beginning& b, coding code, placement pl
     return values;
 }
 
-table latin_levels(std::size_t rows, std::size_t factors)
+search_problem problem_of(const options& o, const beginning& b)
 {
-    table levels(rows, factors);
-    for (std::size_t i = 0; i < rows; ++i)
-        for (std::size_t j = 0; j < factors; ++j)
-            levels.at(i, j) = static_cast<double>(i + 1);
-    return levels;
+    search_problem problem;
+    problem.rows = static_cast<std::int32_t>(b.rows);
+    problem.factors = static_cast<std::int32_t>(b.factors);
+    problem.options = o.run;
+    problem.options.seconds.reset();
+    problem.start = [&o, &b](std::uint32_t seed) { return start_of(o, b, seed); };
+    return problem;
 }
 
 } // namespace
 
-int run_make(const options& o)
+int run_make(const options& o, const design_source& source)
 {
     const std::uint32_t seed = resolved_seed(o);
-    std::mt19937_64 generator(seed);
     beginning b = begin(o);
     o.run.check(b.rows, b.factors);
     refuse_beyond_memory(o.run, b.rows, 0, b.factors);
-    make_start(o, b, generator);
+    describe_start(o, b);
     const coding code = resolved_coding(o, b);
     const placement place = o.place.value_or(b.place);
     if (o.print_config) {
         write_output("-", config_of(o, o.run, b, code, place, seed).dump(2) + "\n");
         return exit_done;
     }
-    if (facts_of(o.run.criterion).needs_balanced_columns && !b.start && !o.quiet)
+    const bool moves_entries = !o.start.empty() || !o.balanced.empty();
+    if (facts_of(o.run.criterion).needs_balanced_columns && !moves_entries && !o.quiet)
         std::fprintf(stderr,
                      "optdoe: warning: every Latin hypercube has the same %s, so there is nothing to improve;\n"
                      "optdoe: %s is meant for balanced designs: see --balanced and --start\n",
                      o.run.criterion.c_str(), o.run.criterion.c_str());
 
-    refuse_unwritable_results(o);
-    progress watch(o.quiet, o.run.seconds);
-    run_request request;
-    request.rows = static_cast<std::int32_t>(b.rows);
-    request.factors = static_cast<std::int32_t>(b.factors);
-    request.seed = seed;
-    request.options = &o.run;
-    request.start = b.start ? &*b.start : nullptr;
-    request.keep_watch = [&watch](const run_outcome& outcome) {
-        watch.update(outcome);
-        return stop_signalled();
-    };
-    const run_result run = run_library(request);
-    watch.finish();
-
-    const table start =
-        b.start ? *b.start : latin_levels(static_cast<std::size_t>(b.rows), static_cast<std::size_t>(b.factors));
-    table levels = exact_levels(run.design, start);
+    const search_problem problem = problem_of(o, b);
+    const std::optional<finished_campaign> finished = source(o, problem, seed);
+    if (!finished)
+        return exit_done;
+    table levels = finished->best.levels;
     if (o.entry_levels)
-        levels.cells.assign(run.entry_levels.begin(), run.entry_levels.end());
+        levels.cells.assign(finished->best.entry_levels.begin(), finished->best.entry_levels.end());
 
     design_file design;
     design.name = o.output;
@@ -222,14 +225,14 @@ int run_make(const options& o)
     design.code = code;
     design.place = place;
     design.level_counts = b.level_counts;
-    design.provenance = std::make_shared<nlohmann::ordered_json>(
-        run_provenance(o, o.run, run.outcome, seed, design.values.rows, design.values.columns));
+    design.provenance = std::make_shared<nlohmann::ordered_json>(search_provenance(
+        o, problem.options, finished->best, design.values.rows, design.values.rows, design.values.columns));
     if (!o.start.empty())
         (*design.provenance)["start"] = o.start;
     if (o.entry_levels)
         (*design.provenance)["entry_levels"] = true;
     describe_coding(*design.provenance, design.factors, code, place, b.level_counts);
-    return deliver(o, design, o.run, run.outcome, watch, seed,
+    return deliver(o, design, problem.options, *finished,
                    [](const design_file& d) { return design_text(d.format, d.values, d.factors, *d.provenance); });
 }
 

@@ -11,7 +11,7 @@ _optdoe()
     fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            make | augment | evaluate | plot) command=$word && break ;;
+            make | augment | evaluate | plot | merge) command=$word && break ;;
         esac
     done
 
@@ -28,7 +28,7 @@ _optdoe()
     local factors="--factor --bounds --coding"
     local search="--criterion $score --target --negate-target --method --time --minutes --iterations --moves --pairs --all-pairs
         --restarts --threshold --cooling --tolerance --shares --weighted-choice --levels --no-pre-improvement
-        --auxiliary --seed"
+        --auxiliary --seed --starts --jobs --effort --stop-after --results --resume --shard"
     local output="--output --format --history --report --quiet"
     local -A options=(
         [make]="--start --balanced --symmetric $search --scaling $factors --placement --entry-levels $output --config
@@ -36,6 +36,7 @@ _optdoe()
         [augment]="--add $search $factors $output --help"
         [evaluate]="$score --scaling $factors --random --json --help"
         [plot]="$factors --output --history --help"
+        [merge]="--incomplete $output --help"
     )
 
     local words=
@@ -45,7 +46,7 @@ _optdoe()
         words=${options[$command]}
         [[ $COMP_CWORD -eq 1 ]] && words+=" --version"
     elif [[ $COMP_CWORD -eq 1 ]]; then
-        words="make augment evaluate plot"
+        words="make augment evaluate plot merge"
     fi
     COMPREPLY=()
     if [[ -n $words ]]; then

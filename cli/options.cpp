@@ -16,20 +16,22 @@
 #include <cstdio>
 #include <functional>
 #include <map>
+#include <set>
 
 namespace cli {
 
 namespace {
 
-const std::array<std::pair<std::string, command>, 4> commands{{{"make", command::make},
+const std::array<std::pair<std::string, command>, 5> commands{{{"make", command::make},
                                                                {"augment", command::augment},
                                                                {"evaluate", command::evaluate},
-                                                               {"plot", command::plot}}};
+                                                               {"plot", command::plot},
+                                                               {"merge", command::merge}}};
 
 /// What options deliver as text; turned into `options` after parsing.
 struct raw_options {
-    std::string time, minutes, seed, theta, weights, shares, levels, balanced, coding, placement, format, bounds,
-        config;
+    std::string time, minutes, seed, shard, theta, weights, shares, levels, balanced, coding, placement, format,
+        bounds, config;
     std::vector<std::string> factors;
 };
 
@@ -42,7 +44,8 @@ struct help_formatter : CLI::Formatter {
         const std::map<std::string, std::string> forms{{"make", "N K [OPTIONS]"},
                                                        {"augment", "OLD --add M [OPTIONS]"},
                                                        {"evaluate", "FILE... [OPTIONS]"},
-                                                       {"plot", "FILE --output PICTURE [OPTIONS]"}};
+                                                       {"plot", "FILE --output PICTURE [OPTIONS]"},
+                                                       {"merge", "RESULTS... [OPTIONS]"}};
         const auto form = forms.find(app->get_name());
         return form == forms.end() ? "Usage: optdoe N K [OPTIONS]\n       optdoe COMMAND ...\n"
                                    : "Usage: " + own + " " + form->second + "\n";
@@ -112,6 +115,38 @@ void add_search_options(CLI::App& app, options& o, raw_options& raw)
     add_setting(app, setting_id::seed, raw.seed, "SEED", group);
 }
 
+/// How many searches, on how many cores and machines.
+void add_campaign_options(CLI::App& app, options& o, raw_options& raw)
+{
+    const char* group = "Campaign";
+    app.add_option("--starts", o.starts, "searches from that many seeds, SEED, SEED + 1, ...; the best one counts")
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 32).description(""))
+        ->type_name("COUNT")
+        ->group(group);
+    app.add_option("-j,--jobs", o.jobs, "searches at the same time (default: the cores this process may use)")
+        ->check(CLI::Range(1, 4096).description(""))
+        ->type_name("COUNT")
+        ->group(group);
+    app.add_option("--effort", o.effort, "rounds of a search that chooses its methods; --time plans them itself")
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40).description(""))
+        ->type_name("ROUNDS")
+        ->group(group);
+    app.add_option("--stop-after", o.stop_after, "end the search after this round, as a stop does; 0: its start")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 40).description(""))
+        ->type_name("ROUNDS")
+        ->group(group);
+    app.add_option("--results", o.results, "write a JSON line for each finished search")
+        ->type_name("FILE")
+        ->group(group);
+    app.add_option("--resume", o.resume, "go on from a file of --results, and write it further")
+        ->type_name("FILE")
+        ->excludes("--results")
+        ->group(group);
+    app.add_option("--shard", raw.shard, "make the I-th of M parts of the starts, as I/M; see merge")
+        ->type_name("I/M")
+        ->group(group);
+}
+
 void add_factor_options(CLI::App& app, raw_options& raw)
 {
     app.add_option("--factor", raw.factors, "a factor with its range, NAME=LOW:HIGH[:UNIT]; once for each factor")
@@ -164,6 +199,7 @@ void define_make(CLI::App& app, options& o, raw_options& raw)
     add_criterion_options(app, o, raw, true);
     add_scaling(app, o);
     add_search_options(app, o, raw);
+    add_campaign_options(app, o, raw);
     add_factor_options(app, raw);
     add_coding(app, raw, "levels, unit or physical (default: physical with ranges, else levels)");
     app.add_option("--placement", raw.placement, "a level's place in the range: centres of cells (default) or ends")
@@ -195,6 +231,7 @@ void define_augment(CLI::App& app, options& o, raw_options& raw)
         ->group("Design");
     add_criterion_options(app, o, raw, true);
     add_search_options(app, o, raw);
+    add_campaign_options(app, o, raw);
     add_factor_options(app, raw);
     add_coding(app, raw, "what the numbers of OLD mean, where the file does not tell");
     add_output_options(app, o, raw);
@@ -240,6 +277,47 @@ void define_plot(CLI::App& app, options& o, raw_options& raw)
         ->group("Output");
     app.footer("\nExamples:\n  optdoe plot design.csv --output design.svg\n  optdoe plot design.csv --history "
                "history.csv --output design.pdf");
+}
+
+void define_merge(CLI::App& app, options& o, raw_options& raw)
+{
+    app.add_option("RESULTS", o.files, "files of --results, of one problem")
+        ->required()
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("")
+        ->group("Design");
+    app.add_flag("--incomplete", o.incomplete, "take the best there is where starts are missing")->group("Campaign");
+    add_output_options(app, o, raw);
+    app.footer("\nExamples:\n  optdoe merge part1.jsonl part2.jsonl --output design.csv\n  optdoe merge *.jsonl "
+               "--incomplete");
+}
+
+/// Options that say how a problem is worked on and where the result goes, not what the problem is.
+const std::set<std::string> not_of_the_problem{
+    "--seed",  "--time",   "--minutes", "--starts", "--jobs",  "--effort", "--results", "--stop-after",   "--resume",
+    "--shard", "--output", "--history", "--report", "--quiet", "--config", "--help",    "--print-config", "--format"};
+
+/// One form for all ways to type the same problem.
+std::vector<std::string> problem_words(const CLI::App& app)
+{
+    std::vector<std::string> words{app.get_name()};
+    if (words.front() == "make")
+        words.clear();
+    for (const CLI::Option* option : app.get_options()) {
+        const std::string name = option->get_name(false, true);
+        const std::string last = name.substr(name.find_last_of(',') + 1);
+        if (option->count() == 0 || not_of_the_problem.contains(last))
+            continue;
+        for (const std::string& value : option->reduced_results()) {
+            if (!option->nonpositional())
+                words.push_back(value);
+            else if (option->get_items_expected_max() == 0)
+                words.push_back(last);
+            else
+                words.push_back(last + "=" + value);
+        }
+    }
+    return words;
 }
 
 /// The value of one setting as option text.
@@ -314,6 +392,15 @@ void interpret_texts(options& o, const raw_options& raw)
                 fmt::format("{}: {} is not in {}", option_name(setting_id::seed), raw.seed, range_text(row)));
         o.seed = static_cast<std::uint32_t>(*seed);
     }
+    if (!raw.shard.empty()) {
+        const std::size_t slash = raw.shard.find('/');
+        const auto part = parse_integer(raw.shard.substr(0, slash));
+        const auto parts = slash == std::string::npos ? std::nullopt : parse_integer(raw.shard.substr(slash + 1));
+        if (!part || !parts || *part < 1 || *parts < *part)
+            throw usage_error(fmt::format("--shard: \"{}\" is no part; expected I/M with 1 <= I <= M", raw.shard));
+        o.shard = *part;
+        o.shards = *parts;
+    }
     o.code = coding_named(raw.coding);
     o.place = placement_named(raw.placement);
     if (!raw.format.empty())
@@ -346,29 +433,36 @@ void complete_words(std::vector<std::string>& words, const CLI::App& make)
 
 } // namespace
 
-parsed parse_command_line(int count, const char* const* arguments)
+std::string shell_text(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : " ") + shell_quoted(word);
+    return text;
+}
+
+parsed parse_command_line(int count, const char* const* arguments, const char* program)
 {
     std::vector<std::string> words(arguments + 1, arguments + count);
     parsed result;
     options& o = result.what;
-    o.command_text = "optdoe";
-    for (const std::string& word : words)
-        o.command_text += " " + shell_quoted(word);
+    o.command_text = "optdoe " + shell_text(words);
 
     raw_options raw;
-    CLI::App app("Optimal Latin hypercube designs.", "optdoe");
+    CLI::App app("Optimal Latin hypercube designs.", program);
     app.formatter(std::make_shared<help_formatter>());
     app.get_formatter()->column_width(30);
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "print this help and end");
     app.set_version_flag("--version", "optdoe " OPTDOE_VERSION, "print the version and end");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    const std::array<std::pair<const char*, std::function<void(CLI::App&)>>, 4> definitions{
+    const std::array<std::pair<const char*, std::function<void(CLI::App&)>>, 5> definitions{
         {{"make a design of N runs and K factors (the default command)",
           [&](CLI::App& a) { define_make(a, o, raw); }},
          {"add runs to a design", [&](CLI::App& a) { define_augment(a, o, raw); }},
          {"score designs", [&](CLI::App& a) { define_evaluate(a, o, raw); }},
-         {"draw a design", [&](CLI::App& a) { define_plot(a, o, raw); }}}};
+         {"draw a design", [&](CLI::App& a) { define_plot(a, o, raw); }},
+         {"take the best of several files of --results", [&](CLI::App& a) { define_merge(a, o, raw); }}}};
     for (std::size_t c = 0; c < commands.size(); ++c) {
         CLI::App* sub = app.add_subcommand(commands[c].first, definitions[c].first);
         definitions[c].second(*sub);
@@ -386,7 +480,7 @@ parsed parse_command_line(int count, const char* const* arguments)
             result.exit_code = exit_done;
         } else {
             const std::vector<CLI::App*> used = app.get_subcommands();
-            std::fprintf(stderr, "optdoe: %s\nTry `optdoe%s --help`.\n", error.what(),
+            std::fprintf(stderr, "%s: %s\nTry `%s%s --help`.\n", program, error.what(), program,
                          used.empty() ? "" : (" " + used[0]->get_name()).c_str());
             result.exit_code = exit_usage;
         }
@@ -395,6 +489,7 @@ parsed parse_command_line(int count, const char* const* arguments)
     for (const auto& [name, id] : commands)
         if (app.got_subcommand(name))
             o.command = id;
+    o.problem_words = problem_words(*app.get_subcommands().front());
     interpret_texts(o, raw);
     return result;
 }

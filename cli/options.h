@@ -14,7 +14,7 @@ namespace cli {
 
 using namespace optdoe; // what all languages share, of which this is one front
 
-enum class command { make, augment, evaluate, plot };
+enum class command { make, augment, evaluate, plot, merge };
 
 /// Everything that any command reads; a command's manual page tells which of it.
 struct options {
@@ -23,6 +23,11 @@ struct options {
     std::vector<std::string> files;
     settings run;
     std::optional<std::uint32_t> seed;
+    std::optional<std::int64_t> starts, effort, stop_after;
+    int jobs = 0; ///< 0: as many as there are cores
+    std::int64_t shard = 1, shards = 1;
+    std::string results, resume;
+    bool incomplete = false;
     std::string start;
     std::vector<double> balanced;
     std::vector<factor> factors; ///< of --bounds, then of --factor
@@ -39,6 +44,9 @@ struct options {
     bool print_config = false;
     bool quiet = false;
     std::string command_text; ///< as typed, quoted for a shell
+    /// The words of the same problem in one form: command, options in the order of the help, without seed, time,
+    /// campaign and files that are written.
+    std::vector<std::string> problem_words;
 };
 
 struct parsed {
@@ -48,6 +56,10 @@ struct parsed {
 
 /// Reads the command line and, with --config, the settings of a file; the command line wins. Throws usage_error and
 /// input_error for what the options do not express themselves.
-parsed parse_command_line(int count, const char* const* arguments);
+///   program   the name in messages and in the command that is recorded
+parsed parse_command_line(int count, const char* const* arguments, const char* program = "optdoe");
+
+/// The words as they are typed in a shell.
+std::string shell_text(const std::vector<std::string>& words);
 
 } // namespace cli

@@ -36,8 +36,8 @@ std::size_t terminal_width()
 
 } // namespace
 
-progress::progress(bool quiet, std::optional<double> limit_seconds)
-    : quiet_(quiet), terminal_(isatty(STDERR_FILENO) != 0), limit_(limit_seconds)
+progress::progress(bool quiet, const campaign_request& request)
+    : request_(request), quiet_(quiet), terminal_(isatty(STDERR_FILENO) != 0)
 {
     const char* no_color = std::getenv("NO_COLOR");
     const char* term = std::getenv("TERM");
@@ -45,36 +45,38 @@ progress::progress(bool quiet, std::optional<double> limit_seconds)
               (term != nullptr && std::string_view(term) != "dumb");
 }
 
-double progress::seconds() const
+std::string progress::line(const campaign_status& status) const
 {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    const std::string time =
+        clock_text(status.seconds) + (request_.seconds ? " of " + clock_text(*request_.seconds) : "");
+    if (request_.is_single()) {
+        const double gain =
+            status.initial != 0.0 ? (status.initial - status.best) / std::fabs(status.initial) * 100.0 : 0.0;
+        return fmt::format("{}  round {}  objective {}  improved {:.2f} %", time, status.rounds + 1,
+                           short_text(status.best), gain);
+    }
+    const std::string found = std::isnan(status.best)
+                                  ? "no design yet"
+                                  : fmt::format("best {} (seed {}, after {})", short_text(status.best),
+                                                status.best_seed, clock_text(status.best_seconds));
+    const std::string done = request_.starts > 0 && request_.shards == 1
+                                 ? fmt::format("{} of {} searches done", status.done, request_.starts)
+                                 : fmt::format("{} searches done", status.done);
+    return fmt::format("{}  {}  {}, {} running", time, found, done, status.running);
 }
 
-std::string progress::line(const run_outcome& outcome, double now) const
+void progress::update(const campaign_status& status)
 {
-    const double first = outcome.initial_objective;
-    const double gain = first != 0.0 ? (first - outcome.best_objective) / std::fabs(first) * 100.0 : 0.0;
-    return fmt::format("{}{}  round {}  objective {}  improved {:.2f} %", clock_text(now),
-                       limit_ ? " of " + clock_text(*limit_) : "", outcome.iterations,
-                       short_text(outcome.best_objective), gain);
-}
-
-void progress::update(const run_outcome& outcome)
-{
-    const double now = seconds();
-    history_.push_back({outcome.iterations, now, outcome.best_objective});
     if (quiet_)
         return;
     if (stop_signalled() && !announced_stop_) {
         announced_stop_ = true;
-        std::fputs(drawn_ ? "\n" : "", stderr);
-        drawn_ = false;
-        std::fputs("optdoe: stopping; a second signal quits at once\n", stderr);
+        say("stopping; a second signal quits at once");
     }
-    if (now - last_shown_ < (terminal_ ? terminal_interval : plain_interval))
+    if (status.seconds - last_shown_ < (terminal_ ? terminal_interval : plain_interval) || status.running == 0)
         return;
-    last_shown_ = now;
-    std::string text = line(outcome, now);
+    last_shown_ = status.seconds;
+    std::string text = line(status);
     if (!terminal_) {
         std::fprintf(stderr, "optdoe: %s\n", text.c_str());
         return;
@@ -83,6 +85,12 @@ void progress::update(const run_outcome& outcome)
     std::fprintf(stderr, "\r%s%s\033[K%s", colour_ ? "\033[36m" : "", text.c_str(), colour_ ? "\033[0m" : "");
     std::fflush(stderr);
     drawn_ = true;
+}
+
+void progress::say(const std::string& text)
+{
+    std::fprintf(stderr, "%soptdoe: %s\n", drawn_ ? "\n" : "", text.c_str());
+    drawn_ = false;
 }
 
 void progress::finish()

@@ -1,15 +1,10 @@
-/// What a person sees while a run goes on, and what it keeps of the objective.
+/// What a person sees while searches go on.
 #pragma once
 
-#include "api/runs/history.h"
+#include "api/campaign/crew.h"
 
-#include "optdoe/entry/optdoe.h"
-
-#include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace cli {
 
@@ -19,30 +14,26 @@ using namespace optdoe;
 /// elsewhere. Colour on a terminal unless NO_COLOR is set.
 class progress {
 public:
-    /// limit_seconds: as given by the user; nothing where the run has no limit of its own.
-    progress(bool quiet, std::optional<double> limit_seconds);
+    progress(bool quiet, const campaign_request& request);
 
-    /// Called once a round; keeps the history.
-    void update(const run_outcome& outcome);
+    void update(const campaign_status& status);
+
+    /// A line of its own, also in the middle of things.
+    void say(const std::string& text);
 
     /// Ends the line on a terminal.
     void finish();
 
-    double seconds() const;
-    const std::vector<history_point>& history() const { return history_; }
-
 private:
-    std::string line(const run_outcome& outcome, double now) const;
+    std::string line(const campaign_status& status) const;
 
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    campaign_request request_;
     bool quiet_;
     bool terminal_;
     bool colour_;
     bool drawn_ = false;
     bool announced_stop_ = false;
     double last_shown_ = 0.0;
-    std::optional<double> limit_;
-    std::vector<history_point> history_;
 };
 
 } // namespace cli

@@ -5,6 +5,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
 
 namespace optdoe {
 
@@ -110,22 +113,88 @@ std::string pair_matrix_svg(const table& values, const std::vector<factor>& fact
     return svg + "</svg>\n";
 }
 
-std::string history_svg(const std::vector<history_point>& history)
+namespace {
+
+/// Where the points of courses go.
+struct course_frame {
+    static constexpr double width = 860.0;
+    static constexpr double height = 260.0;
+    static constexpr double left = 84.0;
+    static constexpr double right = 30.0;
+    static constexpr double bottom = 34.0;
+    double last;
+    double low;
+    double span;
+
+    double x(double seconds) const { return left + seconds / last * (width - left - right); }
+    double y(double value) const { return 12.0 + (1.0 - (value - low) / span) * (height - bottom - 24.0); }
+};
+
+/// A course as the path that holds each objective until it falls.
+std::string course_path(const std::vector<history_point>& course, const course_frame& frame, double from)
 {
-    if (history.size() < 2)
+    std::string path = fmt::format("M{:.1f} {:.1f}", frame.x(from), frame.y(course.front().objective));
+    double drawn = course.front().objective;
+    for (const history_point& point : course) {
+        if (point.objective == drawn && &point != &course.back())
+            continue;
+        path += fmt::format("H{:.1f}V{:.1f}", frame.x(point.seconds), frame.y(point.objective));
+        drawn = point.objective;
+    }
+    return path;
+}
+
+/// Each search beside the best: its course where it was kept, and where it ended. At most 2000 of them are drawn.
+std::string single_searches(const std::vector<search_trace>& traces, const course_frame& frame)
+{
+    std::string courses;
+    std::string ends;
+    const std::size_t step = traces.size() / 2000 + 1;
+    for (std::size_t t = 0; t < traces.size(); t += step) {
+        const std::vector<history_point>& points = traces[t].points;
+        if (points.empty() || std::isnan(points.back().objective))
+            continue;
+        if (points.size() > 1)
+            courses += course_path(points, frame, points.front().seconds);
+        ends += fmt::format("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"2.2\"/>", frame.x(points.back().seconds),
+                            frame.y(points.back().objective));
+    }
+    return fmt::format("<path fill=\"none\" stroke=\"#a9b6c2\" stroke-width=\"0.8\" d=\"{}\"/>\n"
+                       "<g fill=\"#cc503e\" fill-opacity=\"0.6\">{}</g>\n",
+                       courses, ends);
+}
+
+/// Lowest and highest objective of all points.
+std::pair<double, double> objectives_between(const std::vector<search_trace>& traces)
+{
+    double low = std::numeric_limits<double>::infinity();
+    double high = -low;
+    for (const search_trace& trace : traces)
+        for (const history_point& point : trace.points) {
+            low = std::min(low, std::isnan(point.objective) ? low : point.objective);
+            high = std::max(high, std::isnan(point.objective) ? high : point.objective);
+        }
+    return {low, high};
+}
+
+} // namespace
+
+std::string history_svg(const std::vector<search_trace>& traces)
+{
+    const std::vector<history_point> course = best_course(traces);
+    if (course.empty() || (traces.size() == 1 && traces.front().points.size() < 2))
         return "";
-    const double width = 860.0;
-    const double height = 260.0;
-    const double left = 84.0;
-    const double right = 30.0;
-    const double bottom = 34.0;
-    const double last = std::max(history.back().seconds, 1e-3);
-    const auto [best, worst] = std::minmax_element(
-        history.begin(), history.end(), [](const auto& a, const auto& b) { return a.objective < b.objective; });
-    const double low = best->objective;
-    const double span = worst->objective > low ? worst->objective - low : 1.0;
-    const auto x = [&](double seconds) { return left + seconds / last * (width - left - right); };
-    const auto y = [&](double value) { return 12.0 + (1.0 - (value - low) / span) * (height - bottom - 24.0); };
+    const auto [low, high] = objectives_between(traces);
+    const course_frame frame{std::max(course.back().seconds, 1e-3), low, high > low ? high - low : 1.0};
+    const auto x = [&](double seconds) { return frame.x(seconds); };
+    const auto y = [&](double value) { return frame.y(value); };
+    const double width = frame.width;
+    const double height = frame.height;
+    const double left = frame.left;
+    const double right = frame.right;
+    const double bottom = frame.bottom;
+    const double last = frame.last;
+    const double span = frame.span;
 
     std::string svg = fmt::format(
         "<svg class=\"history\" xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 {0:.0f} {1:.0f}\" "
@@ -142,16 +211,10 @@ std::string history_svg(const std::vector<history_point>& history)
                         x(seconds), height - bottom, left, y(value), width - right, height - bottom + 16.0, seconds,
                         left - 6.0, y(value) + 4.0, short_text(value));
     }
-    svg += fmt::format("<path fill=\"none\" stroke=\"#1d6996\" stroke-width=\"1.6\" d=\"M{:.1f} {:.1f}", x(0.0),
-                       y(history.front().objective));
-    double drawn = history.front().objective;
-    for (const history_point& point : history) {
-        if (point.objective == drawn && &point != &history.back())
-            continue;
-        svg += fmt::format("H{:.1f}V{:.1f}", x(point.seconds), y(point.objective));
-        drawn = point.objective;
-    }
-    return svg + "\"/>\n</svg>\n";
+    if (traces.size() > 1)
+        svg += single_searches(traces, frame);
+    return svg + fmt::format("<path fill=\"none\" stroke=\"#1d6996\" stroke-width=\"1.6\" d=\"{}\"/>\n</svg>\n",
+                             course_path(course, frame, 0.0));
 }
 
 } // namespace optdoe

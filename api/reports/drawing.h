@@ -14,7 +14,7 @@ namespace optdoe {
 std::string pair_matrix_svg(const table& values, const std::vector<factor>& factors);
 
 /// Best objective against seconds, as steps. Empty with fewer than two points.
-std::string history_svg(const std::vector<history_point>& history);
+std::string history_svg(const std::vector<search_trace>& traces);
 
 /// The range a factor is drawn over: its own, else that of its values; never empty.
 bounds drawn_range(const table& values, const std::vector<factor>& factors, std::size_t j);

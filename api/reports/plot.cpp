@@ -62,22 +62,30 @@ int run_gnuplot(const std::string& script)
 
 } // namespace
 
-std::string plot_script(const design_file& design, const std::vector<history_point>& history,
+std::string plot_script(const design_file& design, const std::vector<search_trace>& traces,
                         const std::string& terminal, const std::string& output)
 {
     const std::size_t k = design.values.columns;
     const int pixels = static_cast<int>(std::clamp<std::size_t>(k * 150, 720, 1800));
-    const double strip = history.empty() ? 0.0 : 0.25;
+    const std::vector<history_point> course = best_course(traces);
+    const double strip = course.empty() ? 0.0 : 0.25;
     const double height = pixels / (1.0 - strip);
     std::string script = "set encoding utf8\n$d << EOD\n";
     for (std::size_t i = 0; i < design.values.rows; ++i)
         for (std::size_t j = 0; j < k; ++j)
             script += number_text(design.values.at(i, j)) + (j + 1 < k ? " " : "\n");
     script += "EOD\n";
-    if (!history.empty()) {
+    if (!course.empty()) {
         script += "$h << EOD\n";
-        for (const history_point& point : history)
+        for (const history_point& point : course)
             script += fmt::format("{} {}\n", number_text(point.seconds), number_text(point.objective));
+        script += "EOD\n";
+    }
+    if (traces.size() > 1) {
+        script += "$e << EOD\n";
+        for (const search_trace& trace : traces)
+            script += fmt::format("{} {}\n", number_text(trace.points.back().seconds),
+                                  number_text(trace.points.back().objective));
         script += "EOD\n";
     }
     script +=
@@ -116,18 +124,22 @@ std::string plot_script(const design_file& design, const std::vector<history_poi
             }
         }
     }
-    if (!history.empty())
-        script += "set lmargin at screen 0.12\nset rmargin at screen 0.97\nset bmargin at screen 0.06\nset tmargin "
-                  "at screen 0.22\n"
-                  "set xrange [*:*]\nset yrange [*:*]\nset xtics format '%g' autofreq norotate\nset ytics format "
-                  "'%g' autofreq\n"
-                  "set xlabel 'seconds' offset 0,0.8\nset ylabel 'objective' offset 1\nplot $h using 1:2 with steps "
-                  "linewidth "
-                  "1.5 linecolor rgb '#1d6996'\n";
+    if (!course.empty())
+        script +=
+            "set lmargin at screen 0.12\nset rmargin at screen 0.97\nset bmargin at screen 0.06\nset tmargin "
+            "at screen 0.22\n"
+            "set xrange [*:*]\nset yrange [*:*]\nset xtics format '%g' autofreq norotate\nset ytics format "
+            "'%g' autofreq\n"
+            "set xlabel 'seconds' offset 0,0.8\nset ylabel 'objective' offset 1\nplot $h using 1:2 with steps "
+            "linewidth "
+            "1.5 linecolor rgb '#1d6996'" +
+            std::string(traces.size() > 1 ? ", $e using 1:2 with points pointtype 7 pointsize 0.3 linecolor rgb "
+                                            "'#cc503e'\n"
+                                          : "\n");
     return script + "unset multiplot\nunset output\n";
 }
 
-void plot(const design_file& design, const std::vector<history_point>& history, const std::string& output)
+void plot(const design_file& design, const std::vector<search_trace>& traces, const std::string& output)
 {
     const std::size_t dot = output.rfind('.');
     const std::string ending = dot == std::string::npos ? "" : output.substr(dot + 1);
@@ -138,7 +150,7 @@ void plot(const design_file& design, const std::vector<history_point>& history, 
     if (terminal.empty())
         throw usage_error(fmt::format("--output {}: the name must end in .svg, .png or .pdf", output));
     const std::string temporary = temporary_beside(output);
-    const int status = run_gnuplot(plot_script(design, history, terminal, temporary));
+    const int status = run_gnuplot(plot_script(design, traces, terminal, temporary));
     if (status != 0 || access(temporary.c_str(), R_OK) != 0) {
         unlink(temporary.c_str());
         const bool missing = status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == 127);

@@ -11,11 +11,11 @@ namespace optdoe {
 
 /// The gnuplot program for the picture; the file names and every word of the user stand in single quotes, in which
 /// gnuplot runs no commands. `terminal` is svg, pngcairo or pdfcairo.
-std::string plot_script(const design_file& design, const std::vector<history_point>& history,
+std::string plot_script(const design_file& design, const std::vector<search_trace>& traces,
                         const std::string& terminal, const std::string& output);
 
 /// Draws into output; its ending chooses svg, png or pdf (usage_error otherwise).
 /// Throws input_error when gnuplot is missing or fails; the file then is as it was.
-void plot(const design_file& design, const std::vector<history_point>& history, const std::string& output);
+void plot(const design_file& design, const std::vector<search_trace>& traces, const std::string& output);
 
 } // namespace optdoe

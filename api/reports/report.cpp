@@ -72,12 +72,12 @@ std::string design_table(const design_file& design)
 } // namespace
 
 std::string report_page(const design_file& design, const evaluation& quality, std::size_t random_designs,
-                        const std::vector<history_point>& history)
+                        const std::vector<search_trace>& traces)
 {
     const nlohmann::ordered_json& provenance = *design.provenance;
     const std::string title =
         fmt::format("Latin hypercube design, {} runs of {} factors", design.values.rows, design.values.columns);
-    const std::string drawn = history_svg(history);
+    const std::string drawn = history_svg(traces);
     return fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
         "<meta name=\"viewport\" content=\"width=device-width, "
@@ -88,8 +88,8 @@ std::string report_page(const design_file& design, const evaluation& quality, st
         html_escaped(title), style, html_escaped(provenance.value("program", "")),
         html_escaped(provenance.value("version", "")), provenance.value("seed", 0U),
         pair_matrix_svg(design.values, design.factors), quality_table(quality, random_designs),
-        drawn.empty() ? "<p>No search was needed.</p>\n" : drawn, html_escaped(provenance.value("command", "")),
-        settings_table(provenance), design_table(design));
+        drawn.empty() ? "<p>No course of a search was kept.</p>\n" : drawn,
+        html_escaped(provenance.value("command", "")), settings_table(provenance), design_table(design));
 }
 
 } // namespace optdoe

@@ -10,6 +10,6 @@
 namespace optdoe {
 
 std::string report_page(const design_file& design, const evaluation& quality, std::size_t random_designs,
-                        const std::vector<history_point>& history);
+                        const std::vector<search_trace>& traces);
 
 } // namespace optdoe

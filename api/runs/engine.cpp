@@ -8,15 +8,22 @@
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <limits>
 
 namespace optdoe {
 
 namespace {
 
-void edit_settings(run_settings* out, std::int32_t factors, void* options)
+void edit_settings(run_settings* out, std::int32_t factors, void* request)
 {
-    static_cast<const settings*>(options)->apply(out, factors);
+    static_cast<const run_request*>(request)->options->apply(out, factors);
+}
+
+bool is_interrupted(void* request)
+{
+    const run_request& asked = *static_cast<const run_request*>(request);
+    return asked.interrupted && asked.interrupted();
 }
 
 } // namespace
@@ -28,8 +35,13 @@ run_result run_library(const run_request& request)
     result.outcome.design = result.design.cells.data();
     result.outcome.initial_objective = result.outcome.best_objective = std::numeric_limits<double>::quiet_NaN();
     const starting_design start{request.start != nullptr ? request.start->cells.data() : nullptr, request.fixed_rows};
-    const run_extras extras{edit_settings, const_cast<settings*>(request.options),
-                            request.start != nullptr ? &start : nullptr, &result.outcome};
+    std::atomic<std::uint32_t> rotation{0};
+    const run_extras extras{edit_settings,
+                            const_cast<run_request*>(&request),
+                            request.start != nullptr ? &start : nullptr,
+                            &result.outcome,
+                            &rotation,
+                            is_interrupted};
 
     embedded_host host;
     std::string last_line;

@@ -1,4 +1,7 @@
 /// The library as the program sees it: one run, one score. Everything goes through optdoe_run and the embedded host.
+///
+/// Threads  runs share nothing: each has a rotation counter of its own that starts at 0, so that equal requests give
+///          equal designs, at the same time or one after the other.
 #pragma once
 
 #include "api/designs/design.h"
@@ -23,6 +26,8 @@ struct run_request {
     std::int32_t fixed_rows = 0;  ///< leading rows of the start
     /// Called at every poll of the stop flag, once a round; true asks the run to stop.
     std::function<bool(const run_outcome&)> keep_watch;
+    /// Called wherever the run reads the clock; true ends it as spent time does.
+    std::function<bool()> interrupted;
 };
 
 struct run_result {
@@ -31,7 +36,8 @@ struct run_result {
     run_outcome outcome;
 };
 
-/// Throws input_error with the library's own lines when it refuses.
+/// Throws input_error with the library's own lines when it refuses. The time limit is that of the settings, else the
+/// library's default.
 run_result run_library(const run_request& request);
 
 /// The objective of a design under the settings' criterion; nothing where the criterion does not apply: fewer than

@@ -6,39 +6,78 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace optdoe {
 
-std::string history_text(const std::vector<history_point>& history)
+std::string history_text(const std::vector<search_trace>& traces)
 {
-    std::string text = "round,seconds,objective\n";
-    for (const history_point& point : history)
-        text += fmt::format("{},{:.3f},{}\n", point.round, point.seconds, number_text(point.objective));
+    const bool one = traces.size() == 1;
+    std::string text = one ? "round,seconds,objective\n" : "seed,round,seconds,objective\n";
+    for (const search_trace& trace : traces)
+        for (const history_point& point : trace.points)
+            text += fmt::format("{}{},{:.3f},{}\n", one ? "" : fmt::format("{},", trace.seed), point.round,
+                                point.seconds, number_text(point.objective));
     return text;
 }
 
-std::vector<history_point> read_history(const std::string& file)
+namespace {
+
+/// Numbers of a row; throws at the place of what is none.
+std::vector<double> numbers_of(const csv_row& row, const std::string& file)
+{
+    std::vector<double> values;
+    for (const csv_field& field : row.fields) {
+        const auto value = parse_number(field.text);
+        if (!value)
+            throw input_error(
+                at_place(file, field.line, field.column, fmt::format("expected a number, found \"{}\"", field.text)));
+        values.push_back(*value);
+    }
+    return values;
+}
+
+} // namespace
+
+std::vector<search_trace> read_history(const std::string& file)
 {
     const csv_text text = read_csv(file, read_file(file));
-    std::vector<history_point> history;
+    std::vector<search_trace> traces;
+    std::size_t points = 0;
+    const std::size_t columns = text.rows.empty() ? 0 : text.rows.front().fields.size();
     for (const csv_row& row : text.rows) {
-        if (row.fields.size() != 3)
-            throw input_error(
-                at_place(file, row.fields[0].line, row.fields[0].column, "expected round,seconds,objective"));
-        if (&row == &text.rows.front() && row.fields[0].text == "round")
+        const csv_field& first = row.fields.front();
+        if ((columns != 3 && columns != 4) || row.fields.size() != columns)
+            throw input_error(at_place(file, first.line, first.column, "expected [seed,]round,seconds,objective"));
+        if (&row == &text.rows.front() && (first.text == "round" || first.text == "seed"))
             continue;
-        double values[3];
-        for (std::size_t j = 0; j < 3; ++j) {
-            const auto value = parse_number(row.fields[j].text);
-            if (!value)
-                throw input_error(at_place(file, row.fields[j].line, row.fields[j].column,
-                                           fmt::format("expected a number, found \"{}\"", row.fields[j].text)));
-            values[j] = *value;
-        }
-        history.push_back({static_cast<std::int32_t>(values[0]), values[1], values[2]});
+        const std::vector<double> values = numbers_of(row, file);
+        const std::uint32_t seed = columns == 4 ? static_cast<std::uint32_t>(values[0]) : 0;
+        if (traces.empty() || traces.back().seed != seed)
+            traces.push_back({seed, {}});
+        traces.back().points.push_back(
+            {static_cast<std::int64_t>(values[columns - 3]), values[columns - 2], values[columns - 1]});
+        ++points;
     }
-    if (history.size() < 2)
-        throw input_error(at_place(file, 1, 1, "holds no history; expected round,seconds,objective"));
-    return history;
+    if (points < 2)
+        throw input_error(at_place(file, 1, 1, "holds no history; expected [seed,]round,seconds,objective"));
+    return traces;
+}
+
+std::vector<history_point> best_course(const std::vector<search_trace>& traces)
+{
+    std::vector<history_point> all;
+    for (const search_trace& trace : traces)
+        all.insert(all.end(), trace.points.begin(), trace.points.end());
+    std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a.seconds < b.seconds; });
+    std::vector<history_point> course;
+    for (const history_point& point : all)
+        if (!std::isnan(point.objective) && (course.empty() || point.objective < course.back().objective))
+            course.push_back(point);
+    if (!course.empty())
+        course.push_back({all.back().round, all.back().seconds, course.back().objective});
+    return course;
 }
 
 } // namespace optdoe

@@ -29,15 +29,20 @@ double machine_bytes()
     return bytes;
 }
 
-void refuse_beyond_memory(const settings& options, std::int64_t free_rows, std::int64_t fixed_rows,
-                          std::int64_t factors)
+double bytes_of_run(const settings& options, std::int64_t free_rows, std::int64_t fixed_rows, std::int64_t factors)
 {
     criterion_options criterion{};
     options.apply_criterion(&criterion);
     const memory_need need = memory_of_run(static_cast<double>(free_rows), static_cast<double>(fixed_rows),
                                            static_cast<double>(factors), &criterion);
-    const bool rearranges = !options.no_pre_improvement || options.method == "greedy";
-    const double needed = rearranges ? need.peak : need.least;
+    const bool rearranges = !options.no_pre_improvement || options.method_in_force() == "greedy";
+    return rearranges ? need.peak : need.least;
+}
+
+void refuse_beyond_memory(const settings& options, std::int64_t free_rows, std::int64_t fixed_rows,
+                          std::int64_t factors)
+{
+    const double needed = bytes_of_run(options, free_rows, fixed_rows, factors);
     const double there = machine_bytes();
     if (needed > there)
         throw input_error(fmt::format("{} runs of {} factors need about {:.1f} GiB, this machine grants {:.1f} GiB",

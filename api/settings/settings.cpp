@@ -89,6 +89,35 @@ std::string settings::distance_in_force() const
     return distance.empty() ? default_choice(setting_id::distance) : distance;
 }
 
+std::string settings::method_in_force() const { return method.empty() ? default_choice(setting_id::method) : method; }
+
+std::size_t settings::scaling_in_force() const
+{
+    const setting& row = setting_of(setting_id::scaling);
+    if (!scaling.empty())
+        return static_cast<std::size_t>(number_of_choice(setting_id::scaling, scaling));
+    const criterion_facts& facts = facts_of(criterion);
+    return static_cast<std::size_t>(facts.scaling >= 0 ? facts.scaling : row.fallback);
+}
+
+double settings::target_in_force() const
+{
+    const double usual = facts_of(criterion).target_is_not_negative ? 0.0 : setting_of(setting_id::target).fallback;
+    return negate_target ? -target.value_or(usual) : target.value_or(usual);
+}
+
+std::int64_t settings::rounds_in_force(std::int64_t rows, std::int64_t factors) const
+{
+    const std::int64_t most = static_cast<std::int64_t>(setting_of(setting_id::iterations).high);
+    return iterations ? *iterations : std::clamp<std::int64_t>(2 * rows * moving_factors(factors), 100, most);
+}
+
+bool settings::steers_the_method() const
+{
+    return !method.empty() || iterations || moves || pairs || all_pairs || restarts || tolerance || threshold ||
+           cooling || weighted_choice || no_pre_improvement;
+}
+
 std::int64_t settings::moving_factors(std::int64_t factors) const
 {
     std::int64_t count = 0;
@@ -123,9 +152,9 @@ void settings::check_lists(std::int64_t rows, std::int64_t factors) const
 
 void settings::check(std::int64_t rows, std::int64_t factors) const
 {
-    const bool threshold_method = method == "threshold";
-    const bool greedy = method == "greedy";
-    const bool annealing = method == "annealing";
+    const bool threshold_method = method_in_force() == "threshold";
+    const bool greedy = method_in_force() == "greedy";
+    const bool annealing = method_in_force() == "annealing";
     const criterion_facts& facts = facts_of(criterion);
 
     refuse_unless_read(facts.reads_exponent, p.has_value(), setting_id::exponent);
@@ -186,7 +215,7 @@ void settings::apply_criterion(criterion_options* out) const
 void settings::apply(run_settings* out, std::int32_t factors) const
 {
     apply_criterion(&out->criterion);
-    out->search_mode = static_cast<std::uint8_t>(number_of_choice(setting_id::method, method));
+    out->search_mode = static_cast<std::uint8_t>(number_of_choice(setting_id::method, method_in_force()));
     if (!scaling.empty())
         out->scaling_mode = static_cast<std::int8_t>(number_of_choice(setting_id::scaling, scaling));
     if (auxiliary)
@@ -258,20 +287,18 @@ void settings::add_criterion(ordered_json& s) const
                                                       : setting_of(setting_id::theta).fallback);
     add_list(s, setting_id::weights, weights, setting_of(setting_id::weights).fallback);
     const setting& row = setting_of(setting_id::scaling);
-    const std::size_t usual = static_cast<std::size_t>(facts.scaling >= 0 ? facts.scaling : row.fallback);
-    s[row.name] = scaling.empty() ? choices_of(row)[usual] : scaling;
+    s[row.name] = choices_of(row)[scaling_in_force()];
     add(s, setting_id::target, target ? target : facts.target_is_not_negative ? std::optional(0.0) : std::nullopt);
     add_flag(s, setting_id::negate_target, negate_target);
 }
 
 void settings::add_search(ordered_json& s, std::int64_t rows, std::int64_t factors) const
 {
-    s[setting_of(setting_id::method).name] = method;
+    const std::string used = method_in_force();
+    s[setting_of(setting_id::method).name] = used;
     add(s, setting_id::time, seconds);
-    const std::int64_t most = static_cast<std::int64_t>(setting_of(setting_id::iterations).high);
-    s[setting_of(setting_id::iterations).name] =
-        iterations ? *iterations : std::clamp<std::int64_t>(2 * rows * moving_factors(factors), 100, most);
-    if (method == "threshold") {
+    s[setting_of(setting_id::iterations).name] = rounds_in_force(rows, factors);
+    if (used == "threshold") {
         add(s, setting_id::moves, moves);
         const setting& row = setting_of(setting_id::pairs);
         add_flag(s, setting_id::all_pairs, all_pairs);
@@ -281,12 +308,12 @@ void settings::add_search(ordered_json& s, std::int64_t rows, std::int64_t facto
                                                static_cast<std::int32_t>(row.fallback), pairs.value_or(-1));
         add_flag(s, setting_id::weighted_choice, weighted_choice);
     }
-    if (method == "greedy")
+    if (used == "greedy")
         add(s, setting_id::restarts, restarts);
     add(s, setting_id::tolerance, tolerance);
-    if (method != "greedy")
+    if (used != "greedy")
         add(s, setting_id::threshold, threshold);
-    if (method == "annealing")
+    if (used == "annealing")
         add(s, setting_id::cooling, cooling);
     add_list(s, setting_id::shares, shares, setting_of(setting_id::shares).fallback);
 }
@@ -302,6 +329,18 @@ ordered_json settings::effective(std::int64_t rows, std::int64_t factors) const
     add_flag(s, setting_id::no_pre_improvement, no_pre_improvement);
     if (auxiliary)
         add(s, setting_id::auxiliary, auxiliary);
+    return s;
+}
+
+ordered_json settings::effective_for_effort(std::int64_t rounds) const
+{
+    ordered_json s = ordered_json::object();
+    add_criterion(s);
+    s["effort"] = rounds;
+    add_list(s, setting_id::shares, shares, setting_of(setting_id::shares).fallback);
+    if (!level_groups.empty())
+        s[setting_of(setting_id::levels).name] = level_groups;
+    add_flag(s, setting_id::symmetric, symmetric);
     return s;
 }
 

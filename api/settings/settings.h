@@ -20,7 +20,7 @@ namespace optdoe {
 /// Each with the row of the table of settings that has its range, names and default. Unset means the default.
 struct settings {
     std::string criterion = default_choice(setting_id::criterion);
-    std::string method = default_choice(setting_id::method);
+    std::string method;   ///< empty: the default
     std::string distance; ///< empty: the default
     std::string scaling;  ///< empty: the default, which may be the criterion's own
     std::optional<int> p;
@@ -44,8 +44,21 @@ struct settings {
     /// The exponent in force.
     int exponent() const;
 
-    /// The kind of distance in force, by name.
+    /// The kind of distance in force, by name, and the method.
     std::string distance_in_force() const;
+    std::string method_in_force() const;
+
+    /// 0 none, 1 range, 2 centres.
+    std::size_t scaling_in_force() const;
+
+    /// The objective at which a search ends.
+    double target_in_force() const;
+
+    /// Rounds (annealing: moves) of a run of n rows and k factors.
+    std::int64_t rounds_in_force(std::int64_t rows, std::int64_t factors) const;
+
+    /// True when something is set that steers a method of the search: then no other method may take its place.
+    bool steers_the_method() const;
 
     /// Only what evaluating a design reads; throws usage_error.
     void check_criterion(std::int64_t factors) const;
@@ -58,6 +71,9 @@ struct settings {
 
     /// The settings in force, by option name. null: the run derives the value from the starting design.
     nlohmann::ordered_json effective(std::int64_t rows, std::int64_t factors) const;
+
+    /// The settings that a search of effort reads: the criterion's, the structure of the design, shares.
+    nlohmann::ordered_json effective_for_effort(std::int64_t rounds) const;
 
 private:
     void check_lists(std::int64_t rows, std::int64_t factors) const;

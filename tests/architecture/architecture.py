@@ -31,6 +31,7 @@ FLOORS = [
     ("api/designs", "designs and what measures them, codings, starting designs, design files"),
     ("api/runs", "one run of the library, its history, what it needs"),
     ("api/annealing", "a search by annealing with kernels of its own"),
+    ("api/campaign", "searches, campaigns of many of them, on threads; results files"),
     ("api/scores", "designs beside random ones"),
     ("api/reports", "pictures and the report"),
     ("cli", "the command line"),

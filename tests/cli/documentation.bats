@@ -16,7 +16,7 @@ options_of_completion() {
 }
 
 @test "help and completion name the same options" {
-    for command in make augment evaluate plot; do
+    for command in make augment evaluate plot merge; do
         diff <(options_of_help $command) <(options_of_completion $command)
     done
 }
@@ -33,7 +33,7 @@ options_of_completion() {
 }
 
 @test "help has two examples and ends with 0" {
-    for command in "" make augment evaluate plot; do
+    for command in "" make augment evaluate plot merge; do
         # shellcheck disable=SC2086
         run "$OPTDOE" $command --help
         [ "$status" -eq 0 ]
@@ -45,16 +45,20 @@ options_of_completion() {
 }
 
 @test "the examples of help run" {
-    "$OPTDOE" 50 5 --time 20s --output design.csv
+    "$OPTDOE" 50 5 --output design.csv
+    for part in 1 2; do
+        "$OPTDOE" 10 3 --starts 4 --seed 1 --shard $part/2 --results part$part.jsonl -q -o /dev/null
+    done
     cp design.csv colleague.csv
     cp design.csv old.csv
     while read -r line; do
         line=${line/optdoe/\"\$OPTDOE\"}
+        line=$(sed -E 's/--time [0-9a-z]+/--time 0.5s/' <<<"$line")
         [[ $line == *ranges.csv* ]] && printf 'a,0,50\nb,0,50\nc,0,50\nd,0,50\ne,0,50\n' >ranges.csv && cp design.csv old.csv && continue
         [[ $line == *" plot "* ]] && ! command -v gnuplot >/dev/null && continue
         [[ $line == *history* ]] && "$OPTDOE" 50 5 --history history.csv -q -o design.csv
         eval "$line" >/dev/null
-    done < <(for c in make augment evaluate plot; do "$OPTDOE" $c --help | grep -E '^  optdoe '; done)
+    done < <(for c in make augment evaluate plot merge; do "$OPTDOE" $c --help | grep -E '^  optdoe '; done)
 }
 
 @test "completion offers commands, values and files" {

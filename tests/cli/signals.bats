@@ -2,7 +2,7 @@ load support
 
 # Starts a long run in the background; its design goes to d.csv. Signals are reset: scripts start jobs with INT ignored.
 start_run() {
-    env --default-signal=INT,TERM "$OPTDOE" 60 6 --iterations 100000000 --time 60s -o d.csv 2>log 3>&- &
+    env --default-signal=INT,TERM "$OPTDOE" 60 6 --starts 1 --iterations 100000000 --time 60s -o d.csv 2>log 3>&- &
     job=$!
     sleep 0.7
 }
@@ -16,7 +16,8 @@ start_run() {
         wait $job || status=$?
         [ "$status" -eq 3 ]
         is_latin d.csv
-        grep -q '^# end: "stop_requested"' d.csv
+        grep -q 'stopped on request' log
+        grep -q '^# end: "stopped_after_rounds"' d.csv
         agree "$(recorded d.csv)" "$(measure d.csv objective_phip)"
     done
 }
@@ -47,21 +48,21 @@ start_run() {
 }
 
 @test "an ignored INT stays ignored" {
-    (trap '' INT; exec "$OPTDOE" 60 6 --iterations 100000000 --time 1.5s -o d.csv 2>log 3>&-) &
+    (trap '' INT; exec "$OPTDOE" 60 6 --starts 1 --iterations 100000000 --time 1.5s -o d.csv 2>log 3>&-) &
     job=$!
     sleep 0.5
     kill -s INT $job
     wait $job
-    grep -q '^# end: "time_limit"' d.csv
+    grep -q 'the time limit is reached' log
 }
 
 @test "progress is one redrawn line on a terminal, without colour under NO_COLOR" {
     command -v script >/dev/null || skip "script is not installed"
-    TERM=xterm script -qec "'$OPTDOE' 40 5 --iterations 100000000 --time 1.2s -o d.csv" /dev/null </dev/null >seen 3>&-
+    TERM=xterm script -qec "'$OPTDOE' 40 5 --starts 1 --iterations 100000000 --time 1.2s -o d.csv" /dev/null </dev/null >seen 3>&-
     grep -q $'\033\[36m' seen
     redraws=$(tr '\r' '\n' <seen | grep -c 'of 1.2s')
     [ "$redraws" -ge 3 ] && [ "$redraws" -le 12 ]
-    NO_COLOR=1 TERM=xterm script -qec "'$OPTDOE' 40 5 --iterations 100000000 --time 1s -o d.csv" /dev/null </dev/null >seen 3>&-
+    NO_COLOR=1 TERM=xterm script -qec "'$OPTDOE' 40 5 --starts 1 --iterations 100000000 --time 1s -o d.csv" /dev/null </dev/null >seen 3>&-
     run grep -c $'\033\[36m' seen
     [ "$output" = 0 ]
     grep -q 'of 1.0s' seen
@@ -72,5 +73,6 @@ start_run() {
     [ ! -s err ]
     "$OPTDOE" 10 2 --seed 1 >out2 2>err
     grep -v '^# command' out | diff - <(grep -v '^# command' out2)
-    [ "$(wc -l <err)" -eq 1 ]
+    [ "$(wc -l <err)" -eq 2 ]
+    grep -q 'more time finds better designs: --time 30s' err
 }

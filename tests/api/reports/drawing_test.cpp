@@ -35,7 +35,7 @@ design_file small_design()
     return design;
 }
 
-const std::vector<history_point> history{{1, 0.0, 3.0}, {2, 0.5, 2.5}, {3, 1.0, 2.5}};
+const std::vector<search_trace> history{{5, {{1, 0.0, 3.0}, {2, 0.5, 2.5}, {3, 1.0, 2.5}}}};
 
 /// Compares with the recorded page; OPTDOE_RECORD=1 in the environment writes it instead.
 void expect_recorded(const std::string& name, const std::string& text)
@@ -84,6 +84,6 @@ TEST(drawing, one_value_and_one_point_have_a_picture)
     design.factors.resize(1);
     design.factors[0].range.reset();
     EXPECT_THAT(pair_matrix_svg(design.values, design.factors), Not(HasSubstr("nan")));
-    EXPECT_EQ(history_svg({{1, 0.0, 1.0}}), "");
-    EXPECT_THAT(history_svg({{1, 0.0, 1.0}, {2, 0.0, 1.0}}), Not(HasSubstr("nan")));
+    EXPECT_EQ(history_svg({{0, {{1, 0.0, 1.0}}}}), "");
+    EXPECT_THAT(history_svg({{0, {{1, 0.0, 1.0}, {2, 0.0, 1.0}}}}), Not(HasSubstr("nan")));
 }

@@ -1,0 +1,109 @@
+#include "api/campaign/campaign.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace optdoe {
+
+namespace {
+
+constexpr std::uint64_t seeds = 0xFFFFFFFFU; ///< 0 .. seeds - 1; the highest 32-bit number means the clock
+
+constexpr std::int64_t most_rounds = std::int64_t{1} << 40;
+constexpr double growth = 4.0;             ///< each search of effort is at most so much longer than the one before
+constexpr double last_share = 0.6;         ///< of the time left, for one search
+constexpr double least_left_share = 0.005; ///< of the whole time: what is left then is left
+constexpr double least_share = 0.02;       ///< of the whole time: a shorter search is not worth its start
+constexpr std::size_t full_traces = 64;    ///< searches whose course is kept; of the others only the end
+constexpr std::size_t most_traces = 10000; ///< beyond these only the searches that are better than all before
+
+} // namespace
+
+std::uint32_t seed_of_start(std::uint32_t first_seed, std::int64_t i)
+{
+    return static_cast<std::uint32_t>((first_seed + static_cast<std::uint64_t>(i)) % seeds);
+}
+
+campaign::campaign(search_problem problem, const campaign_request& request)
+    : problem_(std::move(problem)), request_(request), next_start_(request.shard - 1)
+{
+}
+
+std::optional<std::uint32_t> campaign::next_seed()
+{
+    while (request_.starts == 0 || next_start_ < request_.starts) {
+        const std::uint32_t seed = seed_of_start(request_.first_seed, next_start_);
+        next_start_ += request_.shards;
+        if (!done_before_.contains(seed))
+            return seed;
+    }
+    return std::nullopt;
+}
+
+/// Rounds of a search that is to fit into the time left. The first searches are short: they tell the speed and give
+/// an early result; then each is longer than the one before, up to most of the time that is left.
+std::int64_t campaign::effort_for(double left)
+{
+    if (request_.effort > 0 || !request_.plans_efforts)
+        return request_.effort;
+    double rounds = 16.0;
+    if (rounds_a_second_ > 0.0) {
+        const double whole = *request_.seconds * rounds_a_second_;
+        const double wanted = std::max(static_cast<double>(last_effort_) * growth, whole * least_share);
+        rounds = std::min(wanted, left * rounds_a_second_ * last_share);
+        if (left < *request_.seconds * 0.2) // a last one, which ends just before the time does
+            rounds = left * rounds_a_second_ * 0.95;
+    }
+    last_effort_ = std::clamp<std::int64_t>(std::llround(rounds), 1, most_rounds);
+    return last_effort_;
+}
+
+std::optional<search_task> campaign::next(double now)
+{
+    if (!returned_.empty()) {
+        const search_task task = returned_.back();
+        returned_.pop_back();
+        return task;
+    }
+    const double left = request_.seconds ? *request_.seconds - now : 1.0;
+    const double least_left = request_.plans_efforts ? *request_.seconds * least_left_share : 0.0;
+    if (has_its_target() || (done_ > 0 && left <= least_left))
+        return std::nullopt;
+    const std::optional<std::uint32_t> seed = next_seed();
+    if (!seed)
+        return std::nullopt;
+    return search_task{*seed, effort_for(std::max(left, 0.0)), request_.stop_after};
+}
+
+bool campaign::has_its_target() const
+{
+    const double target = problem_.options.target_in_force();
+    return request_.starts == 0 && best_ && best_->objective - target <= std::fabs(target) * 1e-15;
+}
+
+bool campaign::take(search_result result)
+{
+    ++done_;
+    if (result.task.effort > 0 && result.rounds > 0 && result.seconds > 0.0)
+        rounds_a_second_ = static_cast<double>(result.rounds) / result.seconds;
+    search_trace trace{result.task.seed, std::move(result.history)};
+    trace.points.push_back({result.rounds, result.began + result.seconds, result.objective});
+    if (traces_.size() >= full_traces)
+        trace.points.erase(trace.points.begin(), trace.points.end() - 1);
+    result.history.clear();
+    const bool leads = !best_ || is_better(result.objective, result.task.seed, best_->objective, best_->task.seed);
+    if (leads || traces_.size() < most_traces)
+        traces_.push_back(std::move(trace));
+    if (leads)
+        best_ = std::move(result);
+    return leads;
+}
+
+void campaign::take_done(std::uint32_t seed, std::optional<search_result> best)
+{
+    done_before_.insert(seed);
+    if (best && (!best_ || is_better(best->objective, best->task.seed, best_->objective, best_->task.seed)))
+        best_ = std::move(best);
+}
+
+} // namespace optdoe

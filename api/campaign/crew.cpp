@@ -1,0 +1,227 @@
+#include "api/campaign/crew.h"
+
+#include "api/campaign/cores.h"
+#include "api/runs/memory.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <condition_variable>
+#include <exception>
+#include <limits>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace optdoe {
+
+namespace {
+
+constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+
+double since(search_monitor::clock::time_point began)
+{
+    return std::chrono::duration<double>(search_monitor::clock::now() - began).count();
+}
+
+} // namespace
+
+struct search_monitor::shared_state {
+    mutable std::mutex mutex;
+    bool running = false;
+    std::uint32_t seed = 0;
+    search_progress progress;
+};
+
+search_monitor::search_monitor(clock::time_point campaign_began, std::optional<double> limit_seconds,
+                               bool every_round)
+    : shared_(std::make_unique<shared_state>()), began_(campaign_began), limit_(limit_seconds),
+      every_round_(every_round)
+{
+}
+
+search_monitor::~search_monitor() = default;
+
+search_result search_monitor::run(const search_problem& problem, const search_task& task,
+                                  const std::function<bool()>& stop)
+{
+    const double started = since(began_);
+    std::vector<history_point> course;
+    std::int64_t last_round = -1;
+    search_result result = run_search(problem, task, [&](const search_progress& p) {
+        const double now = since(began_);
+        const bool first = course.empty();
+        if (!std::isnan(p.best) &&
+            (first || p.best < course.back().objective || (every_round_ && p.rounds != last_round))) {
+            course.push_back({p.rounds, now, p.best});
+            last_round = p.rounds;
+            const std::scoped_lock lock(shared_->mutex);
+            shared_->running = true;
+            shared_->seed = task.seed;
+        }
+        {
+            const std::scoped_lock lock(shared_->mutex);
+            shared_->progress = p;
+        }
+        return stop() || (limit_ && now >= *limit_);
+    });
+    {
+        const std::scoped_lock lock(shared_->mutex);
+        shared_->running = false;
+    }
+    result.began = started;
+    result.seconds = since(began_) - started;
+    result.history = std::move(course);
+    return result;
+}
+
+bool search_monitor::progress(std::uint32_t& seed, search_progress& reached) const
+{
+    const std::scoped_lock lock(shared_->mutex);
+    seed = shared_->seed;
+    reached = shared_->progress;
+    return shared_->running;
+}
+
+void campaign_watch::learn(double objective, std::uint32_t seed, double now)
+{
+    if (std::isnan(objective) || (any_ && objective >= known_.best))
+        return;
+    any_ = true;
+    known_.best = objective;
+    known_.best_seed = seed;
+    known_.best_seconds = now;
+}
+
+campaign_status campaign_watch::status(const campaign& c, double now,
+                                       const std::vector<const search_monitor*>& monitors)
+{
+    if (!any_)
+        known_.initial = known_.best = unknown;
+    if (c.best())
+        learn(c.best()->objective, c.best()->task.seed, now);
+    known_.seconds = now;
+    known_.done = c.done();
+    known_.running = 0;
+    known_.rounds = 0;
+    for (const search_monitor* monitor : monitors) {
+        std::uint32_t seed = 0;
+        search_progress reached;
+        if (!monitor->progress(seed, reached))
+            continue;
+        ++known_.running;
+        known_.rounds += reached.rounds;
+        known_.initial = reached.initial;
+        learn(reached.best, seed, now);
+    }
+    return known_;
+}
+
+namespace {
+
+/// What the threads of a crew share.
+struct crew {
+    crew(campaign& what, const crew_orders& how) : c(what), orders(how) {}
+
+    campaign& c;
+    const crew_orders& orders;
+    search_monitor::clock::time_point began = search_monitor::clock::now();
+    std::mutex mutex; ///< of the campaign and of what follows
+    std::condition_variable ended;
+    int at_work = 0;
+    std::exception_ptr failure;
+    std::atomic<bool> stop{false};
+
+    void work(search_monitor& monitor)
+    {
+        try {
+            while (const std::optional<search_task> task = ask())
+                deliver(monitor.run(c.problem(), *task, [this] { return stop.load(std::memory_order_relaxed); }));
+        } catch (...) {
+            const std::scoped_lock lock(mutex);
+            failure = failure ? failure : std::current_exception();
+            stop = true;
+        }
+        const std::scoped_lock lock(mutex);
+        --at_work;
+        ended.notify_one();
+    }
+
+    std::optional<search_task> ask()
+    {
+        const std::scoped_lock lock(mutex);
+        return stop ? std::nullopt : c.next(since(began));
+    }
+
+    void deliver(search_result result)
+    {
+        const std::scoped_lock lock(mutex);
+        const bool leads =
+            !c.best() || is_better(result.objective, result.task.seed, c.best()->objective, c.best()->task.seed);
+        orders.on_result(result, leads);
+        c.take(std::move(result));
+        if (c.has_its_target())
+            stop = true;
+    }
+};
+
+} // namespace
+
+double run_on_threads(campaign& c, int jobs, const crew_orders& orders)
+{
+    crew all(c, orders);
+    std::vector<std::unique_ptr<search_monitor>> monitors;
+    std::vector<const search_monitor*> watched;
+    for (int j = 0; j < jobs; ++j) {
+        monitors.push_back(std::make_unique<search_monitor>(all.began, c.request().seconds, c.request().is_single()));
+        watched.push_back(monitors.back().get());
+    }
+    std::vector<std::thread> threads;
+    campaign_watch watch;
+    {
+        std::unique_lock lock(all.mutex);
+        for (const auto& monitor : monitors) {
+            try {
+                threads.emplace_back([&all, one = monitor.get()] { all.work(*one); });
+                ++all.at_work;
+            } catch (const std::system_error&) { // no more threads to be had: fewer do the same
+                if (threads.empty())
+                    throw;
+                break;
+            }
+        }
+        while (all.at_work > 0) {
+            all.ended.wait_for(lock, std::chrono::milliseconds(50));
+            const campaign_status status = watch.status(c, since(all.began), watched);
+            lock.unlock();
+            const bool stop = orders.keep_watch(status);
+            lock.lock();
+            if (stop)
+                all.stop = true;
+        }
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    if (all.failure)
+        std::rethrow_exception(all.failure);
+    return since(all.began);
+}
+
+int jobs_for_cores(const campaign& c, int wanted)
+{
+    const campaign_request& request = c.request();
+    const std::int64_t jobs = wanted > 0 ? wanted : usable_cores();
+    const std::int64_t searches = (request.starts - request.shard) / request.shards + 1;
+    return static_cast<int>(request.starts > 0 ? std::clamp<std::int64_t>(searches, 1, jobs) : jobs);
+}
+
+int jobs_for(const campaign& c, int wanted)
+{
+    const campaign_request& request = c.request();
+    const int jobs = jobs_for_cores(c, wanted);
+    const double each = bytes_of_search(c.problem(), request.effort > 0 || request.plans_efforts);
+    const double fit = each > 0.0 ? machine_bytes() / each : 1e9;
+    return static_cast<int>(std::clamp<double>(fit, 1.0, static_cast<double>(jobs)));
+}
+
+} // namespace optdoe

@@ -1,0 +1,186 @@
+#include "api/campaign/effort.h"
+
+#include "api/campaign/library_search.h"
+
+#include <algorithm>
+#include <random>
+
+namespace optdoe {
+
+namespace {
+
+/// The runs of a chain, one after the other.
+class chain {
+public:
+    chain(const search_problem& problem, const search_task& task, const search_watch& watch)
+        : problem_(problem), task_(task), watch_(watch), generator_(task.seed)
+    {
+    }
+
+    /// A run of at most `length` rounds; its design counts when it is better. Nothing once the chain has ended.
+    void run(std::int64_t length, bool from_the_best)
+    {
+        if (ended_)
+            return;
+        const std::uint32_t seed = next_seed();
+        settings options = problem_.options;
+        options.iterations = static_cast<std::int32_t>(std::min(length, task_.effort - rounds_));
+        options.no_pre_improvement = from_the_best;
+        const std::optional<table> own = from_the_best ? best_.levels : start_of(problem_, seed);
+        const table* start = own ? &*own : nullptr;
+        const search_task part{seed, 0, task_.stop_after < 0 ? -1 : task_.stop_after - rounds_};
+        search_result result = run_library_search(problem_, options, part, start, [&](const search_progress& p) {
+            return watch_(first_ ? p : search_progress{rounds_ + p.rounds, best_.initial, lower(p.best)});
+        });
+        take(std::move(result));
+    }
+
+    bool ended() const { return ended_; }
+
+    search_result result()
+    {
+        best_.task = task_;
+        best_.rounds = rounds_;
+        best_.cut = cut_;
+        if (cut_)
+            best_.task.stop_after = rounds_;
+        best_.entry_levels.clear();
+        return std::move(best_);
+    }
+
+private:
+    double lower(double objective) const { return objective < best_.objective ? objective : best_.objective; }
+
+    /// The task's own seed first, then numbers drawn from it. The highest number would mean the clock.
+    std::uint32_t next_seed() { return first_ ? task_.seed : static_cast<std::uint32_t>(generator_() % 0xFFFFFFFFU); }
+
+    void take(search_result result)
+    {
+        rounds_ += result.rounds;
+        cut_ = result.cut;
+        ended_ = cut_ || result.reason != end_reason::iteration_limit || rounds_ >= task_.effort;
+        const end_reason reason = result.reason;
+        if (first_) {
+            best_ = std::move(result);
+        } else if (result.rounds > 0 && result.objective < best_.objective) {
+            result.initial = best_.initial;
+            best_ = std::move(result);
+        }
+        best_.reason = reason;
+        first_ = false;
+    }
+
+    const search_problem& problem_;
+    const search_task& task_;
+    const search_watch& watch_;
+    std::mt19937_64 generator_;
+    search_result best_;
+    std::int64_t rounds_ = 0;
+    bool first_ = true;
+    bool cut_ = false;
+    bool ended_ = false;
+};
+
+constexpr int short_starts = 8;
+
+/// The coordinates that the criterion sees for ascending entries of a column.
+std::vector<double> scaled(std::vector<double> entries, std::size_t scaling)
+{
+    double low = entries.front();
+    double high = entries.back();
+    if (scaling == 2) {
+        const double half = (high - low) * 0.5 / static_cast<double>(entries.size() - 1);
+        low -= half;
+        high += half;
+    }
+    if (scaling != 0)
+        for (double& x : entries)
+            x = (x - low) / (high - low);
+    return entries;
+}
+
+} // namespace
+
+search_result run_chain(const search_problem& problem, const search_task& task, const search_watch& watch)
+{
+    const std::int64_t usual = problem.options.rounds_in_force(problem.rows, problem.factors);
+    chain runs(problem, task, watch);
+    const int starts = static_cast<int>(std::clamp<std::int64_t>(task.effort / (4 * usual), 1, short_starts));
+    for (int i = 0; i < starts; ++i)
+        runs.run(usual, false);
+    while (!runs.ended())
+        runs.run(usual, true);
+    return runs.result();
+}
+
+std::optional<annealed_problem> annealed(const search_problem& problem, const table& start)
+{
+    const settings& options = problem.options;
+    const bool grouped =
+        std::any_of(options.level_groups.begin(), options.level_groups.end(), [](double count) { return count > 1; });
+    if (options.symmetric || grouped || (options.criterion != "phip" && options.criterion != "cd2"))
+        return std::nullopt;
+    annealed_problem p;
+    p.rows = start.rows;
+    p.columns = start.columns;
+    p.fixed_rows = static_cast<std::size_t>(problem.fixed_rows);
+    p.what = options.criterion == "cd2" ? annealed_problem::centered_l2
+             : options.exponent() == 0  ? annealed_problem::maximin
+                                        : annealed_problem::phip;
+    p.p = options.exponent();
+    p.euclidean = options.distance_in_force() != "rectangular";
+    p.levels.resize(start.cells.size());
+    for (std::size_t j = 0; j < start.columns; ++j) {
+        std::vector<double> entries = start.column(j);
+        std::sort(entries.begin(), entries.end());
+        entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+        if (entries.size() < 2)
+            return std::nullopt;
+        for (std::size_t i = 0; i < start.rows; ++i)
+            p.levels[i * start.columns + j] = static_cast<std::int32_t>(
+                std::lower_bound(entries.begin(), entries.end(), start.at(i, j)) - entries.begin());
+        p.values.push_back(scaled(entries, options.scaling_in_force()));
+    }
+    for (std::size_t j = 0; j < start.columns; ++j) {
+        if (!options.weights.empty())
+            p.weights.push_back(list_value(options.weights, j));
+        if (!options.shares.empty())
+            p.shares.push_back(list_value(options.shares, j));
+    }
+    return can_anneal(p) ? std::optional(std::move(p)) : std::nullopt;
+}
+
+search_result run_annealing(const search_problem& problem, const annealed_problem& annealed, const table& start,
+                            const search_task& task, const search_watch& watch)
+{
+    search_result result;
+    result.task = task;
+    result.initial = annealed_objective(annealed, annealed.levels);
+    const double target = problem.options.target_in_force();
+    const annealing_plan plan{task.seed, task.effort, task.stop_after < 0 ? task.effort : task.stop_after};
+    bool reached = result.initial <= target;
+    result.levels = start;
+    if (plan.stop_after > 0 && !reached && !watch({0, result.initial, result.initial})) {
+        annealing_result found = anneal(annealed, plan, [&](const annealing_progress& p) {
+            reached = p.best <= target;
+            return reached || watch({p.round, result.initial, p.best});
+        });
+        result.rounds = found.rounds;
+        // Entries change places within a column: those of the start, found again by their level.
+        std::vector<std::vector<double>> entries(start.columns);
+        for (std::size_t j = 0; j < start.columns; ++j) {
+            entries[j].resize(annealed.values[j].size());
+            for (std::size_t i = 0; i < start.rows; ++i)
+                entries[j][static_cast<std::size_t>(annealed.levels[i * start.columns + j])] = start.at(i, j);
+        }
+        for (std::size_t c = 0; c < found.levels.size(); ++c)
+            result.levels.cells[c] = entries[c % start.columns][static_cast<std::size_t>(found.levels[c])];
+    }
+    result.reason = reached ? end_reason::target_reached : end_reason::iteration_limit;
+    result.cut = !reached && result.rounds < task.effort;
+    if (result.cut)
+        result.task.stop_after = result.rounds;
+    return result;
+}
+
+} // namespace optdoe
