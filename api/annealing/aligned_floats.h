@@ -28,4 +28,8 @@ using aligned_floats = std::vector<float, line_allocator<float>>;
 /// Places of a line: the rows, filled up to a multiple of 16.
 inline std::size_t line_stride(std::size_t rows) { return (rows + 15) / 16 * 16; }
 
+/// Floats from one line of a table to the next: an odd number of cache lines, so that the entries of a column lie in
+/// different sets of the cache.
+inline std::size_t line_pitch(std::size_t rows) { return (line_stride(rows) / 16 | 1) * 16; }
+
 } // namespace optdoe

@@ -10,7 +10,9 @@ namespace optdoe {
 // Shares of accepted trials at which an anneal begins and ends.
 static constexpr double hot_ratio = 0.3;
 static constexpr double cold_ratio = 0.005;
-static constexpr double warm = 0.4; ///< where an anneal from a good start begins, between cold and hot
+static constexpr double last_share = 0.05; ///< of an anneal, without uphill moves
+static constexpr double work_unit = 2e5;   ///< trials an entry of a design, after which an anneal gains little
+static constexpr double warm = 0.4;        ///< where an anneal from a good start begins, between cold and hot
 
 /// Levels from column after column to row after row.
 static std::vector<std::int32_t> row_major(const annealed_problem& problem, const std::vector<std::int32_t>& levels)
@@ -205,15 +207,17 @@ bool annealer<Table>::scout(std::int64_t rounds, temperature_range* range)
 template <class Table>
 bool annealer<Table>::anneal(std::int64_t rounds, temperature_range range)
 {
+    const std::int64_t last = static_cast<std::int64_t>(last_share * static_cast<double>(rounds));
+    const std::int64_t falling = rounds - last;
     const double factor =
-        plain_exp(plain_log(range.cold / range.hot) / static_cast<double>(std::max<std::int64_t>(1, rounds)));
+        plain_exp(plain_log(range.cold / range.hot) / static_cast<double>(std::max<std::int64_t>(1, falling)));
     double temperature = range.hot;
-    for (std::int64_t r = 0; r < rounds; ++r) {
+    for (std::int64_t r = 0; r < falling; ++r) {
         if (!round(temperature))
             return false;
         temperature *= factor;
     }
-    return true;
+    return descend(last);
 }
 
 /// A random rearrangement of the free rows in every column.
@@ -251,7 +255,7 @@ bool annealer<Table>::search()
         start_afresh();
     }
     // Small designs: several anneals from random starts find more than a long one.
-    const double work = 2e5 * static_cast<double>(problem_.rows * problem_.columns);
+    const double work = work_unit * static_cast<double>(problem_.rows * problem_.columns);
     const double trials =
         static_cast<double>(plan_.rounds - round_) * static_cast<double>(trials_a_round(problem_.rows));
     for (std::int64_t left = 1 + static_cast<std::int64_t>(trials / work); left > 0; --left) {

@@ -15,8 +15,8 @@ constexpr kernel_variants<cd2_trial_kernels> cd2_trial_kernel_variants
 
 cd2_table::cd2_table(const annealed_problem& problem, const cd2_trial_kernels* kernels)
     : kernels_(kernels), rows_(problem.rows), columns_(problem.columns), stride_(line_stride(problem.rows)),
-      coordinates_(columns_), factors_(columns_), levels_(columns_ * rows_), u_(columns_ * stride_),
-      sides_(columns_ * 2 * stride_), lines_(rows_ * stride_), products_(rows_)
+      pitch_(line_pitch(problem.rows)), coordinates_(columns_), factors_(columns_), levels_(columns_ * rows_),
+      u_(columns_ * stride_), sides_(columns_ * 2 * stride_), lines_(rows_ * pitch_), products_(rows_)
 {
     for (std::size_t c = 0; c < columns_; ++c)
         for (const double value : problem.values[c]) {
@@ -46,7 +46,7 @@ void cd2_table::load(const std::vector<std::int32_t>& levels)
 cd2_entry cd2_table::entry(std::size_t column, std::size_t row) const
 {
     const float u = u_[column * stride_ + row];
-    return {&sides_[(2 * column + (u < 0.0f ? 1 : 0)) * stride_], std::fabs(u)};
+    return {row, &sides_[(2 * column + (u < 0.0f ? 1 : 0)) * stride_], std::fabs(u)};
 }
 
 const cd2_table::single_factors& cd2_table::factors_at(std::size_t column, std::size_t row) const
@@ -91,13 +91,7 @@ double cd2_table::single_growth(std::size_t column, std::size_t a, std::size_t b
 
 bool cd2_table::accepts(std::size_t column, std::size_t a, std::size_t b, double allowance, double* growth)
 {
-    // The product of the two rows stays as it is.
-    const float between = line(a)[b];
-    line(a)[b] = 0.0f;
-    line(b)[a] = 0.0f;
     const float change = kernels_->change(stride_, entry(column, a), entry(column, b), line(a), line(b));
-    line(a)[b] = between;
-    line(b)[a] = between;
     *growth = 2.0 * static_cast<double>(change) + single_growth(column, a, b);
     return *growth <= allowance;
 }
@@ -113,12 +107,7 @@ void cd2_table::commit(std::size_t column, std::size_t a, std::size_t b)
 {
     double growth = 0.0;
     accepts(column, a, b, 0.0, &growth);
-    const float between = line(a)[b];
     kernels_->commit(stride_, entry(column, a), entry(column, b), line(a), line(b));
-    line(a)[b] = between;
-    line(b)[a] = between;
-    line(a)[a] = 0.0f;
-    line(b)[b] = 0.0f;
     for (std::size_t r = 0; r < rows_; ++r) {
         line(r)[a] = line(a)[r];
         line(r)[b] = line(b)[r];

@@ -41,16 +41,16 @@ private:
     cd2_entry entry(std::size_t column, std::size_t row) const;
     const single_factors& factors_at(std::size_t column, std::size_t row) const;
     double single_growth(std::size_t column, std::size_t a, std::size_t b) const;
-    float* line(std::size_t row) { return lines_.data() + row * stride_; }
+    float* line(std::size_t row) { return lines_.data() + row * pitch_; }
 
     const cd2_trial_kernels* kernels_;
-    std::size_t rows_, columns_, stride_;
+    std::size_t rows_, columns_, stride_, pitch_;
     std::vector<std::vector<float>> coordinates_;      ///< [column][level] from the centre
     std::vector<std::vector<single_factors>> factors_; ///< [column][level]
     std::vector<std::int32_t> levels_;                 ///< [columns x rows]
     aligned_floats u_;                                 ///< [columns x stride]
     aligned_floats sides_;                             ///< [columns x 2 x stride] above the centre, below
-    aligned_floats lines_;                             ///< [rows x stride]
+    aligned_floats lines_;                             ///< [rows x pitch]
     std::vector<single_factors> products_;             ///< [rows]
     double energy_ = 0.0;
     std::size_t commits_ = 0;

@@ -14,8 +14,9 @@
 
 namespace optdoe {
 
-/// One entry against a column.
+/// The entry of a row against its column.
 struct cd2_entry {
+    std::size_t row;
     const float* side; ///< [stride] distances from the centre of the rows on the entry's side, else 0
     float size;        ///< |u|
 };
@@ -23,15 +24,16 @@ struct cd2_entry {
 struct cd2_trial_kernels {
     const char* name;
 
-    /// Change of the sum of both lines when the rows exchange their entries a and b.
-    ///   line_a, line_b   in   [stride] with 0 where the two rows meet
-    float (*change)(std::size_t stride, cd2_entry a, cd2_entry b, const float* line_a, const float* line_b);
+    /// Change of the sum of both lines when the rows exchange their entries a and b. The product of the two stays.
+    ///   line_a, line_b   in   [stride]
+    float (*change)(std::size_t stride, const cd2_entry& a, const cd2_entry& b, const float* line_a,
+                    const float* line_b);
 
     /// The lines after the exchange, in place.
-    void (*commit)(std::size_t stride, cd2_entry a, cd2_entry b, float* line_a, float* line_b);
+    void (*commit)(std::size_t stride, const cd2_entry& a, const cd2_entry& b, float* line_a, float* line_b);
 
     /// Multiplies the line of the row with this entry by the factors of the column.
-    void (*multiply)(std::size_t stride, cd2_entry entry, float* line);
+    void (*multiply)(std::size_t stride, const cd2_entry& entry, float* line);
 };
 
 extern const cd2_trial_kernels cd2_trial_kernels_baseline, cd2_trial_kernels_avx2, cd2_trial_kernels_avx512;

@@ -62,8 +62,8 @@ static float largest_base(int power, double limit)
 
 phip_table::phip_table(const annealed_problem& problem, int exponent, const phip_trial_kernels* kernels)
     : kernels_(kernels), shape_{1.0f, 1.0f, 1e30f, exponent, problem.euclidean}, rows_(problem.rows),
-      columns_(problem.columns), stride_(line_stride(problem.rows)), x_(columns_ * stride_), lines_(rows_ * stride_),
-      sums_(stride_)
+      columns_(problem.columns), stride_(line_stride(problem.rows)), pitch_(line_pitch(problem.rows)),
+      x_(columns_ * stride_), lines_(rows_ * pitch_), sums_(stride_)
 {
     const bool exact = scaled_coordinates(problem, coordinates_);
     commits_between_refreshes_ = (exact ? 64 : 4) * rows_;
@@ -112,51 +112,14 @@ void phip_table::refresh()
     highest_energy_ = energy_;
 }
 
-double phip_table::term_of(float distance) const
-{
-    float term = 1.0f;
-    const float y = shape_.unit / std::min(std::max(distance, shape_.nearest), shape_.farthest);
-    float square = y;
-    for (int bits = shape_.power; bits > 0; bits >>= 1, square *= square)
-        if ((bits & 1) != 0)
-            term *= square;
-    return static_cast<double>(term);
-}
-
 phip_exchange_lines phip_table::lines_of(std::size_t column, std::size_t a, std::size_t b)
 {
-    const float* x = &x_[column * stride_];
-    return {stride_, x, x[a], x[b], line(a), line(b)};
+    return {stride_, a, b, &x_[column * stride_], line(a), line(b)};
 }
-
-/// While it lives, the distance of two rows, which an exchange between them leaves, is out of the way.
-class phip_table::apart {
-public:
-    apart(phip_table& table, std::size_t a, std::size_t b)
-        : at_a_(table.line(a) + b), at_b_(table.line(b) + a), distance_(*at_a_)
-    {
-        *at_a_ = far_away;
-        *at_b_ = far_away;
-    }
-    ~apart()
-    {
-        *at_a_ = distance_;
-        *at_b_ = distance_;
-    }
-    apart(const apart&) = delete;
-    apart& operator=(const apart&) = delete;
-    float distance() const { return distance_; }
-
-private:
-    float* at_a_;
-    float* at_b_;
-    float distance_;
-};
 
 bool phip_table::accepts(std::size_t column, std::size_t a, std::size_t b, double allowance, double* growth)
 {
-    const apart pair(*this, a, b);
-    const double old = sums_[a] + sums_[b] - 2.0 * term_of(pair.distance());
+    const double old = sums_[a] + sums_[b];
     const double factor = allowance * (1.0 + allowance * (0.5 + allowance * (1.0 / 6.0 + allowance / 24.0)));
     const double limit = old + energy_ * factor;
     const double sum =
@@ -176,12 +139,7 @@ void phip_table::commit(std::size_t column, std::size_t a, std::size_t b)
 {
     double change_a = 0.0;
     double change_b = 0.0;
-    {
-        const apart pair(*this, a, b);
-        kernels_->commit(shape_, lines_of(column, a, b), line(a), line(b), sums_.data(), &change_a, &change_b);
-    }
-    line(a)[a] = far_away;
-    line(b)[b] = far_away;
+    kernels_->commit(shape_, lines_of(column, a, b), line(a), line(b), sums_.data(), &change_a, &change_b);
     for (std::size_t r = 0; r < rows_; ++r) {
         line(r)[a] = line(a)[r];
         line(r)[b] = line(b)[r];

@@ -43,22 +43,20 @@ public:
     int power() const { return shape_.power; }
 
 private:
-    class apart;
     static constexpr float far_away = 1e30f; ///< in place of the distance of a row to itself
 
     void set_unit(float unit);
     void refresh();
     phip_exchange_lines lines_of(std::size_t column, std::size_t a, std::size_t b);
-    float* line(std::size_t row) { return lines_.data() + row * stride_; }
-    const float* line(std::size_t row) const { return lines_.data() + row * stride_; }
-    double term_of(float distance) const;
+    float* line(std::size_t row) { return lines_.data() + row * pitch_; }
+    const float* line(std::size_t row) const { return lines_.data() + row * pitch_; }
 
     const phip_trial_kernels* kernels_;
     phip_shape shape_;
-    std::size_t rows_, columns_, stride_;
+    std::size_t rows_, columns_, stride_, pitch_;
     std::vector<std::vector<float>> coordinates_; ///< [column][level]
     aligned_floats x_;                            ///< [columns x stride]
-    aligned_floats lines_;                        ///< [rows x stride]
+    aligned_floats lines_;                        ///< [rows x pitch]
     std::vector<double> sums_;                    ///< [stride]
     double energy_ = 0.0;
     double highest_energy_ = 0.0; ///< since the last refresh

@@ -21,20 +21,20 @@ struct phip_shape {
     bool euclidean; ///< squared distances
 };
 
-/// What rows a and b exchange: x[r] are the entries of the column.
+/// Rows a and b, which exchange their entries of a column.
 struct phip_exchange_lines {
     std::size_t stride;
-    const float* x;
-    float x_a;
-    float x_b;
-    const float* line_a; ///< with `farthest` at b
-    const float* line_b; ///< with `farthest` at a
+    std::size_t a;
+    std::size_t b;
+    const float* x; ///< [stride] the entries of the column
+    const float* line_a;
+    const float* line_b;
 };
 
 struct phip_trial_kernels {
     const char* name;
 
-    /// Sum of the terms of both rows after the exchange, or a part of the sum that is above the limit already.
+    /// Sum of the terms of both lines after the exchange, or a part of the sum that is above the limit already.
     float (*new_terms)(const phip_shape& shape, const phip_exchange_lines& lines, float limit);
 
     /// Distances of both rows after the exchange, and what becomes of the rows' sums of terms.

@@ -24,15 +24,27 @@ inline float_lanes powered(float_lanes y, int power)
     }
 }
 
-/// How much farther row a gets from the rows, and row b nearer.
+/// How much farther row a gets from the rows, and row b nearer; the two keep their distance.
 template <bool euclidean>
-inline float_lanes change_of(float_lanes x, float_lanes x_a, float_lanes x_b)
-{
-    if constexpr (euclidean)
-        return (x_a - x_b) * ((x - x_a) + (x - x_b));
-    else
-        return size_of(x - x_b) - size_of(x - x_a);
-}
+class distance_change {
+public:
+    explicit distance_change(const phip_exchange_lines& lines)
+        : x_(lines.x), x_a_(all(lines.x[lines.a])), x_b_(all(lines.x[lines.b])), pair_(lines.a, lines.b)
+    {
+    }
+    float_lanes at(std::size_t place) const
+    {
+        const float_lanes x = load_floats(x_ + place);
+        const float_lanes change =
+            euclidean ? (x_a_ - x_b_) * ((x - x_a_) + (x - x_b_)) : size_of(x - x_b_) - size_of(x - x_a_);
+        return pair_.at(place) ? float_lanes{} : change;
+    }
+
+private:
+    const float* x_;
+    float_lanes x_a_, x_b_;
+    row_finder pair_;
+};
 
 struct term_lanes {
     explicit term_lanes(const phip_shape& shape)
@@ -49,8 +61,7 @@ template <bool euclidean, int fixed_power>
 float new_terms_of(const phip_shape& shape, const phip_exchange_lines& lines, float limit)
 {
     const term_lanes terms(shape);
-    const float_lanes x_a = all(lines.x_a);
-    const float_lanes x_b = all(lines.x_b);
+    const distance_change<euclidean> changes(lines);
     float_lanes sum[vectors] = {};
     const std::size_t step = block * blocks_between_looks;
     for (std::size_t start = 0; start < lines.stride; start += step) {
@@ -59,7 +70,7 @@ float new_terms_of(const phip_shape& shape, const phip_exchange_lines& lines, fl
 #pragma GCC unroll 4
             for (std::size_t v = 0; v < vectors; ++v) {
                 const std::size_t at = r + v * FLOATS;
-                const float_lanes change = change_of<euclidean>(load_floats(lines.x + at), x_a, x_b);
+                const float_lanes change = changes.at(at);
                 const float_lanes a = terms.bounded(load_floats(lines.line_a + at) + change);
                 const float_lanes b = terms.bounded(load_floats(lines.line_b + at) - change);
                 // One division serves both: unit/a = (unit / (a b)) b.
@@ -78,8 +89,7 @@ void commit_of(const phip_shape& shape, const phip_exchange_lines& lines, float*
                double* change_a, double* change_b)
 {
     const term_lanes terms(shape);
-    const float_lanes x_a = all(lines.x_a);
-    const float_lanes x_b = all(lines.x_b);
+    const distance_change<euclidean> changes(lines);
     double sum_a[block] = {};
     double sum_b[block] = {};
     for (std::size_t r = 0; r < lines.stride; r += block) {
@@ -89,7 +99,7 @@ void commit_of(const phip_shape& shape, const phip_exchange_lines& lines, float*
         alignas(64) float after_b[block];
         for (std::size_t v = 0; v < vectors; ++v) {
             const std::size_t at = r + v * FLOATS;
-            const float_lanes change = change_of<euclidean>(load_floats(lines.x + at), x_a, x_b);
+            const float_lanes change = changes.at(at);
             const float_lanes old_a = load_floats(lines.line_a + at);
             const float_lanes old_b = load_floats(lines.line_b + at);
             const auto term = [&](float_lanes d) {
@@ -118,26 +128,23 @@ void commit_of(const phip_shape& shape, const phip_exchange_lines& lines, float*
     }
 }
 
-template <bool euclidean>
-float new_terms_by_power(const phip_shape& shape, const phip_exchange_lines& lines, float limit)
-{
-    return shape.power == 10 ? new_terms_of<euclidean, 10>(shape, lines, limit)
-                             : new_terms_of<euclidean, 0>(shape, lines, limit);
-}
-
 float new_terms(const phip_shape& shape, const phip_exchange_lines& lines, float limit)
 {
-    return shape.euclidean ? new_terms_by_power<true>(shape, lines, limit)
-                           : new_terms_by_power<false>(shape, lines, limit);
+    if (!shape.euclidean)
+        return new_terms_of<false, 0>(shape, lines, limit);
+    return shape.power == 10 ? new_terms_of<true, 10>(shape, lines, limit)
+                             : new_terms_of<true, 0>(shape, lines, limit);
 }
 
 void commit(const phip_shape& shape, const phip_exchange_lines& lines, float* new_a, float* new_b, double* sums,
             double* change_a, double* change_b)
 {
-    if (shape.euclidean)
-        commit_of<true, 0>(shape, lines, new_a, new_b, sums, change_a, change_b);
-    else
+    if (!shape.euclidean)
         commit_of<false, 0>(shape, lines, new_a, new_b, sums, change_a, change_b);
+    else if (shape.power == 10)
+        commit_of<true, 10>(shape, lines, new_a, new_b, sums, change_a, change_b);
+    else
+        commit_of<true, 0>(shape, lines, new_a, new_b, sums, change_a, change_b);
 }
 
 double line_terms(const phip_shape& shape, std::size_t stride, const float* line)
