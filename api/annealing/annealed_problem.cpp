@@ -23,7 +23,7 @@ static std::vector<std::vector<double>> weighted_points(const annealed_problem& 
 
 int annealed_exponent(const annealed_problem& problem)
 {
-    const int p = problem.what == annealed_problem::maximin ? 100 : problem.p;
+    const int p = problem.what == annealed_problem::maximin ? 40 : problem.p;
     return problem.euclidean ? (p + 1) / 2 : p;
 }
 

@@ -9,9 +9,9 @@ namespace optdoe {
 
 // Shares of accepted trials at which an anneal begins and ends.
 static constexpr double hot_ratio = 0.3;
-static constexpr double cold_ratio = 0.005;
+static constexpr double cold_ratio = 0.02;
 static constexpr double last_share = 0.05; ///< of an anneal, without uphill moves
-static constexpr double work_unit = 2e5;   ///< trials an entry of a design, after which an anneal gains little
+static constexpr double work_unit = 1e6;   ///< trials an entry of a design, after which an anneal gains little
 static constexpr double warm = 0.4;        ///< where an anneal from a good start begins, between cold and hot
 
 /// Levels from column after column to row after row.
@@ -92,7 +92,7 @@ template <class Table>
 void annealer<Table>::try_one(double temperature)
 {
     trial_exchange move{};
-    if (!moves_.draw(random_, &move))
+    if (!moves_.draw(random_, table_.crowding(), &move))
         return;
     const double allowance = temperature > 0.0 ? temperature * allowances_[random_.next() % allowance_draws] : 0.0;
     double growth = 0.0;
@@ -171,7 +171,7 @@ double annealer<Table>::highest_temperature()
     double sum = 1e-300;
     for (int t = 0; t < 1000; ++t) {
         trial_exchange move{};
-        if (moves_.draw(random_, &move))
+        if (moves_.draw(random_, table_.crowding(), &move))
             sum += std::max(0.0, table_.relative_growth(move.column, move.a, move.b));
     }
     return 1e-3 * sum;

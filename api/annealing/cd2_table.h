@@ -26,6 +26,9 @@ public:
     ///   growth   out  of the energy
     bool accepts(std::size_t column, std::size_t a, std::size_t b, double allowance, double* growth);
 
+    /// No row is more crowded than another.
+    const double* crowding() const { return nullptr; }
+
     double relative_growth(std::size_t column, std::size_t a, std::size_t b);
 
     void commit(std::size_t column, std::size_t a, std::size_t b);

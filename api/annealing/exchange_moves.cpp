@@ -31,18 +31,25 @@ exchange_moves::exchange_moves(const annealed_problem& problem)
     fill_steps();
 }
 
+/// s^-5/4 from roots, which are the same on every machine.
+static double weight_of_step(std::size_t step)
+{
+    const double s = static_cast<double>(step);
+    return 1.0 / (s * std::sqrt(std::sqrt(s)));
+}
+
 void exchange_moves::fill_steps()
 {
     const std::size_t most = free_ - 1;
     double total = 0.0;
     for (std::size_t s = 1; s <= most; ++s)
-        total += 1.0 / static_cast<double>(s);
+        total += weight_of_step(s);
     std::size_t step = 1;
-    double below = 1.0;
+    double below = weight_of_step(1);
     for (std::size_t i = 0; i < step_draws; ++i) {
         const double share = (static_cast<double>(i) + 0.5) / static_cast<double>(step_draws) * total;
         while (below < share && step < most)
-            below += 1.0 / static_cast<double>(++step);
+            below += weight_of_step(++step);
         steps_[i] = static_cast<std::uint32_t>(step);
     }
 }
@@ -64,14 +71,30 @@ void exchange_moves::load(const std::vector<std::int32_t>& levels)
     }
 }
 
-bool exchange_moves::draw(trial_random& random, trial_exchange* move) const
+/// The one of this rank and two more whose row is the most crowded.
+std::uint32_t exchange_moves::crowded_rank(trial_random& random, const double* crowding, std::size_t column,
+                                           std::uint32_t rank) const
+{
+    const std::uint32_t* rows = &row_at_[column * free_];
+    const std::uint64_t bits = random.next();
+    for (const std::uint64_t part : {bits & 0xFFFFFFFFu, bits >> 32}) {
+        const std::uint32_t other =
+            trial_random::below(static_cast<std::uint32_t>(part), static_cast<std::uint32_t>(free_));
+        rank = crowding[rows[other]] > crowding[rows[rank]] ? other : rank;
+    }
+    return rank;
+}
+
+bool exchange_moves::draw(trial_random& random, const double* crowding, trial_exchange* move) const
 {
     const std::uint64_t where = random.next();
     const std::uint64_t which = random.next();
     const std::size_t column =
         movable_[trial_random::below(static_cast<std::uint32_t>(where), static_cast<std::uint32_t>(movable_.size()))];
-    const std::uint32_t rank =
+    std::uint32_t rank =
         trial_random::below(static_cast<std::uint32_t>(where >> 32), static_cast<std::uint32_t>(free_));
+    if (crowding != nullptr)
+        rank = crowded_rank(random, crowding, column, rank);
     std::uint32_t step = steps_[which % step_draws];
     if (group_[column] > 1)
         step = (step - 1) * group_[column] + 1 +

@@ -35,8 +35,8 @@ public:
 
     void commit(std::size_t column, std::size_t a, std::size_t b);
 
-    /// Sum of the terms of a row: where it is large, the row is close to others.
-    double row_weight(std::size_t row) const { return sums_[row]; }
+    /// [rows] Sums of the terms of a row: where it is large, the row is close to others.
+    const double* crowding() const { return sums_.data(); }
 
     float least_distance() const;
 
