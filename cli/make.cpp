@@ -143,6 +143,8 @@ nlohmann::ordered_json config_of(const options& o, const settings& used, const b
                                  placement place, std::uint32_t seed)
 {
     nlohmann::ordered_json config = used.effective(b.rows, b.factors);
+    if (!used.seconds)
+        config["time"] = nullptr; // a time that is given is used to its end
     config["seed"] = std::to_string(seed);
     if (!o.balanced.empty())
         config["balanced"] = o.balanced;

@@ -281,7 +281,7 @@ void define_plot(CLI::App& app, options& o, raw_options& raw)
 
 void define_merge(CLI::App& app, options& o, raw_options& raw)
 {
-    app.add_option("RESULTS", o.files, "files of --results, of one problem")
+    app.add_option("RESULTS", o.files, "results files of one problem")
         ->required()
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("")
@@ -349,6 +349,9 @@ std::vector<std::string> config_arguments(const std::string& file, const CLI::Ap
             throw input_error(
                 at_byte(file, content, content.find('"' + key + '"'), fmt::format("unknown setting \"{}\"", key)));
         }
+        // Version 1.0 wrote the limit of the library where no time was given.
+        if (key == "time" && value == setting_of(setting_id::time).fallback)
+            continue;
         if (value.is_null() || (value.is_boolean() && !value.get<bool>()))
             continue;
         if (value.is_boolean())
