@@ -83,6 +83,13 @@ private:
 
 constexpr int short_starts = 8;
 
+/// Entropy of larger designs: at 40 x 5 a long run was 0.7 % better than eight short ones in a row, at 20 x 4 0.15 %
+/// worse; of the others short ones were always better (1600 rounds and more, three seeds).
+bool gains_by_long_runs(const search_problem& problem)
+{
+    return problem.options.criterion == "entropy" && problem.rows * problem.factors > 100;
+}
+
 /// The coordinates that the criterion sees for ascending entries of a column.
 std::vector<double> scaled(std::vector<double> entries, std::size_t scaling)
 {
@@ -108,8 +115,9 @@ search_result run_chain(const search_problem& problem, const search_task& task, 
     const int starts = static_cast<int>(std::clamp<std::int64_t>(task.effort / (4 * usual), 1, short_starts));
     for (int i = 0; i < starts; ++i)
         runs.run(usual, false);
+    const std::int64_t part = gains_by_long_runs(problem) ? std::max(usual, task.effort / 2) : usual;
     while (!runs.ended())
-        runs.run(usual, true);
+        runs.run(part, true);
     return runs.result();
 }
 

@@ -41,7 +41,7 @@ jni::Object optdoe_run(jni::Env* env, jni::Object self, std::int32_t nsamples, s
     const bool ready = run_slots_open(ctx, env, self);
     jni::Object result = nullptr;
     if (ready) {
-        ctx->globals->extras = given;
+        ctx->globals->extras = &given;
         result = run_guarded(ctx, nsamples, nfactors, max_time_minutes, static_cast<std::uint32_t>(seed));
     }
     // The search has told why it ended; the host may have thrown at one of the lines after that.

@@ -165,7 +165,7 @@ static void copy_design_to(double* out, const double* const* design, run_sizes s
 jni::Object run_driver(run_context* ctx, std::int32_t nsamples, std::int32_t nfactors, double max_time_minutes,
                        std::uint32_t seed32)
 {
-    const run_extras& extras = ctx->globals->extras;
+    const run_extras& extras = *ctx->globals->extras;
     run_outcome unasked{};
     run_outcome& outcome = extras.outcome != nullptr ? *extras.outcome : unasked;
     outcome.iterations = 0;

@@ -16,6 +16,7 @@
 
 namespace {
 
+constexpr run_extras no_extras{};
 constexpr int slot_count = 12;
 constexpr int last_step = 9; ///< opens slots 9, 10 and 11
 
@@ -72,6 +73,7 @@ bool run_slots_open(run_context* ctx, jni::Env* env, jni::Object self)
     open_plain_record(ctx->globals);
     if (ctx->globals == nullptr)
         return false;
+    ctx->globals->extras = &no_extras;
     ctx->globals->env = env;
     ctx->globals->self = self;
     ctx->globals->start_ticks = current_ticks();

@@ -12,7 +12,7 @@
 struct allocation_chunk;
 
 struct run_globals {
-    run_extras extras;          ///< what the caller added to its arguments
+    const run_extras* extras;   ///< what the caller added to its arguments; never null, not owned
     run_settings settings;      ///< what steers criteria and search
     double** design;            ///< [nsamples x nfactors] matrix; null until the driver has made it
     std::int32_t start_ticks;   ///< monotonic milliseconds at entry, low 32 bits

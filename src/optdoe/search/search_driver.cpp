@@ -40,7 +40,7 @@ static bool target_reached(const search_state& s) { return s.best_value - s.targ
 static bool time_is_left(run_context* ctx)
 {
     run_globals& globals = *ctx->globals;
-    if (globals.extras.interrupted != nullptr && globals.extras.interrupted(globals.extras.user))
+    if (globals.extras->interrupted != nullptr && globals.extras->interrupted(globals.extras->user))
         globals.within_budget = 0;
     return check_time_budget(ctx, ctx->search->time_budget_ms) != 0;
 }
@@ -109,7 +109,7 @@ static std::int32_t choose_factor(run_context* ctx)
         while (position < s.active_count - 1 && !(s.factor_cumulative_weight[position] > u))
             ++position;
     } else {
-        std::atomic<std::uint32_t>* own = ctx->globals->extras.rotation;
+        std::atomic<std::uint32_t>* own = ctx->globals->extras->rotation;
         std::atomic<std::uint32_t>& rotation = own != nullptr ? *own : choice_counter;
         const std::uint32_t turn = rotation.fetch_add(1, std::memory_order_relaxed) + 1;
         position = wrap_i32(turn % bits_u32(s.active_count));
