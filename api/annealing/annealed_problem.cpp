@@ -27,6 +27,14 @@ int annealed_exponent(const annealed_problem& problem)
     return problem.euclidean ? (p + 1) / 2 : p;
 }
 
+int applied_exponent(int exponent)
+{
+    int applied = 1;
+    for (; exponent > 1; exponent >>= 1)
+        applied = 2 * applied + (exponent & 1);
+    return applied;
+}
+
 static double distance_objective(const annealed_problem& problem, const std::vector<std::int32_t>& levels)
 {
     const distance_kind kind = problem.euclidean ? distance_kind::euclidean : distance_kind::rectangular;

@@ -56,8 +56,11 @@ inline double weight_of(const annealed_problem& problem, std::size_t column)
     return problem.weights.empty() ? 1.0 : problem.weights[column];
 }
 
-/// Exponent of the distances, or of their squares, whose sum is annealed: that of p; of 40 for maximin
-/// (20 x 3 and 30 x 5 with 30, 50 and 100: the largest found least).
+/// Exponent p of the distances, or of their squares, as the library takes it; 40 or 20 for maximin (20 x 3 and 30 x 5
+/// with p = 30, 50 and 100: the largest found least). Its root is the objective.
 int annealed_exponent(const annealed_problem& problem);
+
+/// The exponent that the library's integer power really applies for it: optdoe/criteria/distance.h.
+int applied_exponent(int exponent);
 
 } // namespace optdoe

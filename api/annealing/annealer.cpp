@@ -8,7 +8,7 @@
 namespace optdoe {
 
 // Shares of accepted trials at which an anneal begins and ends.
-static constexpr double hot_ratio = 0.3;
+static constexpr double hot_ratio = 0.25;
 static constexpr double cold_ratio = 0.02;
 static constexpr double last_share = 0.05; ///< of an anneal, without uphill moves
 static constexpr double work_unit = 1e6;   ///< trials an entry of a design, after which an anneal gains little
@@ -67,6 +67,15 @@ merit annealer<Table>::merit_now() const
 }
 
 template <class Table>
+double annealer<Table>::best_objective() const
+{
+    if constexpr (std::is_same_v<Table, phip_table>)
+        if (problem_.what == annealed_problem::maximin)
+            return -table_.unscaled(best_.least_distance);
+    return table_.objective(best_.energy);
+}
+
+template <class Table>
 void annealer<Table>::keep_best()
 {
     if (best_is_current_)
@@ -118,7 +127,7 @@ template <class Table>
 bool annealer<Table>::end_round()
 {
     ++round_;
-    const bool stopped = keep_watch_ && keep_watch_({round_, best_.energy});
+    const bool stopped = keep_watch_ && keep_watch_({round_, best_objective()});
     return !stopped && round_ < plan_.stop_after;
 }
 
@@ -163,18 +172,22 @@ bool annealer<Table>::try_lattices(std::int64_t rounds, const lattice_starts& st
     return true;
 }
 
+/// A temperature at which an anneal would be of no use: a fifth of the distance's exponent, as phi-p's allowances are
+/// factors of its sum; else the mean growth of the energy by a random exchange.
 template <class Table>
 double annealer<Table>::highest_temperature()
 {
-    if constexpr (std::is_same_v<Table, phip_table>)
+    if constexpr (std::is_same_v<Table, phip_table>) {
         return 0.2 * table_.power();
-    double sum = 1e-300;
-    for (int t = 0; t < 1000; ++t) {
-        trial_exchange move{};
-        if (moves_.draw(random_, table_.crowding(), &move))
-            sum += std::max(0.0, table_.relative_growth(move.column, move.a, move.b));
+    } else {
+        double sum = 1e-300;
+        for (int t = 0; t < 1000; ++t) {
+            trial_exchange move{};
+            if (moves_.draw(random_, table_.crowding(), &move))
+                sum += std::max(0.0, table_.growth(move.column, move.a, move.b));
+        }
+        return 1e-3 * sum;
     }
-    return 1e-3 * sum;
 }
 
 template <class Table>

@@ -52,6 +52,7 @@ private:
     void load(const std::vector<std::int32_t>& levels);
     void start_afresh();
     merit merit_now() const;
+    double best_objective() const;
     void note_best();
     void keep_best();
 

@@ -43,7 +43,7 @@ annealing_result anneal(const annealed_problem& problem, const annealing_plan& p
         return annealer<cd2_table>(problem, plan, keep_watch,
                                    cd2_table(problem, best_variant(cd2_trial_kernel_variants)))
             .run();
-    const phip_table table(problem, annealed_exponent(problem), best_variant(phip_trial_kernel_variants));
+    const phip_table table(problem, best_variant(phip_trial_kernel_variants));
     return annealer<phip_table>(problem, plan, keep_watch, table).run();
 }
 

@@ -18,13 +18,21 @@ cd2_table::cd2_table(const annealed_problem& problem, const cd2_trial_kernels* k
       pitch_(line_pitch(problem.rows)), coordinates_(columns_), factors_(columns_), levels_(columns_ * rows_),
       u_(columns_ * stride_), sides_(columns_ * 2 * stride_), lines_(rows_ * pitch_), products_(rows_)
 {
-    for (std::size_t c = 0; c < columns_; ++c)
+    for (std::size_t c = 0; c < columns_; ++c) {
+        constant_ *= weight_of(problem, c) > 1e-15 ? 13.0 / 12.0 : 1.0;
         for (const double value : problem.values[c]) {
             const double u = weight_of(problem, c) * (value - 0.5);
             const double size = std::fabs(u);
             coordinates_[c].push_back(static_cast<float>(u));
             factors_[c].push_back({1.0 + size, (2.0 + size - size * size) * 0.5});
         }
+    }
+}
+
+double cd2_table::objective(double energy) const
+{
+    const double n = static_cast<double>(rows_);
+    return constant_ + energy / (n * n);
 }
 
 void cd2_table::set_entry(std::size_t column, std::size_t row, float u)
@@ -96,17 +104,16 @@ bool cd2_table::accepts(std::size_t column, std::size_t a, std::size_t b, double
     return *growth <= allowance;
 }
 
-double cd2_table::relative_growth(std::size_t column, std::size_t a, std::size_t b)
+double cd2_table::growth(std::size_t column, std::size_t a, std::size_t b)
 {
-    double growth = 0.0;
-    accepts(column, a, b, 0.0, &growth);
-    return growth;
+    double grown = 0.0;
+    accepts(column, a, b, 0.0, &grown);
+    return grown;
 }
 
 void cd2_table::commit(std::size_t column, std::size_t a, std::size_t b)
 {
-    double growth = 0.0;
-    accepts(column, a, b, 0.0, &growth);
+    const double grown = growth(column, a, b);
     kernels_->commit(stride_, entry(column, a), entry(column, b), line(a), line(b));
     for (std::size_t r = 0; r < rows_; ++r) {
         line(r)[a] = line(a)[r];
@@ -120,7 +127,7 @@ void cd2_table::commit(std::size_t column, std::size_t a, std::size_t b)
     const float u_a = u_[column * stride_ + a];
     set_entry(column, a, u_[column * stride_ + b]);
     set_entry(column, b, u_a);
-    energy_ += growth;
+    energy_ += grown;
     if (++commits_ == 4 * rows_)
         refresh();
 }

@@ -22,6 +22,9 @@ public:
 
     double energy() const { return energy_; }
 
+    /// The squared discrepancy of an energy: within 1e-7 of its terms, not of itself.
+    double objective(double energy) const;
+
     /// Tries an exchange of two different levels. True: the energy grows by less than the allowance.
     ///   growth   out  of the energy
     bool accepts(std::size_t column, std::size_t a, std::size_t b, double allowance, double* growth);
@@ -29,7 +32,8 @@ public:
     /// No row is more crowded than another.
     const double* crowding() const { return nullptr; }
 
-    double relative_growth(std::size_t column, std::size_t a, std::size_t b);
+    /// Growth of the energy by an exchange.
+    double growth(std::size_t column, std::size_t a, std::size_t b);
 
     void commit(std::size_t column, std::size_t a, std::size_t b);
 
@@ -55,6 +59,7 @@ private:
     aligned_floats sides_;                             ///< [columns x 2 x stride] above the centre, below
     aligned_floats lines_;                             ///< [rows x pitch]
     std::vector<single_factors> products_;             ///< [rows]
+    double constant_ = 1.0;                            ///< 13/12 for each column with a weight
     double energy_ = 0.0;
     std::size_t commits_ = 0;
 };

@@ -60,8 +60,10 @@ static float largest_base(int power, double limit)
     return static_cast<float>(y);
 }
 
-phip_table::phip_table(const annealed_problem& problem, int exponent, const phip_trial_kernels* kernels)
-    : kernels_(kernels), shape_{1.0f, 1.0f, 1e30f, exponent, problem.euclidean}, rows_(problem.rows),
+phip_table::phip_table(const annealed_problem& problem, const phip_trial_kernels* kernels)
+    : kernels_(kernels), shape_{1.0f, 1.0f, 1e30f, applied_exponent(annealed_exponent(problem)), problem.euclidean},
+      step_(least_step(problem) * (problem.euclidean ? least_step(problem) : 1.0)),
+      root_((problem.euclidean ? 0.5 : 1.0) / annealed_exponent(problem)), rows_(problem.rows),
       columns_(problem.columns), stride_(line_stride(problem.rows)), pitch_(line_pitch(problem.rows)),
       x_(columns_ * stride_), lines_(rows_ * pitch_), sums_(stride_)
 {
@@ -121,18 +123,16 @@ bool phip_table::accepts(std::size_t column, std::size_t a, std::size_t b, doubl
 {
     const double old = sums_[a] + sums_[b];
     const double factor = allowance * (1.0 + allowance * (0.5 + allowance * (1.0 / 6.0 + allowance / 24.0)));
-    const double limit = old + energy_ * factor;
+    const double limit = std::min(old + energy_ * factor, 1e37);
     const double sum =
         static_cast<double>(kernels_->new_terms(shape_, lines_of(column, a, b), static_cast<float>(limit)));
     *growth = sum - old;
     return sum <= limit;
 }
 
-double phip_table::relative_growth(std::size_t column, std::size_t a, std::size_t b)
+double phip_table::objective(double energy) const
 {
-    double growth = 0.0;
-    accepts(column, a, b, 1e6, &growth);
-    return growth / energy_;
+    return std::pow(energy, root_) / std::pow(unscaled(shape_.unit), shape_.power * root_);
 }
 
 void phip_table::commit(std::size_t column, std::size_t a, std::size_t b)

@@ -14,8 +14,7 @@ namespace optdoe {
 
 class phip_table {
 public:
-    /// `exponent` is the one of the distances (of their squares, when Euclidean).
-    phip_table(const annealed_problem& problem, int exponent, const phip_trial_kernels* kernels);
+    phip_table(const annealed_problem& problem, const phip_trial_kernels* kernels);
 
     /// Takes a design: [columns x rows], a column after the other.
     void load(const std::vector<std::int32_t>& levels);
@@ -30,9 +29,6 @@ public:
     ///   growth   out  of the energy, when true
     bool accepts(std::size_t column, std::size_t a, std::size_t b, double allowance, double* growth);
 
-    /// Relative growth of the energy by an exchange.
-    double relative_growth(std::size_t column, std::size_t a, std::size_t b);
-
     void commit(std::size_t column, std::size_t a, std::size_t b);
 
     /// [rows] Sums of the terms of a row: where it is large, the row is close to others.
@@ -41,6 +37,10 @@ public:
     float least_distance() const;
 
     int power() const { return shape_.power; }
+
+    /// The objective of an energy, and the distance, in the units of the problem.
+    double objective(double energy) const;
+    double unscaled(float distance) const { return static_cast<double>(distance) * step_; }
 
 private:
     static constexpr float far_away = 1e30f; ///< in place of the distance of a row to itself
@@ -53,6 +53,8 @@ private:
 
     const phip_trial_kernels* kernels_;
     phip_shape shape_;
+    double step_; ///< of the coordinates, squared where the distances are
+    double root_; ///< exponent that makes the objective of a sum of terms
     std::size_t rows_, columns_, stride_, pitch_;
     std::vector<std::vector<float>> coordinates_; ///< [column][level]
     aligned_floats x_;                            ///< [columns x stride]

@@ -135,6 +135,23 @@ TEST(annealing, a_search_that_is_stopped_is_repeated_by_its_number_of_rounds)
         }
 }
 
+TEST(annealing, progress_tells_the_objective_of_the_best)
+{
+    for (const auto what : {annealed_problem::phip, annealed_problem::maximin, annealed_problem::centered_l2}) {
+        annealed_problem problem = random_problem(25, 4, what);
+        problem.weights = {1.0, 0.5, 1.0, 0.8};
+        problem.p = 22; // of which the integer power makes another exponent
+        double told = 0.0;
+        const annealing_result result = optdoe::anneal(problem, {7, 100, 100}, [&](const auto& progress) {
+            told = progress.best;
+            return false;
+        });
+        EXPECT_NEAR(told, result.objective, 1e-4 * std::fabs(result.objective));
+        const double value = by_definition(problem, result.levels);
+        EXPECT_NEAR(result.objective, value, 1e-9 * std::fabs(value));
+    }
+}
+
 TEST(annealing, the_best_gets_better_with_the_rounds)
 {
     const annealed_problem problem = random_problem(25, 3, annealed_problem::phip);
