@@ -11,7 +11,8 @@ namespace optdoe {
 static constexpr double hot_ratio = 0.25;
 static constexpr double cold_ratio = 0.02;
 static constexpr double last_share = 0.05; ///< of an anneal, without uphill moves
-static constexpr double work_unit = 1e6;   ///< trials an entry of a design, after which an anneal gains little
+/// Trials an entry of a design, after which an anneal gains little, of phi-p and of centered L2.
+static constexpr double work_units[] = {1e6, 4e5};
 static constexpr double warm = 0.4;        ///< where an anneal from a good start begins, between cold and hot
 
 /// Levels from column after column to row after row.
@@ -268,7 +269,8 @@ bool annealer<Table>::search()
         start_afresh();
     }
     // Small designs: several anneals from random starts find more than a long one.
-    const double work = work_unit * static_cast<double>(problem_.rows * problem_.columns);
+    const double work = work_units[problem_.what == annealed_problem::centered_l2] *
+                        static_cast<double>(problem_.rows * problem_.columns);
     const double trials =
         static_cast<double>(plan_.rounds - round_) * static_cast<double>(trials_a_round(problem_.rows));
     for (std::int64_t left = 1 + static_cast<std::int64_t>(trials / work); left > 0; --left) {

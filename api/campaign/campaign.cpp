@@ -10,8 +10,8 @@ namespace {
 constexpr std::uint64_t seeds = 0xFFFFFFFFU; ///< 0 .. seeds - 1; the highest 32-bit number means the clock
 
 constexpr std::int64_t most_rounds = std::int64_t{1} << 40;
-constexpr double growth = 4.0;             ///< each search of effort is at most so much longer than the one before
-constexpr double last_share = 0.6;         ///< of the time left, for one search
+constexpr double trial_share = 0.02;       ///< of the whole time, for a search that tells the speed
+constexpr double main_share = 0.9;         ///< of the time left, for one search after that
 constexpr double least_left_share = 0.005; ///< of the whole time: what is left then is left
 constexpr double least_share = 0.02;       ///< of the whole time: a shorter search is not worth its start
 constexpr std::size_t full_traces = 64;    ///< searches whose course is kept; of the others only the end
@@ -40,22 +40,18 @@ std::optional<std::uint32_t> campaign::next_seed()
     return std::nullopt;
 }
 
-/// Rounds of a search that is to fit into the time left. The first searches are short: they tell the speed and give
-/// an early result; then each is longer than the one before, up to most of the time that is left.
+/// Rounds of a search that is to fit into the time left. Two short ones tell the speed and give an early result; the
+/// next takes most of the time that is left, for a long anneal is better than several short ones, and where it is not
+/// the search makes several by itself.
 std::int64_t campaign::effort_for(double left)
 {
     if (request_.effort > 0 || !request_.plans_efforts)
         return request_.effort;
+    const double trial = trial_share * *request_.seconds * rounds_a_second_;
     double rounds = 16.0;
-    if (rounds_a_second_ > 0.0) {
-        const double whole = *request_.seconds * rounds_a_second_;
-        const double wanted = std::max(static_cast<double>(last_effort_) * growth, whole * least_share);
-        rounds = std::min(wanted, left * rounds_a_second_ * last_share);
-        if (left < *request_.seconds * 0.2) // a last one, which ends just before the time does
-            rounds = left * rounds_a_second_ * 0.95;
-    }
-    last_effort_ = std::clamp<std::int64_t>(std::llround(rounds), 1, most_rounds);
-    return last_effort_;
+    if (rounds_a_second_ > 0.0)
+        rounds = static_cast<double>(longest_done_) < 0.5 * trial ? trial : main_share * left * rounds_a_second_;
+    return std::clamp<std::int64_t>(std::llround(rounds), 1, most_rounds);
 }
 
 std::optional<search_task> campaign::next(double now)
@@ -86,6 +82,7 @@ bool campaign::take(search_result result)
     ++done_;
     if (result.task.effort > 0 && result.rounds > 0 && result.seconds > 0.0)
         rounds_a_second_ = static_cast<double>(result.rounds) / result.seconds;
+    longest_done_ = std::max(longest_done_, result.rounds);
     search_trace trace{result.task.seed, std::move(result.history)};
     trace.points.push_back({result.rounds, result.began + result.seconds, result.objective});
     if (traces_.size() >= full_traces)

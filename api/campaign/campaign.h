@@ -5,8 +5,6 @@
 /// winner is the least of (objective computed afresh, seed), NaN last (is_better in search.h).
 ///
 /// Threads  none of its own; its functions are called one at a time.
-/// Source   for the growing lengths of searches, so that a bad guess of the best length costs little: Luby, Sinclair
-///          and Zuckerman, "Optimal speedup of Las Vegas algorithms", 1993.
 #pragma once
 
 #include "api/campaign/search.h"
@@ -74,7 +72,7 @@ private:
     std::optional<search_result> best_;
     std::int64_t done_ = 0;
     double rounds_a_second_ = 0.0; ///< of the last finished search of effort; 0: none yet
-    std::int64_t last_effort_ = 0;
+    std::int64_t longest_done_ = 0;
     std::vector<search_trace> traces_;
 };
 

@@ -142,7 +142,7 @@ std::optional<annealed_problem> annealed(const search_problem& problem, const ta
         std::vector<double> entries = start.column(j);
         std::sort(entries.begin(), entries.end());
         entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
-        if (entries.size() < 2)
+        if (entries.size() < start.rows) // with repeated levels a chain is better: budget-figures.md
             return std::nullopt;
         for (std::size_t i = 0; i < start.rows; ++i)
             p.levels[i * start.columns + j] = static_cast<std::int32_t>(

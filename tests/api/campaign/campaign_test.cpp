@@ -87,7 +87,7 @@ TEST(campaign, searches_that_were_done_before_are_not_handed_out)
     EXPECT_EQ(c.best()->task.seed, 1u);
 }
 
-TEST(campaign, planned_efforts_grow_and_end_with_the_time)
+TEST(campaign, planned_efforts_leave_most_of_the_time_to_one_search_and_end_with_it)
 {
     campaign_request request;
     request.starts = 0;
@@ -101,9 +101,6 @@ TEST(campaign, planned_efforts_grow_and_end_with_the_time)
     int count = 0;
     while (const auto task = c.next(now)) {
         ASSERT_GT(task->effort, 0);
-        if (now < 10.0) {
-            EXPECT_GE(task->effort, last);
-        }
         last = task->effort;
         longest = std::max(longest, last);
         search_result result;
@@ -115,7 +112,7 @@ TEST(campaign, planned_efforts_grow_and_end_with_the_time)
         c.take(result);
         ASSERT_LT(++count, 100);
     }
-    EXPECT_GT(longest, 10000) << "a third of the time for one search";
+    EXPECT_GT(longest, 25000) << "most of the time for one search";
     EXPECT_LE(now, 30.0);
     EXPECT_GT(now, 29.0);
 }
