@@ -10,6 +10,5 @@ set -euo pipefail
 # shellcheck source=scripts/setup.sh
 source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../scripts/setup.sh"
 cd "$project_root"
-need_packages build program tests
-build_targets optdoe optdoe_strategies
+prepare release "build program tests" optdoe optdoe_strategies
 exec python3 bench/strategies.py "$@"

@@ -10,12 +10,12 @@ namespace {
 constexpr std::uint64_t seeds = 0xFFFFFFFFU; ///< 0 .. seeds - 1; the highest 32-bit number means the clock
 
 constexpr std::int64_t most_rounds = std::int64_t{1} << 40;
-constexpr double trial_share = 0.02;       ///< of the whole time, for a search that tells the speed
-constexpr double main_share = 0.9;         ///< of the time left, for one search after that
-constexpr double least_left_share = 0.005; ///< of the whole time: what is left then is left
-constexpr double least_share = 0.02;       ///< of the whole time: a shorter search is not worth its start
-constexpr std::size_t full_traces = 64;    ///< searches whose course is kept; of the others only the end
-constexpr std::size_t most_traces = 10000; ///< beyond these only the searches that are better than all before
+constexpr double trial_shares[] = {0.02, 0.12}; ///< of the whole time, for searches that tell the speed
+constexpr double main_share = 0.95;             ///< of the time left, for one search after that
+constexpr double least_left_share = 0.005;      ///< of the whole time: what is left then is left
+constexpr double least_share = 0.02;            ///< of the whole time: a shorter search is not worth its start
+constexpr std::size_t full_traces = 64;         ///< searches whose course is kept; of the others only the end
+constexpr std::size_t most_traces = 10000;      ///< beyond these only the searches that are better than all before
 
 } // namespace
 
@@ -40,17 +40,21 @@ std::optional<std::uint32_t> campaign::next_seed()
     return std::nullopt;
 }
 
-/// Rounds of a search that is to fit into the time left. Two short ones tell the speed and give an early result; the
-/// next takes most of the time that is left, for a long anneal is better than several short ones, and where it is not
-/// the search makes several by itself.
+/// Rounds of a search that is to fit into the time left. Short ones tell the speed, which differs between short and
+/// long searches, and give an early result. The next takes most of the time that is left, for a long anneal is better
+/// than several short ones, and where it is not the search makes several by itself.
 std::int64_t campaign::effort_for(double left)
 {
     if (request_.effort > 0 || !request_.plans_efforts)
         return request_.effort;
-    const double trial = trial_share * *request_.seconds * rounds_a_second_;
-    double rounds = 16.0;
-    if (rounds_a_second_ > 0.0)
-        rounds = static_cast<double>(longest_done_) < 0.5 * trial ? trial : main_share * left * rounds_a_second_;
+    double rounds = longest_done_ > 0 ? main_share * left * rounds_a_second_ : 16.0;
+    for (const double share : trial_shares) {
+        const double trial = share * *request_.seconds * rounds_a_second_;
+        if (static_cast<double>(longest_done_) < 0.5 * trial) {
+            rounds = trial;
+            break;
+        }
+    }
     return std::clamp<std::int64_t>(std::llround(rounds), 1, most_rounds);
 }
 
@@ -80,9 +84,10 @@ bool campaign::has_its_target() const
 bool campaign::take(search_result result)
 {
     ++done_;
-    if (result.task.effort > 0 && result.rounds > 0 && result.seconds > 0.0)
+    if (result.task.effort > 0 && result.seconds > 0.0 && result.rounds >= longest_done_) {
+        longest_done_ = result.rounds;
         rounds_a_second_ = static_cast<double>(result.rounds) / result.seconds;
-    longest_done_ = std::max(longest_done_, result.rounds);
+    }
     search_trace trace{result.task.seed, std::move(result.history)};
     trace.points.push_back({result.rounds, result.began + result.seconds, result.objective});
     if (traces_.size() >= full_traces)

@@ -71,8 +71,8 @@ private:
     std::vector<search_task> returned_;
     std::optional<search_result> best_;
     std::int64_t done_ = 0;
-    double rounds_a_second_ = 0.0; ///< of the last finished search of effort; 0: none yet
-    std::int64_t longest_done_ = 0;
+    std::int64_t longest_done_ = 0; ///< rounds of the longest search of effort so far
+    double rounds_a_second_ = 0.0;  ///< of that one; 0: there is none yet
     std::vector<search_trace> traces_;
 };
 
