@@ -28,9 +28,7 @@ double since(search_monitor::clock::time_point began)
 
 struct search_monitor::shared_state {
     mutable std::mutex mutex;
-    bool running = false;
-    std::uint32_t seed = 0;
-    search_progress progress;
+    std::optional<running_search> running;
 };
 
 search_monitor::search_monitor(clock::time_point campaign_began, std::optional<double> limit_seconds,
@@ -55,19 +53,16 @@ search_result search_monitor::run(const search_problem& problem, const search_ta
             (first || p.best < course.back().objective || (every_round_ && p.rounds != last_round))) {
             course.push_back({p.rounds, now, p.best});
             last_round = p.rounds;
-            const std::scoped_lock lock(shared_->mutex);
-            shared_->running = true;
-            shared_->seed = task.seed;
         }
-        {
+        if (!course.empty()) {
             const std::scoped_lock lock(shared_->mutex);
-            shared_->progress = p;
+            shared_->running = {task.seed, p};
         }
         return stop() || (limit_ && now >= *limit_);
     });
     {
         const std::scoped_lock lock(shared_->mutex);
-        shared_->running = false;
+        shared_->running.reset();
     }
     result.began = started;
     result.seconds = since(began_) - started;
@@ -75,11 +70,9 @@ search_result search_monitor::run(const search_problem& problem, const search_ta
     return result;
 }
 
-bool search_monitor::progress(std::uint32_t& seed, search_progress& reached) const
+std::optional<running_search> search_monitor::running() const
 {
     const std::scoped_lock lock(shared_->mutex);
-    seed = shared_->seed;
-    reached = shared_->progress;
     return shared_->running;
 }
 
@@ -93,8 +86,7 @@ void campaign_watch::learn(double objective, std::uint32_t seed, double now)
     known_.best_seconds = now;
 }
 
-campaign_status campaign_watch::status(const campaign& c, double now,
-                                       const std::vector<const search_monitor*>& monitors)
+campaign_status campaign_watch::status(const campaign& c, double now, const std::vector<running_search>& running)
 {
     if (!any_)
         known_.initial = known_.best = unknown;
@@ -102,19 +94,23 @@ campaign_status campaign_watch::status(const campaign& c, double now,
         learn(c.best()->objective, c.best()->task.seed, now);
     known_.seconds = now;
     known_.done = c.done();
-    known_.running = 0;
+    known_.running = static_cast<int>(running.size());
     known_.rounds = 0;
-    for (const search_monitor* monitor : monitors) {
-        std::uint32_t seed = 0;
-        search_progress reached;
-        if (!monitor->progress(seed, reached))
-            continue;
-        ++known_.running;
+    for (const auto& [seed, reached] : running) {
         known_.rounds += reached.rounds;
         known_.initial = reached.initial;
         learn(reached.best, seed, now);
     }
     return known_;
+}
+
+bool take_result(campaign& c, const crew_orders& orders, search_result result)
+{
+    const bool leads =
+        !c.best() || is_better(result.objective, result.task.seed, c.best()->objective, c.best()->task.seed);
+    orders.on_result(result, leads);
+    c.take(std::move(result));
+    return c.has_its_target();
 }
 
 namespace {
@@ -131,6 +127,7 @@ struct crew {
     int at_work = 0;
     std::exception_ptr failure;
     std::atomic<bool> stop{false};
+    std::vector<std::unique_ptr<search_monitor>> monitors;
 
     void work(search_monitor& monitor)
     {
@@ -156,12 +153,17 @@ struct crew {
     void deliver(search_result result)
     {
         const std::scoped_lock lock(mutex);
-        const bool leads =
-            !c.best() || is_better(result.objective, result.task.seed, c.best()->objective, c.best()->task.seed);
-        orders.on_result(result, leads);
-        c.take(std::move(result));
-        if (c.has_its_target())
+        if (take_result(c, orders, std::move(result)))
             stop = true;
+    }
+
+    std::vector<running_search> running() const
+    {
+        std::vector<running_search> all;
+        for (const auto& monitor : monitors)
+            if (const std::optional<running_search> one = monitor->running())
+                all.push_back(*one);
+        return all;
     }
 };
 
@@ -170,17 +172,14 @@ struct crew {
 double run_on_threads(campaign& c, int jobs, const crew_orders& orders)
 {
     crew all(c, orders);
-    std::vector<std::unique_ptr<search_monitor>> monitors;
-    std::vector<const search_monitor*> watched;
-    for (int j = 0; j < jobs; ++j) {
-        monitors.push_back(std::make_unique<search_monitor>(all.began, c.request().seconds, c.request().is_single()));
-        watched.push_back(monitors.back().get());
-    }
+    for (int j = 0; j < jobs; ++j)
+        all.monitors.push_back(
+            std::make_unique<search_monitor>(all.began, c.request().seconds, c.request().is_single()));
     std::vector<std::thread> threads;
     campaign_watch watch;
     {
         std::unique_lock lock(all.mutex);
-        for (const auto& monitor : monitors) {
+        for (const auto& monitor : all.monitors) {
             try {
                 threads.emplace_back([&all, one = monitor.get()] { all.work(*one); });
                 ++all.at_work;
@@ -192,7 +191,7 @@ double run_on_threads(campaign& c, int jobs, const crew_orders& orders)
         }
         while (all.at_work > 0) {
             all.ended.wait_for(lock, std::chrono::milliseconds(50));
-            const campaign_status status = watch.status(c, since(all.began), watched);
+            const campaign_status status = watch.status(c, since(all.began), all.running());
             lock.unlock();
             const bool stop = orders.keep_watch(status);
             lock.lock();

@@ -9,6 +9,8 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace optdoe {
 
@@ -24,6 +26,12 @@ struct campaign_status {
     double best_seconds = 0.0;   ///< when it was found
 };
 
+/// A search at work and what it has reached.
+struct running_search {
+    std::uint32_t seed = 0;
+    search_progress reached;
+};
+
 /// Watches one search for its campaign: keeps its course, tells its progress to other threads, cuts it when the time
 /// is spent or somebody says stop.
 class search_monitor {
@@ -37,8 +45,8 @@ public:
     /// Runs the task. `stop` is asked between rounds, on this thread.
     search_result run(const search_problem& problem, const search_task& task, const std::function<bool()>& stop);
 
-    /// From any thread: what the running search has reached; false while none runs.
-    bool progress(std::uint32_t& seed, search_progress& reached) const;
+    /// From any thread: the running search; nothing while none runs, or before its start has an objective.
+    std::optional<running_search> running() const;
 
 private:
     struct shared_state;
@@ -48,11 +56,10 @@ private:
     bool every_round_;
 };
 
-/// Collects what the monitors of running searches and the results tell.
+/// Collects what running searches and results tell.
 class campaign_watch {
 public:
-    /// The status now. `monitors` are those of searches that may be running.
-    campaign_status status(const campaign& c, double now, const std::vector<const search_monitor*>& monitors);
+    campaign_status status(const campaign& c, double now, const std::vector<running_search>& running);
 
 private:
     void learn(double objective, std::uint32_t seed, double now);
@@ -67,6 +74,10 @@ struct crew_orders {
     /// Once for each finished or cut search, before the campaign takes it; leads: it is the best so far.
     std::function<void(const search_result& result, bool leads)> on_result;
 };
+
+/// Gives a finished or cut search to whom the orders name, then to the campaign. Returns true when the campaign has
+/// its target and the other searches may stop.
+bool take_result(campaign& c, const crew_orders& orders, search_result result);
 
 /// Runs the campaign to its end on `jobs` threads. Throws what a search threw, after all threads have ended.
 ///   returns the seconds it took
