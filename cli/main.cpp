@@ -1,12 +1,8 @@
 // optdoe, the native command line.
 #include "api/reports/plot.h"
-#include "api/text/errors.h"
 #include "cli/commands.h"
-#include "cli/progress.h"
+#include "cli/program.h"
 #include "cli/signals.h"
-
-#include <cstdio>
-#include <new>
 
 namespace cli {
 
@@ -33,16 +29,8 @@ static int run(const options& o)
 
 int main(int count, char** arguments)
 {
-    try {
+    return cli::run_program("optdoe", [&] {
         const cli::parsed parsed = cli::parse_command_line(count, arguments);
         return parsed.exit_code ? *parsed.exit_code : cli::run(parsed.what);
-    } catch (const cli::usage_error& error) {
-        std::fprintf(stderr, "optdoe: %s\n", error.what());
-        return cli::exit_usage;
-    } catch (const std::bad_alloc&) {
-        std::fputs("optdoe: memory exhausted\n", stderr);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "optdoe: %s\n", error.what());
-    }
-    return cli::exit_failed;
+    });
 }

@@ -47,7 +47,7 @@ struct help_formatter : CLI::Formatter {
                                                        {"plot", "FILE --output PICTURE [OPTIONS]"},
                                                        {"merge", "RESULTS... [OPTIONS]"}};
         const auto form = forms.find(app->get_name());
-        return form == forms.end() ? "Usage: optdoe N K [OPTIONS]\n       optdoe COMMAND ...\n"
+        return form == forms.end() ? "Usage: " + own + " N K [OPTIONS]\n       " + own + " COMMAND ...\n"
                                    : "Usage: " + own + " " + form->second + "\n";
     }
 };

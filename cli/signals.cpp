@@ -1,7 +1,5 @@
 #include "cli/signals.h"
 
-#include <csignal>
-#include <initializer_list>
 #include <unistd.h>
 
 namespace cli {
@@ -19,10 +17,10 @@ void on_signal(int number)
 
 } // namespace
 
-void catch_signals()
+void catch_signals(std::initializer_list<int> numbers)
 {
     std::signal(SIGPIPE, SIG_IGN);
-    for (const int number : {SIGINT, SIGTERM}) {
+    for (const int number : numbers) {
         struct sigaction before {};
         sigaction(number, nullptr, &before);
         if (before.sa_handler == SIG_IGN)
