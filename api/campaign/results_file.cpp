@@ -247,7 +247,7 @@ void results_file::add(const search_result& result, bool leads)
     ordered_json line = result_json(result, leads);
     line["settings"] = hash_;
     line["version"] = OPTDOE_VERSION;
-    line["processor"] = processor_text();
+    line["processor"] = result.processor.empty() ? processor_text() : result.processor;
     write_line(line);
 }
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace optdoe {
@@ -51,6 +52,7 @@ struct search_result {
     double began = 0.0;                 ///< seconds since the campaign began; set by who runs the search
     double seconds = 0.0;               ///< likewise
     std::vector<history_point> history; ///< seconds since the campaign began; likewise
+    std::string processor;              ///< of another machine that made it; empty: this one
 };
 
 } // namespace optdoe
