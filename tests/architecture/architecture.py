@@ -35,6 +35,7 @@ FLOORS = [
     ("api/scores", "designs beside random ones"),
     ("api/reports", "pictures and the report"),
     ("cli", "the command line"),
+    ("cluster", "the command line on several machines"),
 ]
 TABLE = "src/optdoe/criteria/criterion_table.cpp"
 CONTEXT = "src/optdoe/run/run_context.h"
