@@ -37,6 +37,7 @@ struct coordination {
     bool told_of_processors = false;
     std::string failure{}; ///< of the first worker that failed; empty: none
     clock::time_point failed{};
+    pauses between{};
 
     double now() const { return std::chrono::duration<double>(clock::now() - began).count(); }
 
@@ -126,13 +127,15 @@ struct coordination {
         return all;
     }
 
-    /// Takes what has arrived, or naps; goes on for as long as keeps the watch in time.
+    /// Takes what has arrived, or pauses; goes on for no longer than keeps the watch in time.
     void listen()
     {
         const clock::time_point until = clock::now() + watch_interval;
         std::optional<message> m = arrived();
-        if (!m)
-            nap();
+        if (m)
+            between = {};
+        else
+            between.pause();
         while (m) {
             take(*m);
             m = clock::now() < until ? arrived() : std::nullopt;

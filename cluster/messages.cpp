@@ -6,7 +6,7 @@
 #include <mpi.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
+#include <algorithm>
 #include <thread>
 
 namespace cluster {
@@ -34,16 +34,18 @@ std::optional<message> arrived()
     return m;
 }
 
-message awaited()
+void pauses::pause()
 {
-    for (;;) {
-        if (std::optional<message> m = arrived())
-            return *std::move(m);
-        nap();
-    }
+    std::this_thread::sleep_for(next_);
+    next_ = std::min(next_ * 2, std::chrono::microseconds(5000));
 }
 
-void nap() { std::this_thread::sleep_for(std::chrono::milliseconds(5)); }
+message awaited()
+{
+    for (pauses between;; between.pause())
+        if (std::optional<message> m = arrived())
+            return *std::move(m);
+}
 
 bytes encoded(const introduction& hello)
 {

@@ -16,6 +16,7 @@
 
 #include "api/campaign/search_task.h"
 
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -56,11 +57,18 @@ void send(int rank, tag what, const void* content = nullptr, std::size_t size = 
 /// A message that has arrived, from any rank.
 std::optional<message> arrived();
 
-/// Waits for a message without keeping the processor busy.
-message awaited();
+/// Pauses between looks for messages, which leave the processor to others: short at first, as an answer mostly comes
+/// at once, then each twice as long as the one before, up to 5 ms.
+class pauses {
+public:
+    void pause();
 
-/// Time between two looks for messages.
-void nap();
+private:
+    std::chrono::microseconds next_{50};
+};
+
+/// Waits for a message.
+message awaited();
 
 bytes encoded(const introduction& hello);
 introduction introduction_of(const bytes& content);
