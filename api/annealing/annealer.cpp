@@ -7,13 +7,20 @@
 
 namespace optdoe {
 
-// Shares of accepted trials at which an anneal begins and ends.
-static constexpr double hot_ratio = 0.25;
-static constexpr double cold_ratio = 0.02;
+/// Where an anneal begins, and the logarithm of the range down to its end. Of phi-p: in powers p of the mean term of
+/// a pair, relative to the sum of all; of centered L2: in mean uphill changes of random trials. Found by single
+/// searches of some 8 s and two seeds: phi-p at 50 x 5, 100 x 7, 100 x 10, 200 x 10 and 500 x 10, centered L2 at 50 x
+/// 5, 100 x 10, 200 x 10 and 500 x 10. Shares of accepted trials tell little for large designs, where most trials are
+/// neutral.
+static constexpr double phip_hot = 0.6;
+static constexpr double phip_fall = 4.8;
+static constexpr double phip_few_rows = 36.0; ///< with fewer rows a change is a larger part of the sum
+static constexpr double cd2_hot = 0.08;
+static constexpr double cd2_fall = 3.5;
 static constexpr double last_share = 0.05; ///< of an anneal, without uphill moves
 /// Trials an entry of a design, after which an anneal gains little, of phi-p and of centered L2.
 static constexpr double work_units[] = {1e6, 4e5};
-static constexpr double warm = 0.4;        ///< where an anneal from a good start begins, between cold and hot
+static constexpr double warm = 0.4; ///< where an anneal from a good start begins, between cold and hot
 
 /// Levels from column after column to row after row.
 static std::vector<std::int32_t> row_major(const annealed_problem& problem, const std::vector<std::int32_t>& levels)
@@ -108,7 +115,6 @@ void annealer<Table>::try_one(double temperature)
     double growth = 0.0;
     if (!table_.accepts(move.column, move.a, move.b, allowance, &growth))
         return;
-    ++accepted_;
     keep_best();
     moves_.commit(move);
     table_.commit(move.column, move.a, move.b);
@@ -118,7 +124,6 @@ void annealer<Table>::try_one(double temperature)
 template <class Table>
 bool annealer<Table>::round(double temperature)
 {
-    accepted_ = 0;
     for (std::int64_t t = trials_a_round(problem_.rows); t > 0; --t)
         try_one(temperature);
     return end_round();
@@ -176,10 +181,14 @@ bool annealer<Table>::try_lattices(std::int64_t rounds, const lattice_starts& st
 /// A temperature at which an anneal would be of no use: a fifth of the distance's exponent, as phi-p's allowances are
 /// factors of its sum; else the mean growth of the energy by a random exchange.
 template <class Table>
-double annealer<Table>::highest_temperature()
+typename annealer<Table>::temperature_range annealer<Table>::temperatures()
 {
     if constexpr (std::is_same_v<Table, phip_table>) {
-        return 0.2 * table_.power();
+        const double pairs = 0.5 * static_cast<double>(problem_.rows) * static_cast<double>(problem_.rows - 1);
+        const double few_rows = phip_few_rows / static_cast<double>(problem_.rows);
+        const double hot =
+            phip_hot * (problem_.euclidean ? 2.0 : 1.0) * table_.power() / pairs * (1.0 + few_rows * few_rows);
+        return {hot, hot * plain_exp(-phip_fall)};
     } else {
         double sum = 1e-300;
         for (int t = 0; t < 1000; ++t) {
@@ -187,35 +196,9 @@ double annealer<Table>::highest_temperature()
             if (moves_.draw(random_, table_.crowding(), &move))
                 sum += std::max(0.0, table_.growth(move.column, move.a, move.b));
         }
-        return 1e-3 * sum;
+        const double hot = cd2_hot * 1e-3 * sum;
+        return {hot, hot * plain_exp(-cd2_fall)};
     }
-}
-
-template <class Table>
-bool annealer<Table>::scout(std::int64_t rounds, temperature_range* range)
-{
-    const std::int64_t steps = std::max<std::int64_t>(1, std::min<std::int64_t>(60, rounds));
-    const double factor = plain_exp(-14.0 / static_cast<double>(steps));
-    double temperature = highest_temperature();
-    *range = {temperature, temperature};
-    const std::int64_t each = std::max<std::int64_t>(1, rounds / steps);
-    for (std::int64_t s = 0; s < steps; ++s) {
-        std::int64_t accepted = 0;
-        for (std::int64_t r = 0; r < each; ++r) {
-            if (!round(temperature))
-                return false;
-            accepted += accepted_;
-        }
-        const double ratio =
-            static_cast<double>(accepted) / static_cast<double>(each * trials_a_round(problem_.rows));
-        if (ratio >= hot_ratio)
-            range->hot = temperature;
-        range->cold = temperature;
-        if (ratio < cold_ratio)
-            break;
-        temperature *= factor;
-    }
-    return true;
 }
 
 template <class Table>
@@ -258,9 +241,7 @@ bool annealer<Table>::search()
         table_.scale_to_least();
     keep_best();
     best_ = merit_now();
-    temperature_range range{};
-    if (!scout(plan_.rounds / 20, &range))
-        return false;
+    const temperature_range range = temperatures();
     const lattice_starts starts(problem_);
     if (starts.count() > 0) {
         const temperature_range low{range.cold * plain_exp(warm * plain_log(range.hot / range.cold)), range.cold};

@@ -1,9 +1,10 @@
 /// One search: rounds of trials at falling temperatures, and the best design met.
 ///
-/// Stages  1. a descent, after which phi-p's terms are scaled; 2. a scout that cools fast and finds the temperatures
-///         at which a set share of the trials is accepted; 3. anneals between these temperatures.
-/// Source  Morris and Mitchell, 1995; temperatures from acceptance ratios: Johnson, Aragon, McGeoch and Schevon,
-///         "Optimization by simulated annealing: an experimental evaluation; part I", 1989.
+/// Stages  1. a descent, after which phi-p's terms are scaled; 2. with two or three columns good lattice points, and
+/// an
+///         anneal from the best; 3. anneals between fixed temperatures, from random designs.
+/// Source  Morris and Mitchell, 1995; Johnson, Aragon, McGeoch and Schevon, "Optimization by simulated annealing: an
+///         experimental evaluation; part I", 1989, for the length of an anneal and its geometric fall.
 #pragma once
 
 #include "api/annealing/annealed_problem.h"
@@ -41,14 +42,13 @@ private:
     // Stages return false when the search has to end.
     bool search();
     bool descend(std::int64_t rounds);
-    bool scout(std::int64_t rounds, temperature_range* range);
     bool try_lattices(std::int64_t rounds, const lattice_starts& starts);
     bool anneal(std::int64_t rounds, temperature_range range);
     bool round(double temperature);
     bool end_round();
 
     void try_one(double temperature);
-    double highest_temperature();
+    temperature_range temperatures();
     void load(const std::vector<std::int32_t>& levels);
     void start_afresh();
     merit merit_now() const;
@@ -64,7 +64,6 @@ private:
     Table table_;
     std::vector<double> allowances_; ///< quantiles of the exponential distribution
     std::int64_t round_ = 0;
-    std::int64_t accepted_ = 0; ///< trials of the round
     merit best_{};
     std::vector<std::int32_t> best_levels_; ///< [columns x rows]
     bool best_is_current_ = false;          ///< the best is the design at hand; best_levels_ holds an older one
