@@ -465,7 +465,7 @@ parsed parse_command_line(int count, const char* const* arguments, const char* p
          {"add runs to a design", [&](CLI::App& a) { define_augment(a, o, raw); }},
          {"score designs", [&](CLI::App& a) { define_evaluate(a, o, raw); }},
          {"draw a design", [&](CLI::App& a) { define_plot(a, o, raw); }},
-         {"take the best of several files of --results", [&](CLI::App& a) { define_merge(a, o, raw); }}}};
+         {"take the best of several results files", [&](CLI::App& a) { define_merge(a, o, raw); }}}};
     for (std::size_t c = 0; c < commands.size(); ++c) {
         CLI::App* sub = app.add_subcommand(commands[c].first, definitions[c].first);
         definitions[c].second(*sub);
