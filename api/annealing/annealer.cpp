@@ -7,12 +7,12 @@
 
 namespace optdoe {
 
-/// Where an anneal begins, and the logarithm of the range down to its end. Of phi-p: in powers p of the mean term of
-/// a pair, relative to the sum of all; of centered L2: in mean uphill changes of random trials. Found by single
+/// Where an anneal begins, and the logarithm of the range down to its end. Of phi-p: in mean terms of a pair,
+/// relative to the sum of all; of centered L2: in mean uphill changes of random trials. Found by single
 /// searches of some 8 s and two seeds: phi-p at 50 x 5, 100 x 7, 100 x 10, 200 x 10 and 500 x 10, centered L2 at 50 x
 /// 5, 100 x 10, 200 x 10 and 500 x 10. Shares of accepted trials tell little for large designs, where most trials are
 /// neutral.
-static constexpr double phip_hot = 0.6;
+static constexpr double phip_hot = 12.0;
 static constexpr double phip_fall = 4.8;
 static constexpr double phip_few_rows = 36.0; ///< with fewer rows a change is a larger part of the sum
 static constexpr double cd2_hot = 0.08;
@@ -186,8 +186,7 @@ typename annealer<Table>::temperature_range annealer<Table>::temperatures()
     if constexpr (std::is_same_v<Table, phip_table>) {
         const double pairs = 0.5 * static_cast<double>(problem_.rows) * static_cast<double>(problem_.rows - 1);
         const double few_rows = phip_few_rows / static_cast<double>(problem_.rows);
-        const double hot =
-            phip_hot * (problem_.euclidean ? 2.0 : 1.0) * table_.power() / pairs * (1.0 + few_rows * few_rows);
+        const double hot = phip_hot / pairs * (1.0 + few_rows * few_rows);
         return {hot, hot * plain_exp(-phip_fall)};
     } else {
         double sum = 1e-300;
