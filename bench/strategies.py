@@ -35,7 +35,7 @@ def run(n, k, *options):
 
 def marks(seconds, seeds):
     text = f"## Designs in {seconds:g} s on all cores\n\n`optdoe N K --criterion C --time {seconds:g}s --seed S`\n\n"
-    text += "| criterion | runs x factors | " + " | ".join(f"seed {s}" for s in range(1, seeds + 1)) + " | median |\n"
+    text += "| criterion | runs x factors | " + " | ".join(f"seed {1000 * s}" for s in range(1, seeds + 1)) + " | median |\n"
     text += "|---|---|" + "---|" * (seeds + 1) + "\n"
     for criterion, n, k in MARKS:
         found = [run(n, k, "--criterion", criterion, "--time", f"{seconds}s", "--seed", 1000 * seed)[0]
@@ -43,7 +43,7 @@ def marks(seconds, seeds):
         text += f"| {criterion} | {n} x {k} | " + " | ".join(f"{x:.7g}" for x in found)
         text += f" | {statistics.median(found):.7g} |\n"
         print(text.splitlines()[-1], flush=True)
-    return text + "\nSeed S stands for the first of the seeds: 1000, 2000, 3000.\n\n"
+    return text + "\n"
 
 
 def cores():

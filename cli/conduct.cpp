@@ -77,29 +77,22 @@ recorded_campaign resumed(campaign& c, const options& o, const campaign_identity
                                       recorded.identity.first_seed, recorded.identity.first_seed));
     if (recorded.truncated && !o.quiet)
         std::fprintf(stderr, "optdoe: %s: the last line has no end; its search is made again\n", o.resume.c_str());
-    if (recorded.best) {
-        const std::size_t columns = static_cast<std::size_t>(c.problem().factors);
-        table& levels = recorded.best->levels;
-        if (levels.cells.size() % columns != 0)
-            throw input_error(fmt::format("{}: its best design has not {} factors", o.resume, columns));
-        levels.rows = levels.cells.size() / columns;
-        levels.columns = columns;
-    }
     for (const std::uint32_t seed : recorded.seeds)
         c.take_done(seed, std::nullopt);
-    if (recorded.best)
+    if (recorded.best) {
+        arrange_levels(*recorded.best, static_cast<std::size_t>(c.problem().factors), o.resume);
         c.take_done(recorded.best->task.seed, recorded.best);
+    }
     return recorded;
 }
 
-std::optional<results_file>& open_results(std::optional<results_file>& file, campaign& c, const options& o)
+void open_results(std::optional<results_file>& file, campaign& c, const options& o)
 {
     const campaign_identity identity = identity_of(o, c.request());
     if (!o.results.empty())
         file.emplace(o.results, identity);
     else if (!o.resume.empty())
         file.emplace(resumed(c, o, identity));
-    return file;
 }
 
 } // namespace

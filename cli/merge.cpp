@@ -35,12 +35,7 @@ design_source source_of(const std::vector<recorded_campaign>& files, bool incomp
     return [&files, incomplete](const options& o, const search_problem& problem, std::uint32_t) {
         finished_campaign f;
         f.best = merge_results(files, incomplete);
-        const std::size_t columns = static_cast<std::size_t>(problem.factors);
-        table& levels = f.best.levels;
-        if (levels.cells.size() % columns != 0)
-            throw input_error(fmt::format("{}: its best design has not {} factors", o.results, columns));
-        levels.rows = levels.cells.size() / columns;
-        levels.columns = columns;
+        arrange_levels(f.best, static_cast<std::size_t>(problem.factors), o.results);
         for (const recorded_campaign& file : files)
             f.searches += static_cast<std::int64_t>(file.seeds.size());
         f.single = false;

@@ -1,8 +1,7 @@
 #include "cli/result.h"
 
-#include "api/runs/engine.h"
-
 #include "api/reports/report.h"
+#include "api/runs/engine.h"
 #include "api/scores/evaluation.h"
 #include "api/text/errors.h"
 #include "api/text/output_file.h"

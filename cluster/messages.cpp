@@ -71,7 +71,8 @@ bytes encoded(const optdoe::search_result& result, bool with_levels)
 optdoe::search_result result_of(const bytes& content, std::size_t columns)
 {
     const ordered_json line = ordered_json::from_cbor(content);
-    optdoe::search_result result = optdoe::result_of_json(line, columns);
+    optdoe::search_result result = optdoe::result_of_json(line);
+    optdoe::arrange_levels(result, columns, "a worker's result");
     result.began = line.at("began").get<double>();
     for (const ordered_json& point : line.at("course"))
         result.history.push_back(

@@ -5,10 +5,9 @@
 ///
 /// Threads  searches share nothing.
 /// Errors   std::invalid_argument for shapes that do not fit; std::bad_alloc.
-/// Source   Morris and Mitchell, "Exploratory designs for computational experiments", 1995, for annealing by
-/// exchanges;
+/// Source   Morris and Mitchell, "Exploratory designs for computational experiments", 1995: annealing by exchanges;
 ///          Jin, Chen and Sudjianto, "An efficient algorithm for constructing optimal design of computer
-///          experiments", 2005, for the updates of phi-p and centered L2.
+///          experiments", 2005: the updates of phi-p and centered L2.
 #pragma once
 
 #include "api/annealing/annealed_problem.h"

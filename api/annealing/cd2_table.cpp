@@ -111,9 +111,8 @@ double cd2_table::growth(std::size_t column, std::size_t a, std::size_t b)
     return grown;
 }
 
-void cd2_table::commit(std::size_t column, std::size_t a, std::size_t b)
+void cd2_table::commit(std::size_t column, std::size_t a, std::size_t b, double growth)
 {
-    const double grown = growth(column, a, b);
     kernels_->commit(stride_, entry(column, a), entry(column, b), line(a), line(b));
     for (std::size_t r = 0; r < rows_; ++r) {
         line(r)[a] = line(a)[r];
@@ -127,7 +126,7 @@ void cd2_table::commit(std::size_t column, std::size_t a, std::size_t b)
     const float u_a = u_[column * stride_ + a];
     set_entry(column, a, u_[column * stride_ + b]);
     set_entry(column, b, u_a);
-    energy_ += grown;
+    energy_ += growth;
     if (++commits_ == 4 * rows_)
         refresh();
 }

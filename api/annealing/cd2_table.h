@@ -3,6 +3,7 @@
 /// Energy: n^2 times the squared discrepancy without its constant, the term (13/12)^m.
 /// Source: Hickernell, "A generalized discrepancy and quadrature error bound", 1998; the update by ratios follows
 /// Jin, Chen and Sudjianto, 2005.
+/// Errors: std::bad_alloc when it is made; nothing else can fail.
 #pragma once
 
 #include "api/annealing/aligned_floats.h"
@@ -35,7 +36,9 @@ public:
     /// Growth of the energy by an exchange.
     double growth(std::size_t column, std::size_t a, std::size_t b);
 
-    void commit(std::size_t column, std::size_t a, std::size_t b);
+    /// Makes an exchange that was accepted.
+    ///   growth   as `accepts` gave it
+    void commit(std::size_t column, std::size_t a, std::size_t b, double growth);
 
 private:
     /// What a level adds to the products that have one row only.

@@ -27,9 +27,9 @@ static double least_step(const annealed_problem& problem)
 }
 
 /// Coordinates in steps; whole numbers when all of them are, within rounding.
-static bool scaled_coordinates(const annealed_problem& problem, std::vector<std::vector<float>>& coordinates)
+static bool scaled_coordinates(const annealed_problem& problem, double step,
+                               std::vector<std::vector<float>>& coordinates)
 {
-    const double step = least_step(problem);
     bool all_whole = true;
     std::vector<std::vector<double>> exact(problem.columns);
     for (std::size_t c = 0; c < problem.columns; ++c)
@@ -62,12 +62,13 @@ static float largest_base(int power, double limit)
 
 phip_table::phip_table(const annealed_problem& problem, const phip_trial_kernels* kernels)
     : kernels_(kernels), shape_{1.0f, 1.0f, 1e30f, applied_exponent(annealed_exponent(problem)), problem.euclidean},
-      step_(least_step(problem) * (problem.euclidean ? least_step(problem) : 1.0)),
       root_((problem.euclidean ? 0.5 : 1.0) / annealed_exponent(problem)), rows_(problem.rows),
       columns_(problem.columns), stride_(line_stride(problem.rows)), pitch_(line_pitch(problem.rows)),
       x_(columns_ * stride_), lines_(rows_ * pitch_), sums_(stride_)
 {
-    const bool exact = scaled_coordinates(problem, coordinates_);
+    const double step = least_step(problem);
+    step_ = problem.euclidean ? step * step : step;
+    const bool exact = scaled_coordinates(problem, step, coordinates_);
     commits_between_refreshes_ = (exact ? 64 : 4) * rows_;
     double range = 0.0;
     for (const std::vector<float>& column : coordinates_) {
@@ -135,7 +136,7 @@ double phip_table::objective(double energy) const
     return std::pow(energy, root_) / std::pow(unscaled(shape_.unit), shape_.power * root_);
 }
 
-void phip_table::commit(std::size_t column, std::size_t a, std::size_t b)
+void phip_table::commit(std::size_t column, std::size_t a, std::size_t b, double)
 {
     double change_a = 0.0;
     double change_b = 0.0;

@@ -2,6 +2,8 @@
 ///
 /// Coordinates are multiplied by the weights and scaled so that, where the levels of all columns are evenly spaced by
 /// the same step, they are whole numbers: the distances are then exact and nothing drifts.
+///
+/// Errors  std::bad_alloc when it is made; nothing else can fail.
 #pragma once
 
 #include "api/annealing/aligned_floats.h"
@@ -29,14 +31,13 @@ public:
     ///   growth   out  of the energy, when true
     bool accepts(std::size_t column, std::size_t a, std::size_t b, double allowance, double* growth);
 
-    void commit(std::size_t column, std::size_t a, std::size_t b);
+    /// Makes an exchange that was accepted. Its growth is taken anew, in double precision, with the sums of the rows.
+    void commit(std::size_t column, std::size_t a, std::size_t b, double growth);
 
     /// [rows] Sums of the terms of a row: where it is large, the row is close to others.
     const double* crowding() const { return sums_.data(); }
 
     float least_distance() const;
-
-    int power() const { return shape_.power; }
 
     /// The objective of an energy, and the distance, in the units of the problem.
     double objective(double energy) const;

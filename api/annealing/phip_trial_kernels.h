@@ -2,7 +2,7 @@
 ///
 /// Lines    [stride] on a boundary of 64 bytes; stride is a multiple of 16. Line r of the table holds the distances
 /// of
-///          row r to all rows; its own place and the places beyond the rows hold `farthest`.
+///          row r to all rows; its own place and the places beyond the rows hold a distance that adds no term.
 /// Terms    (unit / d)^power with d held between `nearest` and `farthest`, so that no term leaves the normal numbers.
 /// Exact    sums have 16 lanes whatever the instruction set: every variant gives the same bits.
 #pragma once

@@ -13,7 +13,6 @@ constexpr std::int64_t most_rounds = std::int64_t{1} << 40;
 constexpr double trial_shares[] = {0.02, 0.12}; ///< of the whole time, for searches that tell the speed
 constexpr double main_share = 0.95;             ///< of the time left, for one search after that
 constexpr double least_left_share = 0.005;      ///< of the whole time: what is left then is left
-constexpr double least_share = 0.02;            ///< of the whole time: a shorter search is not worth its start
 constexpr std::size_t full_traces = 64;         ///< searches whose course is kept; of the others only the end
 constexpr std::size_t most_traces = 10000;      ///< beyond these only the searches that are better than all before
 
@@ -93,7 +92,7 @@ bool campaign::take(search_result result)
     if (traces_.size() >= full_traces)
         trace.points.erase(trace.points.begin(), trace.points.end() - 1);
     result.history.clear();
-    const bool leads = !best_ || is_better(result.objective, result.task.seed, best_->objective, best_->task.seed);
+    const bool leads = is_better(result, best_);
     if (leads || traces_.size() < most_traces)
         traces_.push_back(std::move(trace));
     if (leads)
@@ -104,7 +103,7 @@ bool campaign::take(search_result result)
 void campaign::take_done(std::uint32_t seed, std::optional<search_result> best)
 {
     done_before_.insert(seed);
-    if (best && (!best_ || is_better(best->objective, best->task.seed, best_->objective, best_->task.seed)))
+    if (best && is_better(*best, best_))
         best_ = std::move(best);
 }
 

@@ -7,9 +7,8 @@
 #include <atomic>
 #include <cmath>
 #include <condition_variable>
+#include <deque>
 #include <exception>
-#include <limits>
-#include <mutex>
 #include <system_error>
 #include <thread>
 
@@ -17,28 +16,12 @@ namespace optdoe {
 
 namespace {
 
-constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
-
 double since(search_monitor::clock::time_point began)
 {
     return std::chrono::duration<double>(search_monitor::clock::now() - began).count();
 }
 
 } // namespace
-
-struct search_monitor::shared_state {
-    mutable std::mutex mutex;
-    std::optional<running_search> running;
-};
-
-search_monitor::search_monitor(clock::time_point campaign_began, std::optional<double> limit_seconds,
-                               bool every_round)
-    : shared_(std::make_unique<shared_state>()), began_(campaign_began), limit_(limit_seconds),
-      every_round_(every_round)
-{
-}
-
-search_monitor::~search_monitor() = default;
 
 search_result search_monitor::run(const search_problem& problem, const search_task& task,
                                   const std::function<bool()>& stop)
@@ -55,14 +38,14 @@ search_result search_monitor::run(const search_problem& problem, const search_ta
             last_round = p.rounds;
         }
         if (!course.empty()) {
-            const std::scoped_lock lock(shared_->mutex);
-            shared_->running = {task.seed, p};
+            const std::scoped_lock lock(mutex_);
+            running_ = {task.seed, p};
         }
         return stop() || (limit_ && now >= *limit_);
     });
     {
-        const std::scoped_lock lock(shared_->mutex);
-        shared_->running.reset();
+        const std::scoped_lock lock(mutex_);
+        running_.reset();
     }
     result.began = started;
     result.seconds = since(began_) - started;
@@ -72,15 +55,14 @@ search_result search_monitor::run(const search_problem& problem, const search_ta
 
 std::optional<running_search> search_monitor::running() const
 {
-    const std::scoped_lock lock(shared_->mutex);
-    return shared_->running;
+    const std::scoped_lock lock(mutex_);
+    return running_;
 }
 
 void campaign_watch::learn(double objective, std::uint32_t seed, double now)
 {
-    if (std::isnan(objective) || (any_ && objective >= known_.best))
+    if (std::isnan(objective) || objective >= known_.best)
         return;
-    any_ = true;
     known_.best = objective;
     known_.best_seed = seed;
     known_.best_seconds = now;
@@ -88,8 +70,6 @@ void campaign_watch::learn(double objective, std::uint32_t seed, double now)
 
 campaign_status campaign_watch::status(const campaign& c, double now, const std::vector<running_search>& running)
 {
-    if (!any_)
-        known_.initial = known_.best = unknown;
     if (c.best())
         learn(c.best()->objective, c.best()->task.seed, now);
     known_.seconds = now;
@@ -106,9 +86,7 @@ campaign_status campaign_watch::status(const campaign& c, double now, const std:
 
 bool take_result(campaign& c, const crew_orders& orders, search_result result)
 {
-    const bool leads =
-        !c.best() || is_better(result.objective, result.task.seed, c.best()->objective, c.best()->task.seed);
-    orders.on_result(result, leads);
+    orders.on_result(result, is_better(result, c.best()));
     c.take(std::move(result));
     return c.has_its_target();
 }
@@ -127,7 +105,7 @@ struct crew {
     int at_work = 0;
     std::exception_ptr failure;
     std::atomic<bool> stop{false};
-    std::vector<std::unique_ptr<search_monitor>> monitors;
+    std::deque<search_monitor> monitors; ///< which other threads point to
 
     void work(search_monitor& monitor)
     {
@@ -160,8 +138,8 @@ struct crew {
     std::vector<running_search> running() const
     {
         std::vector<running_search> all;
-        for (const auto& monitor : monitors)
-            if (const std::optional<running_search> one = monitor->running())
+        for (const search_monitor& monitor : monitors)
+            if (const std::optional<running_search> one = monitor.running())
                 all.push_back(*one);
         return all;
     }
@@ -173,15 +151,14 @@ double run_on_threads(campaign& c, int jobs, const crew_orders& orders)
 {
     crew all(c, orders);
     for (int j = 0; j < jobs; ++j)
-        all.monitors.push_back(
-            std::make_unique<search_monitor>(all.began, c.request().seconds, c.request().is_single()));
+        all.monitors.emplace_back(all.began, c.request().seconds, c.request().is_single());
     std::vector<std::thread> threads;
     campaign_watch watch;
     {
         std::unique_lock lock(all.mutex);
-        for (const auto& monitor : all.monitors) {
+        for (search_monitor& monitor : all.monitors) {
             try {
-                threads.emplace_back([&all, one = monitor.get()] { all.work(*one); });
+                threads.emplace_back([&all, &monitor] { all.work(monitor); });
                 ++all.at_work;
             } catch (const std::system_error&) { // no more threads to be had: fewer do the same
                 if (threads.empty())

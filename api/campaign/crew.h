@@ -8,22 +8,25 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
+#include <limits>
+#include <mutex>
 #include <optional>
 #include <vector>
 
 namespace optdoe {
 
+inline constexpr double unknown_objective = std::numeric_limits<double>::quiet_NaN();
+
 /// How things stand, for whoever watches.
 struct campaign_status {
-    double seconds = 0.0;        ///< since the campaign began
-    std::int64_t done = 0;       ///< searches finished or cut
-    int running = 0;             ///< searches at work
-    std::int64_t rounds = 0;     ///< of the running searches
-    double initial = 0.0;        ///< objective of a start; NaN: none known yet
-    double best = 0.0;           ///< lowest objective known, running searches included; NaN: none yet
-    std::uint32_t best_seed = 0; ///< of the search that has it
-    double best_seconds = 0.0;   ///< when it was found
+    double seconds = 0.0;               ///< since the campaign began
+    std::int64_t done = 0;              ///< searches finished or cut
+    int running = 0;                    ///< searches at work
+    std::int64_t rounds = 0;            ///< of the running searches
+    double initial = unknown_objective; ///< objective of a start; NaN: none known yet
+    double best = unknown_objective;    ///< lowest objective known, running searches included; NaN: none yet
+    std::uint32_t best_seed = 0;        ///< of the search that has it
+    double best_seconds = 0.0;          ///< when it was found
 };
 
 /// A search at work and what it has reached.
@@ -39,8 +42,10 @@ public:
     using clock = std::chrono::steady_clock;
 
     /// every_round: keep the objective of every round, else of those that improve it.
-    search_monitor(clock::time_point campaign_began, std::optional<double> limit_seconds, bool every_round);
-    ~search_monitor();
+    search_monitor(clock::time_point campaign_began, std::optional<double> limit_seconds, bool every_round)
+        : began_(campaign_began), limit_(limit_seconds), every_round_(every_round)
+    {
+    }
 
     /// Runs the task. `stop` is asked between rounds, on this thread.
     search_result run(const search_problem& problem, const search_task& task, const std::function<bool()>& stop);
@@ -49,11 +54,11 @@ public:
     std::optional<running_search> running() const;
 
 private:
-    struct shared_state;
-    std::unique_ptr<shared_state> shared_;
-    clock::time_point began_;
-    std::optional<double> limit_;
-    bool every_round_;
+    const clock::time_point began_;
+    const std::optional<double> limit_;
+    const bool every_round_;
+    mutable std::mutex mutex_; ///< of what follows
+    std::optional<running_search> running_;
 };
 
 /// Collects what running searches and results tell.
@@ -63,8 +68,7 @@ public:
 
 private:
     void learn(double objective, std::uint32_t seed, double now);
-    campaign_status known_{};
-    bool any_ = false;
+    campaign_status known_;
 };
 
 /// What the caller does while the crew works.

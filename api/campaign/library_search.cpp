@@ -12,7 +12,6 @@ std::optional<table> start_of(const search_problem& problem, std::uint32_t seed)
     return problem.start ? problem.start(seed) : std::nullopt;
 }
 
-/// Levels 1 .. n in each column: the entries of every Latin hypercube.
 table latin_levels(std::size_t rows, std::size_t factors)
 {
     table levels(rows, factors);

@@ -85,7 +85,7 @@ ordered_json result_json(const search_result& result, bool with_levels)
     return line;
 }
 
-search_result result_of_json(const ordered_json& line, std::size_t columns)
+search_result result_of_json(const ordered_json& line)
 {
     search_result result;
     result.task = {line.at("seed").get<std::uint32_t>(), line.at("effort").get<std::int64_t>(),
@@ -98,14 +98,21 @@ search_result result_of_json(const ordered_json& line, std::size_t columns)
     result.cut = end == "stopped_after_rounds";
     result.reason = reason_named(end);
     if (line.contains("levels")) {
-        const auto cells = line.at("levels").get<std::vector<double>>();
-        result.levels = table(columns == 0 ? 0 : cells.size() / columns, columns);
-        if (result.levels.cells.size() != cells.size())
-            throw input_error("the levels are no design of this many factors");
-        result.levels.cells = cells;
+        result.levels.cells = line.at("levels").get<std::vector<double>>();
+        result.levels.rows = result.levels.cells.size();
+        result.levels.columns = 1;
         result.entry_levels = line.value("entry_levels", std::vector<std::int32_t>{});
     }
     return result;
+}
+
+void arrange_levels(search_result& result, std::size_t factors, const std::string& where)
+{
+    table& levels = result.levels;
+    if (levels.cells.size() % factors != 0)
+        throw input_error(fmt::format("{}: the levels are no design of {} factors", where, factors));
+    levels.rows = levels.cells.size() / factors;
+    levels.columns = factors;
 }
 
 namespace {
@@ -139,14 +146,11 @@ void read_line(recorded_campaign& recorded, const ordered_json& line, std::size_
     }
     if (line.at("settings").get<std::string>() != recorded.identity.hash())
         throw input_error("a search of other settings than those of the first line");
-    // Factors are not counted here: who uses the levels knows them, and a table of one column keeps them.
-    search_result result = result_of_json(line, 1);
+    search_result result = result_of_json(line);
     if (result.cut && recorded.identity.starts > 0)
         return; // one of a number of starts that is still to be made
     recorded.seeds.push_back(result.task.seed);
-    if (!result.levels.cells.empty() &&
-        (!recorded.best ||
-         is_better(result.objective, result.task.seed, recorded.best->objective, recorded.best->task.seed)))
+    if (!result.levels.cells.empty() && is_better(result, recorded.best))
         recorded.best = std::move(result);
 }
 
@@ -174,7 +178,8 @@ recorded_campaign read_results(const std::string& file)
     return recorded;
 }
 
-results_file::results_file(const std::string& file, const campaign_identity& identity) : hash_(identity.hash())
+results_file::results_file(const std::string& file, const campaign_identity& identity)
+    : hash_(identity.hash()), processor_(processor_text())
 {
     open(file);
     struct stat state {};
@@ -189,13 +194,14 @@ results_file::results_file(const std::string& file, const campaign_identity& ide
     line["shard"] = identity.shard;
     line["shards"] = identity.shards;
     line["version"] = OPTDOE_VERSION;
-    line["processor"] = processor_text();
+    line["processor"] = processor_;
     write_line(line);
     if (!failure_.empty())
         throw input_error(failure_);
 }
 
-results_file::results_file(const recorded_campaign& recorded) : hash_(recorded.identity.hash())
+results_file::results_file(const recorded_campaign& recorded)
+    : hash_(recorded.identity.hash()), processor_(processor_text())
 {
     open(recorded.file);
     if (recorded.truncated && ftruncate(descriptor_, static_cast<off_t>(recorded.complete_bytes)) != 0)
@@ -247,7 +253,7 @@ void results_file::add(const search_result& result, bool leads)
     ordered_json line = result_json(result, leads);
     line["settings"] = hash_;
     line["version"] = OPTDOE_VERSION;
-    line["processor"] = result.processor.empty() ? processor_text() : result.processor;
+    line["processor"] = result.processor.empty() ? processor_ : result.processor;
     write_line(line);
 }
 
@@ -289,8 +295,7 @@ search_result merge_results(const std::vector<recorded_campaign>& files, bool in
         for (const std::uint32_t seed : file.seeds)
             if (const auto [place, is_new] = found.emplace(seed, file.file); !is_new)
                 throw input_error(fmt::format("seed {} stands in {} and in {}", seed, place->second, file.file));
-        if (file.best &&
-            (!best || is_better(file.best->objective, file.best->task.seed, best->objective, best->task.seed)))
+        if (file.best && is_better(*file.best, best))
             best = file.best;
     }
     if (!best)

@@ -33,16 +33,20 @@ struct campaign_identity {
     std::string hash() const;
 };
 
-/// A search as one JSON object, with or without its levels, and back.
+/// A search as one JSON object, with or without its levels, and back: levels then stand in one column.
 nlohmann::ordered_json result_json(const search_result& result, bool with_levels);
-search_result result_of_json(const nlohmann::ordered_json& line, std::size_t columns);
+search_result result_of_json(const nlohmann::ordered_json& line);
+
+/// Arranges the levels of a result that was read as runs of so many factors. Throws input_error, which names `where`
+/// they come from, when they are not a whole number of runs.
+void arrange_levels(search_result& result, std::size_t factors, const std::string& where);
 
 struct recorded_campaign {
     std::string file;
     campaign_identity identity;
-    std::vector<std::uint32_t> seeds; ///< of the finished searches, in the order of the file
-    std::optional<search_result> best;
-    bool truncated = false; ///< the last line had no end
+    std::vector<std::uint32_t> seeds;  ///< of the finished searches, in the order of the file
+    std::optional<search_result> best; ///< its levels stand in one column: see arrange_levels
+    bool truncated = false;            ///< the last line had no end
     std::size_t complete_bytes = 0;
 };
 
@@ -55,7 +59,7 @@ public:
     /// Begins a new file; throws input_error where it exists with content, or cannot be written.
     results_file(const std::string& file, const campaign_identity& identity);
     /// Goes on with a file that read_results has read; a truncated last line is cut off.
-    results_file(const recorded_campaign& recorded);
+    explicit results_file(const recorded_campaign& recorded);
     ~results_file();
     results_file(const results_file&) = delete;
     results_file& operator=(const results_file&) = delete;
@@ -72,6 +76,7 @@ private:
 
     std::string file_;
     std::string hash_;
+    std::string processor_; ///< of this machine
     std::string failure_;
     int descriptor_ = -1;
 };

@@ -56,30 +56,21 @@ search_result run_search(const search_problem& problem, const search_task& task,
     return result;
 }
 
-/// The problem as the annealer sees it, for questions about sizes; nothing where a chain serves.
-static std::optional<annealed_problem> annealed_at_all(const search_problem& problem)
-{
-    const std::optional<table> start = start_of(problem, 0);
-    return annealed(problem, start ? *start
-                                   : latin_levels(static_cast<std::size_t>(problem.rows),
-                                                  static_cast<std::size_t>(problem.factors)));
-}
-
 double bytes_of_search(const search_problem& problem, bool effort)
 {
     settings options = problem.options;
-    const std::optional<annealed_problem> p = effort ? annealed_at_all(problem) : std::nullopt;
+    const std::optional<table> start = effort ? start_of(problem, 0) : std::nullopt;
+    const std::optional<annealed_problem> p =
+        !effort ? std::nullopt
+                : annealed(problem, start ? *start
+                                          : latin_levels(static_cast<std::size_t>(problem.rows),
+                                                         static_cast<std::size_t>(problem.factors)));
     if (!p)
         return bytes_of_run(options, problem.rows, problem.fixed_rows, problem.factors);
     // The objective of the result is the library's, which needs a run without re-arrangements.
     options.no_pre_improvement = true;
     return std::max(annealing_bytes(p->rows, p->columns, p->what),
                     bytes_of_run(options, problem.rows, problem.fixed_rows, problem.factors));
-}
-
-std::string method_of_effort(const search_problem& problem)
-{
-    return annealed_at_all(problem) ? "exchange annealing" : "chain of runs";
 }
 
 std::string end_text(const search_result& result)
@@ -92,6 +83,11 @@ bool is_better(double objective_a, std::uint32_t seed_a, double objective_b, std
     if (std::isnan(objective_a) || std::isnan(objective_b) || objective_a == objective_b)
         return std::isnan(objective_a) == std::isnan(objective_b) ? seed_a < seed_b : std::isnan(objective_b);
     return objective_a < objective_b;
+}
+
+bool is_better(const search_result& result, const std::optional<search_result>& best)
+{
+    return !best || is_better(result.objective, result.task.seed, best->objective, best->task.seed);
 }
 
 } // namespace optdoe

@@ -21,14 +21,14 @@ search_result run_search(const search_problem& problem, const search_task& task,
 /// Bytes that one search holds at its peak.
 double bytes_of_search(const search_problem& problem, bool effort);
 
-/// How a search of effort works for this problem: a word for provenance and progress.
-std::string method_of_effort(const search_problem& problem);
-
 /// The word for how a search ended.
 std::string end_text(const search_result& result);
 
 /// The rule of every campaign: the lower objective, then the lower seed; NaN is last. A total order, so that no
 /// schedule can change the winner.
 bool is_better(double objective_a, std::uint32_t seed_a, double objective_b, std::uint32_t seed_b);
+
+/// The same of a result and the best so far; true where there is none yet.
+bool is_better(const search_result& result, const std::optional<search_result>& best);
 
 } // namespace optdoe

@@ -186,30 +186,21 @@ std::string history_svg(const std::vector<search_trace>& traces)
         return "";
     const auto [low, high] = objectives_between(traces);
     const course_frame frame{std::max(course.back().seconds, 1e-3), low, high > low ? high - low : 1.0};
-    const auto x = [&](double seconds) { return frame.x(seconds); };
-    const auto y = [&](double value) { return frame.y(value); };
-    const double width = frame.width;
-    const double height = frame.height;
-    const double left = frame.left;
-    const double right = frame.right;
-    const double bottom = frame.bottom;
-    const double last = frame.last;
-    const double span = frame.span;
 
     std::string svg = fmt::format(
         "<svg class=\"history\" xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 {0:.0f} {1:.0f}\" "
         "width=\"{0:.0f}\" "
         "role=\"img\" aria-label=\"Objective against time\" font-family=\"sans-serif\" font-size=\"11\">\n",
-        width, height);
+        frame.width, frame.height);
     for (int t = 0; t <= 4; ++t) {
-        const double seconds = last * t / 4.0;
-        const double value = low + span * t / 4.0;
-        svg +=
-            fmt::format("<path d=\"M{0:.1f} 12V{1:.1f}M{2:.1f} {3:.1f}H{4:.1f}\" stroke=\"#dde3e8\"/>"
-                        "<text x=\"{0:.1f}\" y=\"{5:.1f}\" text-anchor=\"middle\" fill=\"#54616d\">{6:.3g} s</text>"
-                        "<text x=\"{7:.1f}\" y=\"{8:.1f}\" text-anchor=\"end\" fill=\"#54616d\">{9}</text>\n",
-                        x(seconds), height - bottom, left, y(value), width - right, height - bottom + 16.0, seconds,
-                        left - 6.0, y(value) + 4.0, short_text(value));
+        const double seconds = frame.last * t / 4.0;
+        const double value = low + frame.span * t / 4.0;
+        svg += fmt::format(
+            "<path d=\"M{0:.1f} 12V{1:.1f}M{2:.1f} {3:.1f}H{4:.1f}\" stroke=\"#dde3e8\"/>"
+            "<text x=\"{0:.1f}\" y=\"{5:.1f}\" text-anchor=\"middle\" fill=\"#54616d\">{6:.3g} s</text>"
+            "<text x=\"{7:.1f}\" y=\"{8:.1f}\" text-anchor=\"end\" fill=\"#54616d\">{9}</text>\n",
+            frame.x(seconds), frame.height - frame.bottom, frame.left, frame.y(value), frame.width - frame.right,
+            frame.height - frame.bottom + 16.0, seconds, frame.left - 6.0, frame.y(value) + 4.0, short_text(value));
     }
     if (traces.size() > 1)
         svg += single_searches(traces, frame);

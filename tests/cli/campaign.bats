@@ -1,12 +1,5 @@
 load support
 
-# The command that makes a design again, run on one core; its file goes to standard output.
-repeat() {
-    local command
-    command=$(sed -n 's/^# command: "\(.*\)"$/\1/p' "$1")
-    PATH="$(dirname "$OPTDOE"):$PATH" taskset -c 0 bash -c "${command//\\\"/\"}" 2>/dev/null
-}
-
 seconds_of() {
     local start
     start=$(date +%s%N)

@@ -29,3 +29,10 @@ is_latin() {
     numbers "$1" | awk -F, '{ for (j = 1; j <= NF; ++j) { if ($j != int($j) || $j < 1 || seen[j, $j]++) bad = 1; if ($j > most) most = $j } }
                             END { exit bad || most != NR || NR == 0 }'
 }
+
+# The command that makes a design again, run on one core; its file goes to standard output.
+repeat() {
+    local command
+    command=$(sed -n 's/^# command: "\(.*\)"$/\1/p' "$1")
+    PATH="$(dirname "$OPTDOE"):$PATH" taskset -c 0 bash -c "${command//\\\"/\"}" 2>/dev/null
+}

@@ -8,13 +8,6 @@ ranks() {
     timeout --foreground 60 "$MPIEXEC" -n "$1" "$OPTDOE_MPI" "${@:2}" 3>&-
 }
 
-# The command that makes a design again, run on one core; its file goes to standard output.
-repeat() {
-    local command
-    command=$(sed -n 's/^# command: "\(.*\)"$/\1/p' "$1")
-    PATH="$(dirname "$OPTDOE"):$PATH" taskset -c 0 bash -c "${command//\\\"/\"}" 2>/dev/null
-}
-
 # The process of a rank of the job that mpiexec with this process number runs.
 process_of_rank() {
     local process

@@ -37,7 +37,7 @@ std::vector<double> drive(Table& table, const annealed_problem& problem)
         const double before = table.energy();
         // Trials sum in single precision.
         const double tolerance = 1e-4 * (std::fabs(before) + static_cast<double>(problem.rows));
-        table.commit(column, a, b);
+        table.commit(column, a, b, growth);
         std::swap(columns[column * problem.rows + a], columns[column * problem.rows + b]);
         EXPECT_NEAR(table.energy() - before, growth, tolerance);
         seen.push_back(table.energy());
