@@ -6,8 +6,9 @@
 
 namespace cli {
 
-int run_make(const options& o, const design_source& source);
-int run_augment(const options& o, const design_source& source);
+/// make and augment, with designs of this source.
+int run_search(const options& o, const design_source& source);
+
 int run_merge(const options& o);
 int run_evaluate(const options& o);
 int run_plot(const options& o);

@@ -13,15 +13,15 @@ namespace cli {
 int run_evaluate(const options& o)
 {
     evaluation_options how;
-    how.overrides = o.run;
+    how.overrides = o.request.run;
     how.random_designs = static_cast<std::size_t>(o.random_designs);
     std::vector<evaluation> evaluations;
     for (const std::string& name : o.files) {
         design_file file = read_design(name);
-        interpret(file, o.factors, o.code);
+        interpret(file, o.request.factors, o.request.code);
         if (file.values.rows < 2)
             throw input_error(name + ":1:1: holds one run; measures need at least two");
-        o.run.check_criterion(static_cast<std::int64_t>(file.values.columns));
+        o.request.run.check_criterion(static_cast<std::int64_t>(file.values.columns));
         evaluations.push_back(evaluate(file, how));
     }
     const auto replace = nlohmann::ordered_json::error_handler_t::replace;

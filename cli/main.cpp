@@ -9,7 +9,7 @@ namespace cli {
 int run_plot(const options& o)
 {
     design_file file = read_design(o.files.front());
-    interpret(file, o.factors, o.code);
+    interpret(file, o.request.factors, o.request.code);
     plot(file, o.history.empty() ? std::vector<search_trace>{} : read_history(o.history), o.output);
     return exit_done;
 }
@@ -17,11 +17,10 @@ int run_plot(const options& o)
 static int run(const options& o)
 {
     switch (o.command) {
-    case command::augment: catch_signals(); return run_augment(o, searched_here);
     case command::evaluate: return run_evaluate(o);
     case command::plot: return run_plot(o);
     case command::merge: return run_merge(o);
-    default: catch_signals(); return run_make(o, searched_here);
+    default: catch_signals(); return run_search(o, searched_here);
     }
 }
 

@@ -1,6 +1,7 @@
 // The only source that includes CLI11, which takes seconds to compile.
 #include "cli/options.h"
 
+#include "api/requests/request_options.h"
 #include "api/settings/setting_texts.h"
 #include "api/text/csv_reader.h"
 #include "api/text/errors.h"
@@ -16,7 +17,6 @@
 #include <cstdio>
 #include <functional>
 #include <map>
-#include <set>
 
 namespace cli {
 
@@ -27,13 +27,6 @@ const std::array<std::pair<std::string, command>, 5> commands{{{"make", command:
                                                                {"evaluate", command::evaluate},
                                                                {"plot", command::plot},
                                                                {"merge", command::merge}}};
-
-/// What options deliver as text; turned into `options` after parsing.
-struct raw_options {
-    std::string time, minutes, seed, shard, theta, weights, shares, levels, balanced, coding, placement, format,
-        bounds, config;
-    std::vector<std::string> factors;
-};
 
 /// Help in the order of use, without CLI11's type notes for options that name their own form.
 struct help_formatter : CLI::Formatter {
@@ -57,124 +50,145 @@ CLI::Validator one_of(const std::vector<std::string>& names) { return CLI::IsMem
 
 CLI::Validator at_least(std::int64_t least) { return CLI::Range(least, std::int64_t{1} << 30).description(""); }
 
-/// The option of a row of the table of settings, with the row's help; `form` names its value.
-template <class T>
-CLI::Option* add_setting(CLI::App& app, setting_id id, T& value, const char* form, const char* group)
+/// An option of the request, with the help of its row; `form` names its value.
+CLI::Option* add_text(CLI::App& app, options& o, const std::string& spelling, const std::string& name,
+                      const char* form, const char* group)
 {
-    CLI::Option* option = app.add_option(option_name(id), value, help_text(id))->type_name(form)->group(group);
-    if (setting_of(id).kind == setting_kind::choice)
-        option->check(one_of(choices_of(setting_of(id))));
+    return app
+        .add_option_function<std::string>(
+            spelling, [&o, name](const std::string& text) { set_option(o.request, name, text); }, help_of(name))
+        ->type_name(form)
+        ->group(group);
+}
+
+CLI::Option* add_text(CLI::App& app, options& o, const std::string& name, const char* form, const char* group)
+{
+    return add_text(app, o, "--" + name, name, form, group);
+}
+
+CLI::Option* add_setting(CLI::App& app, options& o, setting_id id, const char* form, const char* group)
+{
+    const setting& row = setting_of(id);
+    CLI::Option* option = add_text(app, o, row.name, form, group);
+    if (row.kind == setting_kind::choice)
+        option->check(one_of(choices_of(row)));
     return option;
 }
 
-void add_flag(CLI::App& app, setting_id id, bool& value, const char* group)
+CLI::Option* add_flag(CLI::App& app, options& o, const std::string& name, const char* group)
 {
-    app.add_flag(option_name(id), value, help_text(id))->group(group);
+    return app
+        .add_flag_callback(
+            "--" + name, [&o, name] { set_option(o.request, name, "true"); }, help_of(name))
+        ->group(group);
 }
 
-void add_criterion_options(CLI::App& app, options& o, raw_options& raw, bool choose)
+CLI::Option* add_flag(CLI::App& app, options& o, setting_id id, const char* group)
+{
+    return add_flag(app, o, setting_of(id).name, group);
+}
+
+void add_criterion_options(CLI::App& app, options& o, bool choose)
 {
     const char* group = "Criterion";
     if (choose)
-        add_setting(app, setting_id::criterion, o.run.criterion, "NAME", group);
-    add_setting(app, setting_id::exponent, o.run.p, "P", group);
-    add_setting(app, setting_id::distance, o.run.distance, "NAME", group);
-    add_setting(app, setting_id::theta, raw.theta, "LIST", group);
-    add_setting(app, setting_id::weights, raw.weights, "LIST", group);
+        add_setting(app, o, setting_id::criterion, "NAME", group);
+    add_setting(app, o, setting_id::exponent, "P", group);
+    add_setting(app, o, setting_id::distance, "NAME", group);
+    add_setting(app, o, setting_id::theta, "LIST", group);
+    add_setting(app, o, setting_id::weights, "LIST", group);
 }
 
-void add_scaling(CLI::App& app, options& o)
-{
-    add_setting(app, setting_id::scaling, o.run.scaling, "NAME", "Criterion");
-}
+void add_scaling(CLI::App& app, options& o) { add_setting(app, o, setting_id::scaling, "NAME", "Criterion"); }
 
-void add_search_options(CLI::App& app, options& o, raw_options& raw)
+void add_minutes(CLI::App& app, options& o, const char* group)
 {
-    const char* group = "Search";
-    add_setting(app, setting_id::target, o.run.target, "VALUE", "Criterion");
-    add_flag(app, setting_id::negate_target, o.run.negate_target, "Criterion");
-    add_setting(app, setting_id::method, o.run.method, "NAME", group);
-    add_setting(app, setting_id::time, raw.time, "TIME", group);
-    app.add_option("--minutes", raw.minutes, "the same in minutes, as the Java host takes it")
+    const auto take = [&o](const std::string& text) {
+        const std::optional<double> minutes = parse_number(text);
+        if (!minutes)
+            throw usage_error(fmt::format("--minutes: \"{}\" is not a number", text));
+        o.request.run.seconds = *minutes * 60.0;
+    };
+    app.add_option_function<std::string>("--minutes", take, "the same in minutes, as the Java host takes it")
         ->type_name("NUMBER")
         ->excludes(option_name(setting_id::time))
         ->group(group);
-    add_setting(app, setting_id::iterations, o.run.iterations, "COUNT", group);
-    add_setting(app, setting_id::moves, o.run.moves, "COUNT", group);
-    add_setting(app, setting_id::pairs, o.run.pairs, "COUNT", group);
-    add_flag(app, setting_id::all_pairs, o.run.all_pairs, group);
-    add_setting(app, setting_id::restarts, o.run.restarts, "COUNT", group);
-    add_setting(app, setting_id::threshold, o.run.threshold, "VALUE", group);
-    add_setting(app, setting_id::cooling, o.run.cooling, "VALUE", group);
-    add_setting(app, setting_id::tolerance, o.run.tolerance, "VALUE", group);
-    add_setting(app, setting_id::shares, raw.shares, "LIST", group);
-    add_flag(app, setting_id::weighted_choice, o.run.weighted_choice, group);
-    add_setting(app, setting_id::levels, raw.levels, "LIST", group);
-    add_flag(app, setting_id::no_pre_improvement, o.run.no_pre_improvement, group);
-    add_setting(app, setting_id::auxiliary, o.run.auxiliary, "MODE", group);
-    add_setting(app, setting_id::seed, raw.seed, "SEED", group);
+}
+
+void add_search_options(CLI::App& app, options& o)
+{
+    const char* group = "Search";
+    add_setting(app, o, setting_id::target, "VALUE", "Criterion");
+    add_flag(app, o, setting_id::negate_target, "Criterion");
+    add_setting(app, o, setting_id::method, "NAME", group);
+    add_setting(app, o, setting_id::time, "TIME", group);
+    add_minutes(app, o, group);
+    add_setting(app, o, setting_id::iterations, "COUNT", group);
+    add_setting(app, o, setting_id::moves, "COUNT", group);
+    add_setting(app, o, setting_id::pairs, "COUNT", group);
+    add_flag(app, o, setting_id::all_pairs, group);
+    add_setting(app, o, setting_id::restarts, "COUNT", group);
+    add_setting(app, o, setting_id::threshold, "VALUE", group);
+    add_setting(app, o, setting_id::cooling, "VALUE", group);
+    add_setting(app, o, setting_id::tolerance, "VALUE", group);
+    add_setting(app, o, setting_id::shares, "LIST", group);
+    add_flag(app, o, setting_id::weighted_choice, group);
+    add_setting(app, o, setting_id::levels, "LIST", group);
+    add_flag(app, o, setting_id::no_pre_improvement, group);
+    add_setting(app, o, setting_id::auxiliary, "MODE", group);
+    add_setting(app, o, setting_id::seed, "SEED", group);
 }
 
 /// How many searches, on how many cores and machines.
-void add_campaign_options(CLI::App& app, options& o, raw_options& raw)
+void add_campaign_options(CLI::App& app, options& o)
 {
     const char* group = "Campaign";
-    app.add_option("--starts", o.starts, "searches from that many seeds, SEED, SEED + 1, ...; the best one counts")
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 32).description(""))
-        ->type_name("COUNT")
-        ->group(group);
-    app.add_option("-j,--jobs", o.jobs, "searches at the same time (default: the cores this process may use)")
-        ->check(CLI::Range(1, 4096).description(""))
-        ->type_name("COUNT")
-        ->group(group);
-    app.add_option("--effort", o.effort, "rounds of a search that chooses its methods; --time plans them itself")
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40).description(""))
-        ->type_name("ROUNDS")
-        ->group(group);
-    app.add_option("--stop-after", o.stop_after, "end the search after this round, as a stop does; 0: its start")
-        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 40).description(""))
-        ->type_name("ROUNDS")
-        ->group(group);
-    app.add_option("--results", o.results, "write a JSON line for each finished search")
-        ->type_name("FILE")
-        ->group(group);
-    app.add_option("--resume", o.resume, "go on from a file of --results, and write it further")
-        ->type_name("FILE")
-        ->excludes("--results")
-        ->group(group);
-    app.add_option("--shard", raw.shard, "make the I-th of M parts of the starts, as I/M; see merge")
-        ->type_name("I/M")
-        ->group(group);
+    add_text(app, o, "starts", "COUNT", group);
+    add_text(app, o, "-j,--jobs", "jobs", "COUNT", group);
+    add_text(app, o, "effort", "ROUNDS", group);
+    add_text(app, o, "stop-after", "ROUNDS", group);
+    add_text(app, o, "results", "FILE", group);
+    add_text(app, o, "resume", "FILE", group)->excludes("--results");
+    add_text(app, o, "shard", "I/M", group);
 }
 
-void add_factor_options(CLI::App& app, raw_options& raw)
+void add_factor_options(CLI::App& app, options& o)
 {
-    app.add_option("--factor", raw.factors, "a factor with its range, NAME=LOW:HIGH[:UNIT]; once for each factor")
+    const auto add = [&o](const std::vector<std::string>& factors) {
+        for (const std::string& factor : factors)
+            set_option(o.request, "factor", factor);
+    };
+    app.add_option_function<std::vector<std::string>>("--factor", add, help_of("factor"))
         ->type_name("FACTOR")
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->expected(1)
         ->allow_extra_args(false)
         ->group("Factors");
-    app.add_option("--bounds", raw.bounds, "factors from a CSV file name,low,high[,unit]")
-        ->type_name("FILE")
-        ->group("Factors");
+    add_text(app, o, "bounds", "FILE", "Factors");
 }
 
-void add_coding(CLI::App& app, raw_options& raw, const std::string& text)
+CLI::Option* add_coding(CLI::App& app, options& o)
 {
-    app.add_option("--coding", raw.coding, text)
-        ->check(one_of({"levels", "unit", "physical"}))
-        ->type_name("NAME")
-        ->group("Factors");
+    return add_text(app, o, "coding", "NAME", "Factors")->check(one_of({"levels", "unit", "physical"}));
 }
 
-void add_output_options(CLI::App& app, options& o, raw_options& raw)
+/// For a design that is read.
+void add_coding_of_file(CLI::App& app, options& o, const std::string& file)
+{
+    add_coding(app, o)->description("what the numbers of " + file + " mean, where the file does not tell");
+}
+
+void add_output_options(CLI::App& app, options& o)
 {
     const std::string group = "Output";
+    const auto take_format = [&o](const std::string& name) {
+        o.format = name == "json" ? file_format::json : file_format::csv;
+    };
     app.add_option("-o,--output", o.output, "where the design goes; - is standard output (default)")
         ->type_name("FILE")
         ->group(group);
-    app.add_option("--format", raw.format, "csv or json (default: by the name of --output, else csv)")
+    app.add_option_function<std::string>("--format", take_format,
+                                         "csv or json (default: by the name of --output, else csv)")
         ->check(one_of({"csv", "json"}))
         ->type_name("NAME")
         ->group(group);
@@ -185,31 +199,26 @@ void add_output_options(CLI::App& app, options& o, raw_options& raw)
     app.add_flag("-q,--quiet", o.quiet, "no progress and no summary")->group(group);
 }
 
-void define_make(CLI::App& app, options& o, raw_options& raw)
+void define_make(CLI::App& app, options& o)
 {
-    app.add_option("N", o.rows, "runs, at least 2")->check(at_least(2))->type_name("")->group("Design");
-    app.add_option("K", o.factor_count, "factors, at least 1")->check(at_least(1))->type_name("")->group("Design");
-    app.add_option("--start", o.start, "improve this design instead of a random one")
-        ->type_name("FILE")
-        ->group("Design");
-    app.add_option("--balanced", raw.balanced, "random start with these level counts, each dividing N")
-        ->type_name("LIST")
-        ->group("Design");
-    add_flag(app, setting_id::symmetric, o.run.symmetric, "Design");
-    add_criterion_options(app, o, raw, true);
+    const char* group = "Design";
+    add_text(app, o, "N", "runs", "", group)->check(at_least(2));
+    add_text(app, o, "K", "factors", "", group)->check(at_least(1));
+    add_text(app, o, "start", "FILE", group);
+    add_text(app, o, "balanced", "LIST", group);
+    add_flag(app, o, setting_id::symmetric, group);
+    add_criterion_options(app, o, true);
     add_scaling(app, o);
-    add_search_options(app, o, raw);
-    add_campaign_options(app, o, raw);
-    add_factor_options(app, raw);
-    add_coding(app, raw, "levels, unit or physical (default: physical with ranges, else levels)");
-    app.add_option("--placement", raw.placement, "a level's place in the range: centres of cells (default) or ends")
-        ->check(one_of({"centres", "ends"}))
-        ->type_name("NAME")
-        ->group("Factors");
-    app.add_flag("--entry-levels", o.entry_levels, "levels as the Java method returns them: truncated, not rounded")
-        ->group("Factors");
-    add_output_options(app, o, raw);
-    app.add_option("--config", raw.config, "take settings from a file of --print-config; options given here win")
+    add_search_options(app, o);
+    add_campaign_options(app, o);
+    add_factor_options(app, o);
+    add_coding(app, o);
+    add_text(app, o, "placement", "NAME", "Factors")->check(one_of({"centres", "ends"}));
+    add_flag(app, o, "entry-levels", "Factors");
+    add_output_options(app, o);
+    app.add_option_function<std::string>(
+           "--config", [](const std::string&) {}, // complete_words has put its options in
+           "take settings from a file of --print-config; options given here win")
         ->type_name("FILE")
         ->group("Output");
     app.add_flag("--print-config", o.print_config, "print the settings in force as JSON and end")->group("Output");
@@ -217,39 +226,34 @@ void define_make(CLI::App& app, options& o, raw_options& raw)
                "--factor Flow=1:5 --criterion cd2");
 }
 
-void define_augment(CLI::App& app, options& o, raw_options& raw)
+void define_augment(CLI::App& app, options& o)
 {
-    app.add_option("OLD", o.files, "design whose runs stay as they are")
+    app.add_option("OLD", o.request.old.name, "design whose runs stay as they are")
         ->required()
-        ->expected(1)
         ->type_name("")
         ->group("Design");
-    app.add_option("--add", o.added, "runs to add, at least 1")
-        ->required()
-        ->check(at_least(1))
-        ->type_name("M")
-        ->group("Design");
-    add_criterion_options(app, o, raw, true);
-    add_search_options(app, o, raw);
-    add_campaign_options(app, o, raw);
-    add_factor_options(app, raw);
-    add_coding(app, raw, "what the numbers of OLD mean, where the file does not tell");
-    add_output_options(app, o, raw);
+    add_text(app, o, "add", "M", "Design")->required()->check(at_least(1));
+    add_criterion_options(app, o, true);
+    add_search_options(app, o);
+    add_campaign_options(app, o);
+    add_factor_options(app, o);
+    add_coding_of_file(app, o, "OLD");
+    add_output_options(app, o);
     app.footer("\nExamples:\n  optdoe augment old.csv --add 10 --output all.csv\n  optdoe augment old.csv --add 5 "
                "--bounds ranges.csv --time 1m");
 }
 
-void define_evaluate(CLI::App& app, options& o, raw_options& raw)
+void define_evaluate(CLI::App& app, options& o)
 {
     app.add_option("FILE", o.files, "designs, CSV or JSON; - is standard input")
         ->required()
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("")
         ->group("Design");
-    add_criterion_options(app, o, raw, false);
+    add_criterion_options(app, o, false);
     add_scaling(app, o);
-    add_factor_options(app, raw);
-    add_coding(app, raw, "what the numbers mean, where the file does not tell");
+    add_factor_options(app, o);
+    add_coding_of_file(app, o, "FILE");
     app.add_option("--random", o.random_designs, "random Latin hypercubes to compare with, 0 .. 100000 (default 200)")
         ->check(CLI::Range(0, 100000).description(""))
         ->type_name("COUNT")
@@ -259,15 +263,15 @@ void define_evaluate(CLI::App& app, options& o, raw_options& raw)
         "\nExamples:\n  optdoe evaluate design.csv colleague.csv\n  optdoe evaluate design.csv --random 0 --json");
 }
 
-void define_plot(CLI::App& app, options& o, raw_options& raw)
+void define_plot(CLI::App& app, options& o)
 {
     app.add_option("FILE", o.files, "design, CSV or JSON; - is standard input")
         ->required()
         ->expected(1)
         ->type_name("")
         ->group("Design");
-    add_factor_options(app, raw);
-    add_coding(app, raw, "what the numbers mean, where the file does not tell");
+    add_factor_options(app, o);
+    add_coding_of_file(app, o, "FILE");
     app.add_option("-o,--output", o.output, "the picture; its name ends in .svg, .png or .pdf")
         ->required()
         ->type_name("PICTURE")
@@ -279,7 +283,7 @@ void define_plot(CLI::App& app, options& o, raw_options& raw)
                "history.csv --output design.pdf");
 }
 
-void define_merge(CLI::App& app, options& o, raw_options& raw)
+void define_merge(CLI::App& app, options& o)
 {
     app.add_option("RESULTS", o.files, "results files of one problem")
         ->required()
@@ -287,37 +291,9 @@ void define_merge(CLI::App& app, options& o, raw_options& raw)
         ->type_name("")
         ->group("Design");
     app.add_flag("--incomplete", o.incomplete, "take the best there is where starts are missing")->group("Campaign");
-    add_output_options(app, o, raw);
+    add_output_options(app, o);
     app.footer("\nExamples:\n  optdoe merge part1.jsonl part2.jsonl --output design.csv\n  optdoe merge *.jsonl "
                "--incomplete");
-}
-
-/// Options that say how a problem is worked on and where the result goes, not what the problem is.
-const std::set<std::string> not_of_the_problem{
-    "--seed",  "--time",   "--minutes", "--starts", "--jobs",  "--effort", "--results", "--stop-after",   "--resume",
-    "--shard", "--output", "--history", "--report", "--quiet", "--config", "--help",    "--print-config", "--format"};
-
-/// One form for all ways to type the same problem.
-std::vector<std::string> problem_words(const CLI::App& app)
-{
-    std::vector<std::string> words{app.get_name()};
-    if (words.front() == "make")
-        words.clear();
-    for (const CLI::Option* option : app.get_options()) {
-        const std::string name = option->get_name(false, true);
-        const std::string last = name.substr(name.find_last_of(',') + 1);
-        if (option->count() == 0 || not_of_the_problem.contains(last))
-            continue;
-        for (const std::string& value : option->reduced_results()) {
-            if (!option->nonpositional())
-                words.push_back(value);
-            else if (option->get_items_expected_max() == 0)
-                words.push_back(last);
-            else
-                words.push_back(last + "=" + value);
-        }
-    }
-    return words;
 }
 
 /// The value of one setting as option text.
@@ -365,56 +341,6 @@ std::vector<std::string> config_arguments(const std::string& file, const CLI::Ap
     return arguments;
 }
 
-void interpret_texts(options& o, const raw_options& raw)
-{
-    const auto list = [](const std::string& option, const std::string& text) {
-        return text.empty() ? std::vector<double>{} : parse_list(option, text);
-    };
-    o.run.theta = list(option_name(setting_id::theta), raw.theta);
-    o.run.weights = list(option_name(setting_id::weights), raw.weights);
-    o.run.shares = list(option_name(setting_id::shares), raw.shares);
-    o.run.level_groups = list(option_name(setting_id::levels), raw.levels);
-    o.balanced = list("--balanced", raw.balanced);
-    if (!raw.time.empty()) {
-        o.run.seconds = parse_duration(raw.time);
-        if (!o.run.seconds)
-            throw usage_error(
-                fmt::format("--time: \"{}\" is no time; expected a number with s, m or h, as in 30s", raw.time));
-    }
-    if (!raw.minutes.empty()) {
-        const std::optional<double> minutes = parse_number(raw.minutes);
-        if (!minutes)
-            throw usage_error(fmt::format("--minutes: \"{}\" is not a number", raw.minutes));
-        o.run.seconds = *minutes * 60.0;
-    }
-    if (!raw.seed.empty()) {
-        const setting& row = setting_of(setting_id::seed);
-        const auto seed = parse_integer(raw.seed);
-        if (!seed || static_cast<double>(*seed) < row.low || static_cast<double>(*seed) > row.high)
-            throw usage_error(
-                fmt::format("{}: {} is not in {}", option_name(setting_id::seed), raw.seed, range_text(row)));
-        o.seed = static_cast<std::uint32_t>(*seed);
-    }
-    if (!raw.shard.empty()) {
-        const std::size_t slash = raw.shard.find('/');
-        const auto part = parse_integer(raw.shard.substr(0, slash));
-        const auto parts = slash == std::string::npos ? std::nullopt : parse_integer(raw.shard.substr(slash + 1));
-        if (!part || !parts || *part < 1 || *parts < *part)
-            throw usage_error(fmt::format("--shard: \"{}\" is no part; expected I/M with 1 <= I <= M", raw.shard));
-        o.shard = *part;
-        o.shards = *parts;
-    }
-    o.code = coding_named(raw.coding);
-    o.place = placement_named(raw.placement);
-    if (!raw.format.empty())
-        o.format = raw.format == "json" ? file_format::json : file_format::csv;
-    if (!raw.bounds.empty())
-        o.factors = read_bounds(raw.bounds);
-    for (const std::string& text : raw.factors)
-        o.factors.push_back(parse_factor(text));
-    check_factor_names(o.factors);
-}
-
 /// Puts in what a person may leave out: the command `make` and, right after it, the options of the file of --config.
 /// Those of the command line come later and win.
 void complete_words(std::vector<std::string>& words, const CLI::App& make)
@@ -436,12 +362,13 @@ void complete_words(std::vector<std::string>& words, const CLI::App& make)
 
 } // namespace
 
-std::string shell_text(const std::vector<std::string>& words)
+file_format resolved_format(const options& o, file_format otherwise)
 {
-    std::string text;
-    for (const std::string& word : words)
-        text += (text.empty() ? "" : " ") + shell_quoted(word);
-    return text;
+    if (o.format)
+        return *o.format;
+    if (o.output.ends_with(".json"))
+        return file_format::json;
+    return o.output.ends_with(".csv") ? file_format::csv : otherwise;
 }
 
 parsed parse_command_line(int count, const char* const* arguments, const char* program)
@@ -449,9 +376,8 @@ parsed parse_command_line(int count, const char* const* arguments, const char* p
     std::vector<std::string> words(arguments + 1, arguments + count);
     parsed result;
     options& o = result.what;
-    o.command_text = "optdoe " + shell_text(words);
+    o.request.typed_command = "optdoe " + shell_text(words);
 
-    raw_options raw;
     CLI::App app("Optimal Latin hypercube designs.", program);
     app.formatter(std::make_shared<help_formatter>());
     app.get_formatter()->column_width(30);
@@ -460,12 +386,11 @@ parsed parse_command_line(int count, const char* const* arguments, const char* p
     app.set_version_flag("--version", "optdoe " OPTDOE_VERSION, "print the version and end");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     const std::array<std::pair<const char*, std::function<void(CLI::App&)>>, 5> definitions{
-        {{"make a design of N runs and K factors (the default command)",
-          [&](CLI::App& a) { define_make(a, o, raw); }},
-         {"add runs to a design", [&](CLI::App& a) { define_augment(a, o, raw); }},
-         {"score designs", [&](CLI::App& a) { define_evaluate(a, o, raw); }},
-         {"draw a design", [&](CLI::App& a) { define_plot(a, o, raw); }},
-         {"take the best of several results files", [&](CLI::App& a) { define_merge(a, o, raw); }}}};
+        {{"make a design of N runs and K factors (the default command)", [&](CLI::App& a) { define_make(a, o); }},
+         {"add runs to a design", [&](CLI::App& a) { define_augment(a, o); }},
+         {"score designs", [&](CLI::App& a) { define_evaluate(a, o); }},
+         {"draw a design", [&](CLI::App& a) { define_plot(a, o); }},
+         {"take the best of several results files", [&](CLI::App& a) { define_merge(a, o); }}}};
     for (std::size_t c = 0; c < commands.size(); ++c) {
         CLI::App* sub = app.add_subcommand(commands[c].first, definitions[c].first);
         definitions[c].second(*sub);
@@ -492,8 +417,9 @@ parsed parse_command_line(int count, const char* const* arguments, const char* p
     for (const auto& [name, id] : commands)
         if (app.got_subcommand(name))
             o.command = id;
-    o.problem_words = problem_words(*app.get_subcommands().front());
-    interpret_texts(o, raw);
+    check_factor_names(o.request.factors);
+    if (resolved_format(o, file_format::csv) == file_format::json)
+        o.request.output_words = {"--format=json"};
     return result;
 }
 

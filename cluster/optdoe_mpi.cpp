@@ -20,7 +20,7 @@ static int lead(int count, const char* const* arguments, int workers)
         const cli::options& o = parsed.what;
         const cli::campaign_runner runner = [&](cli::campaign& c, int jobs, const cli::crew_orders& orders) {
             return workers == 0 ? run_on_threads(c, jobs, orders)
-                                : ranks.run(c, orders, identity_of(o, c.request()).hash(), o.quiet);
+                                : ranks.run(c, orders, identity_of(o.request, c.request()).hash(), o.quiet);
         };
         return run_command(o, [&](const cli::options& same, const cli::search_problem& problem, std::uint32_t seed) {
             return conduct(same, problem, seed, runner, workers == 0 ? 1 : workers);

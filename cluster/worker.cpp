@@ -59,12 +59,12 @@ std::string host_name()
 }
 
 /// The design source of a worker: has none, and searches for rank 0 until it says end.
-std::optional<cli::finished_campaign> search_for_rank_0(const cli::options& o, const optdoe::search_problem& problem,
-                                                        std::uint32_t seed)
+std::optional<optdoe::finished_campaign> search_for_rank_0(const cli::options& o,
+                                                           const optdoe::search_problem& problem, std::uint32_t seed)
 {
-    const optdoe::campaign_request request = cli::requested_campaign(o, problem, seed);
+    const optdoe::campaign_request request = optdoe::requested_campaign(o.request, problem, seed);
     const bytes hello =
-        encoded(introduction{host_name(), optdoe::processor_text(), cli::identity_of(o, request).hash()});
+        encoded(introduction{host_name(), optdoe::processor_text(), optdoe::identity_of(o.request, request).hash()});
     send(0, tag::hello, hello.data(), hello.size());
     for (;;) {
         const message m = awaited();

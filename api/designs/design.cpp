@@ -68,6 +68,12 @@ factor parse_factor(std::string_view text)
     throw usage_error(fmt::format("--factor {}: expected NAME=LOW:HIGH[:UNIT], as in Temperature=20:80:C", text));
 }
 
+std::string factor_text(const factor& f)
+{
+    const std::string text = fmt::format("{}={}:{}", f.name, number_text(f.range->low), number_text(f.range->high));
+    return f.unit.empty() ? text : text + ":" + f.unit;
+}
+
 void check_factor_names(const std::vector<factor>& factors)
 {
     std::set<std::string_view> seen;

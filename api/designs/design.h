@@ -49,6 +49,9 @@ std::optional<placement> placement_named(std::string_view name);
 /// Reads `NAME=LOW:HIGH[:UNIT]`; throws usage_error.
 factor parse_factor(std::string_view text);
 
+/// The text that parse_factor reads; the factor has a range.
+std::string factor_text(const factor& f);
+
 /// Throws usage_error when a name is empty, a number (a header of numbers reads as a run) or used twice.
 void check_factor_names(const std::vector<factor>& factors);
 

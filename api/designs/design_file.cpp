@@ -137,6 +137,16 @@ bool take_coding(design_file& file)
     }
 }
 
+/// Without an account of its own: whole levels where all columns hold them, else values of another program.
+void guess_coding(design_file& file)
+{
+    file.level_counts = distinct_counts(file.values);
+    bool whole = true;
+    for (std::size_t j = 0; j < file.values.columns; ++j)
+        whole = whole && is_levels_column(file.values, j);
+    file.code = whole ? coding::levels : coding::raw;
+}
+
 } // namespace
 
 input_error refused_value(const design_file& file, std::size_t i, std::size_t j, std::string_view what)
@@ -167,24 +177,30 @@ bool design_file::whole_levels() const
     return true;
 }
 
-design_file read_design(const std::string& name)
+design_file parse_design(const std::string& name, const std::string& content)
 {
     design_file file;
     file.name = name;
     file.provenance = std::make_shared<ordered_json>(ordered_json::object());
-    const std::string content = read_file(name);
     const std::size_t start = content.find_first_not_of(" \t\r\n");
     file.format = start != std::string::npos && content[start] == '{' ? file_format::json : file_format::csv;
     file.format == file_format::json ? read_json_design(file, content) : read_csv_design(file, content);
-
-    if (!take_coding(file)) {
-        file.level_counts = distinct_counts(file.values);
-        bool whole = true;
-        for (std::size_t j = 0; j < file.values.columns; ++j)
-            whole = whole && is_levels_column(file.values, j);
-        file.code = whole ? coding::levels : coding::raw;
-    }
+    if (!take_coding(file))
+        guess_coding(file);
     return file;
+}
+
+design_file read_design(const std::string& name) { return parse_design(name, read_file(name)); }
+
+design_file design_of_values(const table& values)
+{
+    design_file design;
+    design.name = "-";
+    design.values = values;
+    design.factors = default_factors(values.columns);
+    design.provenance = std::make_shared<ordered_json>(ordered_json::object());
+    guess_coding(design);
+    return design;
 }
 
 void interpret(design_file& file, const std::vector<factor>& factors, std::optional<coding> code)
@@ -253,6 +269,9 @@ std::vector<factor> read_bounds(const std::string& name)
     return factors;
 }
 
+namespace {
+
+/// The comment block of a CSV file.
 std::string provenance_comments(const ordered_json& provenance)
 {
     std::string text = fmt::format("#{}\n", magic);
@@ -261,6 +280,7 @@ std::string provenance_comments(const ordered_json& provenance)
     return text;
 }
 
+/// One CSV line of names, quoted where necessary.
 std::string csv_header(const std::vector<factor>& factors)
 {
     std::string line;
@@ -280,6 +300,7 @@ std::string csv_header(const std::vector<factor>& factors)
     return line + "\n";
 }
 
+/// One CSV line of numbers.
 std::string csv_line(const table& values, std::size_t row)
 {
     std::string line;
@@ -288,28 +309,49 @@ std::string csv_line(const table& values, std::size_t row)
     return line + "\n";
 }
 
-std::string design_text(file_format format, const table& values, const std::vector<factor>& factors,
-                        const ordered_json& provenance)
+/// The separator of the runs that a design was read with.
+char separator_of(const std::string& row)
 {
-    std::string text;
-    if (format == file_format::csv) {
-        text = provenance_comments(provenance) + csv_header(factors);
-        for (std::size_t i = 0; i < values.rows; ++i)
-            text += csv_line(values, i);
-        return text;
+    return row.find(',') != std::string::npos ? ',' : row.find('\t') != std::string::npos ? '\t' : ';';
+}
+
+std::string csv_text_of(const design_file& d)
+{
+    std::string text = d.provenance->empty() ? "" : provenance_comments(*d.provenance);
+    text += d.header_text.empty() ? csv_header(d.factors) : d.header_text;
+    for (const std::string& row : d.row_texts)
+        text += row.ends_with('\n') ? row : row + "\n";
+    const bool dos = !d.row_texts.empty() && d.row_texts.front().ends_with("\r\n");
+    const char separator = d.row_texts.empty() ? ',' : separator_of(d.row_texts.front());
+    for (std::size_t i = d.row_texts.size(); i < d.values.rows; ++i) {
+        std::string line = csv_line(d.values, i);
+        std::replace(line.begin(), line.end(), ',', separator);
+        text += dos ? line.substr(0, line.size() - 1) + "\r\n" : line;
     }
+    return text;
+}
+
+std::string json_text_of(const design_file& d)
+{
     ordered_json names = ordered_json::array();
-    for (const factor& f : factors)
+    for (const factor& f : d.factors)
         names.push_back(f.name);
     const auto replace = ordered_json::error_handler_t::replace;
-    text = fmt::format("{{\n  \"provenance\": {},\n  \"factors\": {},\n  \"design\": [",
-                       provenance.dump(-1, ' ', false, replace), names.dump(-1, ' ', false, replace));
-    for (std::size_t i = 0; i < values.rows; ++i) {
-        std::string line = csv_line(values, i);
+    std::string text = fmt::format("{{\n  \"provenance\": {},\n  \"factors\": {},\n  \"design\": [",
+                                   d.provenance->dump(-1, ' ', false, replace), names.dump(-1, ' ', false, replace));
+    for (std::size_t i = 0; i < d.values.rows; ++i) {
+        std::string line = csv_line(d.values, i);
         line.pop_back();
         text += fmt::format("{}\n    [{}]", i == 0 ? "" : ",", line);
     }
     return text + "\n  ]\n}\n";
+}
+
+} // namespace
+
+std::string design_text(const design_file& design, file_format format)
+{
+    return format == file_format::json ? json_text_of(design) : csv_text_of(design);
 }
 
 void describe_coding(ordered_json& provenance, const std::vector<factor>& factors, coding code, placement place,

@@ -43,6 +43,12 @@ struct design_file {
 /// Reads `name` ("-": standard input). Throws input_error `file:line:column: what`.
 design_file read_design(const std::string& name);
 
+/// The same of a content that is at hand; `name` stands in messages.
+design_file parse_design(const std::string& name, const std::string& content);
+
+/// Numbers as a file without names holds them; its name is "-".
+design_file design_of_values(const table& values);
+
 /// A message about one value, with its place.
 input_error refused_value(const design_file& file, std::size_t i, std::size_t j, std::string_view what);
 
@@ -53,18 +59,9 @@ void interpret(design_file& file, const std::vector<factor>& factors, std::optio
 /// Factor ranges: a CSV with the columns name,low,high and optionally unit, with or without that header.
 std::vector<factor> read_bounds(const std::string& name);
 
-/// The comment block of a CSV file.
-std::string provenance_comments(const nlohmann::ordered_json& provenance);
-
-/// One CSV line of names, quoted where necessary.
-std::string csv_header(const std::vector<factor>& factors);
-
-/// One CSV line of numbers.
-std::string csv_line(const table& values, std::size_t row);
-
-/// The whole file.
-std::string design_text(file_format format, const table& values, const std::vector<factor>& factors,
-                        const nlohmann::ordered_json& provenance);
+/// The design as a file of this format. A CSV design keeps the bytes of the header and the runs that it was read
+/// with.
+std::string design_text(const design_file& design, file_format format);
 
 /// The provenance's description of coding and factors, as read_design takes it back.
 void describe_coding(nlohmann::ordered_json& provenance, const std::vector<factor>& factors, coding code,

@@ -33,6 +33,7 @@ FLOORS = [
     ("api/annealing", "a search by annealing with kernels of its own"),
     ("api/campaign", "searches, campaigns of many of them, on threads; results files"),
     ("api/scores", "designs beside random ones"),
+    ("api/requests", "requests by name, and the design that comes of one"),
     ("api/reports", "pictures and the report"),
     ("cli", "the command line"),
     ("cluster", "the command line on several machines"),

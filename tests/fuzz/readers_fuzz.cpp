@@ -45,8 +45,7 @@ void read(int reader, const std::string& content)
         require(design.values.columns == design.factors.size(), "a factor for each column");
         design.levels();
         // What is written is read back as it was.
-        const std::string again =
-            optdoe::design_text(design.format, design.values, design.factors, *design.provenance);
+        const std::string again = optdoe::design_text(design, design.format);
         const memory_file copy(again);
         require(optdoe::read_design(copy.name()).values.cells == design.values.cells, "written and read back");
         break;

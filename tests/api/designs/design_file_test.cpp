@@ -85,8 +85,11 @@ TEST(designfile, what_is_written_reads_back)
     values.cells = {-0.8333333333333333, 0.5, 0.5, 1.0 / 6.0, 1.8333333333333333, 5.0 / 6.0};
     nlohmann::ordered_json provenance = {{"program", "optdoe"}, {"note", "two\nlines"}, {"objective", 0.1}};
     describe_coding(provenance, factors, coding::physical, placement::centres, {3, 3});
+    design_file written = design_of_values(values);
+    written.factors = factors;
+    *written.provenance = provenance;
     for (const file_format format : {file_format::csv, file_format::json}) {
-        const scratch_file file(design_text(format, values, factors, provenance));
+        const scratch_file file(design_text(written, format));
         const design_file read = read_design(file.name);
         EXPECT_EQ(read.format, format);
         EXPECT_EQ(read.values.cells, values.cells);
