@@ -417,7 +417,7 @@ parsed parse_command_line(int count, const char* const* arguments, const char* p
     for (const auto& [name, id] : commands)
         if (app.got_subcommand(name))
             o.command = id;
-    check_factor_names(o.request.factors);
+    check_factors(o.request.factors);
     if (resolved_format(o, file_format::csv) == file_format::json)
         o.request.output_words = {"--format=json"};
     return result;

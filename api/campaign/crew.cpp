@@ -166,14 +166,16 @@ double run_on_threads(campaign& c, int jobs, const crew_orders& orders)
                 break;
             }
         }
-        while (all.at_work > 0) {
-            all.ended.wait_for(lock, std::chrono::milliseconds(50));
+        for (;;) {
             const campaign_status status = watch.status(c, since(all.began), all.running());
             lock.unlock();
             const bool stop = orders.keep_watch(status);
             lock.lock();
             if (stop)
                 all.stop = true;
+            if (all.at_work == 0)
+                break;
+            all.ended.wait_for(lock, std::chrono::milliseconds(50));
         }
     }
     for (std::thread& thread : threads)

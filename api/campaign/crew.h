@@ -73,7 +73,7 @@ private:
 
 /// What the caller does while the crew works.
 struct crew_orders {
-    /// About 20 times a second; true: every search stops at its next round.
+    /// At the beginning, about 20 times a second, and at the end; true: every search stops at its next round.
     std::function<bool(const campaign_status&)> keep_watch;
     /// Once for each finished or cut search, before the campaign takes it; leads: it is the best so far.
     std::function<void(const search_result& result, bool leads)> on_result;

@@ -49,6 +49,8 @@ std::optional<placement> placement_named(std::string_view name)
 
 factor parse_factor(std::string_view text)
 {
+    if (text.find('=') == std::string_view::npos && text.find(':') == std::string_view::npos)
+        return {std::string(text), std::nullopt, ""};
     // A name may hold '=' and a unit may hold ':' or '=': the first '=' that is followed by LOW:HIGH counts.
     for (std::size_t equals = text.find('='); equals != std::string_view::npos; equals = text.find('=', equals + 1)) {
         const std::string_view rest = text.substr(equals + 1);
@@ -70,11 +72,13 @@ factor parse_factor(std::string_view text)
 
 std::string factor_text(const factor& f)
 {
+    if (!f.range)
+        return f.name;
     const std::string text = fmt::format("{}={}:{}", f.name, number_text(f.range->low), number_text(f.range->high));
     return f.unit.empty() ? text : text + ":" + f.unit;
 }
 
-void check_factor_names(const std::vector<factor>& factors)
+void check_factors(const std::vector<factor>& factors)
 {
     std::set<std::string_view> seen;
     for (const factor& f : factors) {
@@ -84,6 +88,8 @@ void check_factor_names(const std::vector<factor>& factors)
             throw usage_error(fmt::format("factor \"{}\": a name must not be a number", f.name));
         if (!seen.insert(f.name).second)
             throw usage_error(fmt::format("factor \"{}\" is named twice", f.name));
+        if (f.range.has_value() != factors.front().range.has_value())
+            throw usage_error(fmt::format("factor \"{}\": either all factors have a range or none has", f.name));
     }
 }
 

@@ -46,14 +46,15 @@ std::string_view name_of(placement p);
 std::optional<coding> coding_named(std::string_view name);
 std::optional<placement> placement_named(std::string_view name);
 
-/// Reads `NAME=LOW:HIGH[:UNIT]`; throws usage_error.
+/// Reads `NAME` or `NAME=LOW:HIGH[:UNIT]`; throws usage_error.
 factor parse_factor(std::string_view text);
 
-/// The text that parse_factor reads; the factor has a range.
+/// The text that parse_factor reads.
 std::string factor_text(const factor& f);
 
-/// Throws usage_error when a name is empty, a number (a header of numbers reads as a run) or used twice.
-void check_factor_names(const std::vector<factor>& factors);
+/// Throws usage_error when a name is empty, a number (a header of numbers reads as a run) or used twice, or when some
+/// factors have a range and others have none.
+void check_factors(const std::vector<factor>& factors);
 
 /// x1 .. xk, without ranges.
 std::vector<factor> default_factors(std::size_t count);

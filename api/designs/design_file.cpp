@@ -195,7 +195,7 @@ design_file read_design(const std::string& name) { return parse_design(name, rea
 design_file design_of_values(const table& values)
 {
     design_file design;
-    design.name = "-";
+    design.name = std::string("-");
     design.values = values;
     design.factors = default_factors(values.columns);
     design.provenance = std::make_shared<ordered_json>(ordered_json::object());
@@ -211,13 +211,16 @@ void interpret(design_file& file, const std::vector<factor>& factors, std::optio
                                           file.factors.size(), factors.size()));
         for (std::size_t j = 0; j < factors.size(); ++j) {
             const auto& own = file.factors[j].range;
-            if (file.code == coding::physical &&
+            if (file.code == coding::physical && factors[j].range &&
                 (own->low != factors[j].range->low || own->high != factors[j].range->high))
                 throw usage_error(fmt::format("{}: factor {} lies in {}:{} by the file's own account", file.name,
                                               file.factors[j].name, own->low, own->high));
-            file.factors[j] = factors[j];
+            if (factors[j].range)
+                file.factors[j] = factors[j];
+            else
+                file.factors[j].name = factors[j].name;
         }
-        if (!code && file.code == coding::raw)
+        if (!code && file.code == coding::raw && factors.front().range)
             code = coding::physical;
     }
     if (!code || *code == file.code)

@@ -172,7 +172,8 @@ coding made_design::resolved_coding() const
                 fmt::format("--coding: {} has no levels of ours; its own values are kept", request_.start.name));
         return coding::raw;
     }
-    const coding usual = !request_.factors.empty() ? coding::physical : code_of_start_.value_or(coding::levels);
+    const bool given_ranges = !request_.factors.empty() && request_.factors.front().range.has_value();
+    const coding usual = given_ranges ? coding::physical : code_of_start_.value_or(coding::levels);
     const coding code = request_.entry_levels ? coding::levels : request_.code.value_or(usual);
     if (code == coding::physical && !ranges)
         throw usage_error("--coding physical needs --bounds or --factor");

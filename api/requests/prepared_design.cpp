@@ -46,7 +46,7 @@ std::string repeating_command(const design_request& request, const search_result
 prepared_design::prepared_design(const design_request& request)
     : request_(request), seed_(request.seed ? *request.seed : seed_of_clock())
 {
-    check_factor_names(request.factors);
+    check_factors(request.factors);
     problem_.options = request.run;
 }
 

@@ -23,9 +23,9 @@ TEST(coding, bad_factors_are_refused)
 {
     for (const char* bad : {"x", "x=1", "x=1:", "x=2:1", "x=1:1", "x=a:b", "x=-1e308:1e308"})
         EXPECT_THROW(parse_factor(bad), usage_error) << bad;
-    EXPECT_THROW(check_factor_names({{"", {}, ""}}), usage_error);
-    EXPECT_THROW(check_factor_names({{"12", {}, ""}}), usage_error);
-    EXPECT_THROW(check_factor_names({{"a", {}, ""}, {"a", {}, ""}}), usage_error);
+    EXPECT_THROW(check_factors({{"", {}, ""}}), usage_error);
+    EXPECT_THROW(check_factors({{"12", {}, ""}}), usage_error);
+    EXPECT_THROW(check_factors({{"a", {}, ""}, {"a", {}, ""}}), usage_error);
 }
 
 TEST(coding, every_coding_reads_back_to_the_level)
