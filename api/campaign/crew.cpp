@@ -125,7 +125,9 @@ struct crew {
     std::optional<search_task> ask()
     {
         const std::scoped_lock lock(mutex);
-        return stop ? std::nullopt : c.next(since(began));
+        // A stop that comes before the first search leaves its start as the result.
+        const bool nothing_more = failure || (stop && c.done() > 0);
+        return nothing_more ? std::nullopt : c.next(since(began));
     }
 
     void deliver(search_result result)

@@ -13,7 +13,7 @@ int main(void)
         failed = optdoe_request_add_factor(request, names[j], 0, 10 * (j + 1), "") != OPTDOE_OK;
     failed = failed || optdoe_request_set_number(request, "runs", 50) ||
              optdoe_request_set(request, "criterion", "cd2") ||
-             optdoe_request_set_number(request, "iterations", 20000) ||
+             optdoe_request_set_number(request, "effort", 20000) ||
              optdoe_request_set_number(request, "seed", 5) || optdoe_request_run(request, design);
     if (failed)
         fprintf(stderr, "%s\n", optdoe_request_message(request));
