@@ -1,6 +1,6 @@
 /// One search: rounds of trials at falling temperatures, and the best design met.
 ///
-/// Stages  1. a descent, after which phi-p's terms are scaled; 2. with two or three columns good lattice points, and
+/// Stages  1. a descent, after which phi-p's terms are scaled; 2. with two or three columns lattices, and
 ///         then an anneal from the best; 3. anneals between fixed temperatures, from random designs.
 /// Source  Morris and Mitchell, 1995; Johnson, Aragon, McGeoch and Schevon, "Optimization by simulated annealing: an
 ///         experimental evaluation; part I", 1989, for the length of an anneal and its geometric fall.

@@ -1,5 +1,6 @@
 #include "api/annealing/lattice_starts.h"
 
+#include <algorithm>
 #include <numeric>
 
 namespace optdoe {
@@ -22,30 +23,35 @@ lattice_starts::lattice_starts(const annealed_problem& problem) : rows_(problem.
 {
     if (columns_ < 2 || columns_ > 3 || problem.fixed_rows > 0 || !is_latin(problem))
         return;
-    for (std::size_t which = 0; which < 2; ++which) {
-        const std::uint32_t modulus = static_cast<std::uint32_t>(rows_ + 1 - which);
-        for (std::uint32_t g = 2; g < modulus; ++g)
-            if (std::gcd(g, modulus) == 1)
-                generators_[which].push_back(g);
-        const std::int64_t generators = static_cast<std::int64_t>(generators_[which].size());
-        count_[which] = columns_ == 2 ? generators : generators * generators;
-    }
+    const std::int64_t rows = static_cast<std::int64_t>(rows_);
+    for (std::int64_t modulus = rows; modulus <= rows + rows / 3; ++modulus)
+        count_ += count_of(modulus);
+}
+
+std::int64_t lattice_starts::count_of(std::int64_t modulus) const
+{
+    const std::int64_t generators = std::max<std::int64_t>(0, modulus / 2 - 1);
+    return columns_ == 2 ? generators : generators * generators;
 }
 
 void lattice_starts::make(std::int64_t number, std::vector<std::int32_t>* levels) const
 {
-    const std::size_t which = number < count_[0] ? 0 : 1;
-    const std::vector<std::uint32_t>& generators = generators_[which];
-    const std::size_t place = static_cast<std::size_t>(number - (which == 0 ? 0 : count_[0]));
-    const std::uint64_t modulus = rows_ + 1 - which;
-    const std::uint64_t factors[3] = {1, generators[place % generators.size()],
-                                      generators[place / generators.size()]};
+    std::int64_t modulus = static_cast<std::int64_t>(rows_);
+    for (; number >= count_of(modulus); ++modulus)
+        number -= count_of(modulus);
+    const std::int64_t generators = modulus / 2 - 1;
+    const std::int64_t factors[3] = {1, 2 + number % generators, 2 + number / generators};
     levels->resize(rows_ * columns_);
-    for (std::size_t c = 0; c < columns_; ++c)
-        for (std::size_t i = 1; i <= rows_; ++i) {
-            const std::uint64_t rest = i * factors[c] % modulus;
-            (*levels)[c * rows_ + i - 1] = static_cast<std::int32_t>(rest == 0 ? rows_ - 1 : rest - 1);
-        }
+    std::vector<std::int64_t> order(rows_);
+    for (std::size_t c = 0; c < columns_; ++c) {
+        std::iota(order.begin(), order.end(), 1);
+        // Zero counts as the modulus.
+        std::stable_sort(order.begin(), order.end(), [&](std::int64_t a, std::int64_t b) {
+            return (a * factors[c] + modulus - 1) % modulus < (b * factors[c] + modulus - 1) % modulus;
+        });
+        for (std::size_t rank = 0; rank < rows_; ++rank)
+            (*levels)[c * rows_ + static_cast<std::size_t>(order[rank] - 1)] = static_cast<std::int32_t>(rank);
+    }
 }
 
 } // namespace optdoe

@@ -1,7 +1,9 @@
-/// Good lattice points as starts of a Latin hypercube with two or three columns: row i holds i, i g and i h modulo N.
-/// With N = n + 1 rows 1..n leave out the zero; with N = n row n is the zero, and counts n.
-/// Source: Korobov, "The approximate computation of multiple integrals", 1959; Fang and Wang, "Number-theoretic
-/// Methods in Statistics", 1994, section 1.3, also for N = n + 1.
+/// Lattices as starts of a Latin hypercube with two or three columns: the ranks of i, i g and i h modulo N in the
+/// rows i = 1..n, with N from n to 4/3 n: the good lattice points and wider ones, of which n successive points are
+/// taken. Generators beyond N / 2 give mirror images. Source: Korobov, "The approximate computation of multiple
+/// integrals", 1959; Fang and Wang, "Number-theoretic Methods in Statistics", 1994, section 1.3, for N = n and n + 1;
+/// van Dam, Husslage, den Hertog and Melissen, "Maximin Latin hypercube designs in two dimensions", Operations
+/// Research 55, 2007, for periodic designs of other periods.
 #pragma once
 
 #include "api/annealing/annealed_problem.h"
@@ -16,15 +18,17 @@ public:
     /// No starts when the problem has other than two or three columns, fixed rows or equal entries in a column.
     explicit lattice_starts(const annealed_problem& problem);
 
-    std::int64_t count() const { return count_[0] + count_[1]; }
+    std::int64_t count() const { return count_; }
 
     /// The start with this number: levels [columns x rows]; its columns are permutations.
     void make(std::int64_t number, std::vector<std::int32_t>* levels) const;
 
 private:
+    /// Starts of this modulus.
+    std::int64_t count_of(std::int64_t modulus) const;
+
     std::size_t rows_, columns_;
-    std::vector<std::uint32_t> generators_[2]; ///< 2 .. N-1 without common divisor with N; N = n + 1, N = n
-    std::int64_t count_[2] = {0, 0};
+    std::int64_t count_ = 0;
 };
 
 } // namespace optdoe

@@ -186,7 +186,13 @@ TEST(annealing, lattices_of_100_rows_have_their_known_value)
         best = std::min(best, optdoe::annealed_objective(problem, levels));
     }
     EXPECT_NEAR(best, 12.23265, 1e-5);
-    EXPECT_LE(result_of(problem, 400).objective, best);
+    EXPECT_LE(result_of(problem, 2500).objective, best);
+}
+
+TEST(annealing, lattices_of_other_periods_are_better_at_50_rows)
+{
+    // Better than good lattice points, 8.4349, and what anneals from random designs find in seconds.
+    EXPECT_LT(result_of(random_problem(50, 2, annealed_problem::phip), 600).objective, 8.2945);
 }
 
 TEST(annealing, two_rows_that_may_move_are_enough)
