@@ -17,7 +17,8 @@ static constexpr double phip_fall = 4.8;
 static constexpr double phip_few_rows = 36.0; ///< with fewer rows a change is a larger part of the sum
 static constexpr double cd2_hot = 0.08;
 static constexpr double cd2_fall = 3.5;
-static constexpr double last_share = 0.05; ///< of an anneal, without uphill moves
+static constexpr double cd2_few_levels = 5.0; ///< with fewer levels a column every change is a large one
+static constexpr double last_share = 0.05;    ///< of an anneal, without uphill moves
 /// Trials an entry of a design, after which an anneal gains little, of phi-p and of centered L2.
 static constexpr double work_units[] = {1e6, 4e5};
 static constexpr double warm = 0.4; ///< where an anneal from a good start begins, between cold and hot
@@ -146,7 +147,7 @@ bool annealer<Table>::descend(std::int64_t rounds)
     return true;
 }
 
-/// Takes the best of the good lattice points, or of as many as the rounds allow.
+/// Takes the best of the lattices, or of as many as the rounds allow.
 template <class Table>
 bool annealer<Table>::try_lattices(std::int64_t rounds, const lattice_starts& starts)
 {
@@ -196,7 +197,8 @@ typename annealer<Table>::temperature_range annealer<Table>::temperatures()
                 sum += std::max(0.0, table_.growth(move.column, move.a, move.b));
         }
         const double hot = cd2_hot * 1e-3 * sum;
-        return {hot, hot * plain_exp(-cd2_fall)};
+        const double few_levels = cd2_few_levels * moves_.rows_a_level() / static_cast<double>(problem_.rows);
+        return {hot * (1.0 + few_levels * few_levels), hot * plain_exp(-cd2_fall)};
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace optdoe {
 
@@ -108,6 +109,11 @@ bool exchange_moves::draw(trial_random& random, const double* crowding, trial_ex
         return false;
     *move = {column, row_at_[column * free_ + rank], row_at_[column * free_ + other]};
     return levels_[column * rows_ + move->a] != levels_[column * rows_ + move->b];
+}
+
+double exchange_moves::rows_a_level() const
+{
+    return std::accumulate(group_.begin(), group_.end(), 0.0) / static_cast<double>(columns_);
 }
 
 void exchange_moves::commit(const trial_exchange& move)

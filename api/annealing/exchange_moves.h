@@ -35,6 +35,9 @@ public:
 
     bool can_move() const { return !movable_.empty(); }
 
+    /// Free rows with the same level, on the average over the columns.
+    double rows_a_level() const;
+
 private:
     void fill_steps();
     std::uint32_t crowded_rank(trial_random& random, const double* crowding, std::size_t column,

@@ -135,10 +135,6 @@ std::optional<annealed_problem> annealed(const search_problem& problem, const ta
     const table seen = scaling == 0 ? start : scaled_by_range(start, scaling == 2);
     for (std::size_t j = 0; j < start.columns; ++j) {
         const std::vector<double> entries = sorted(start.column(j));
-        // With repeated levels 1 s of annealing was 0.3 to 0.6 % worse than one long run, a chain up to 0.5 % better
-        // (phi-p at 40 x 5, 10 levels, and 60 x 6, 6 levels; centered L2 at 48 x 6, 6 levels).
-        if (std::adjacent_find(entries.begin(), entries.end()) != entries.end())
-            return std::nullopt;
         for (std::size_t i = 0; i < start.rows; ++i)
             p.levels[i * start.columns + j] = static_cast<std::int32_t>(
                 std::lower_bound(entries.begin(), entries.end(), start.at(i, j)) - entries.begin());

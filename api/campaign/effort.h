@@ -9,7 +9,7 @@
 namespace optdoe {
 
 /// The problem as the annealer sees it, from a start; nothing where annealing does not serve: criteria other than
-/// phi-p, maximin and centered L2, level groups, repeated levels, symmetric designs, sizes that it refuses.
+/// phi-p, maximin and centered L2, level groups, symmetric designs, sizes that it refuses.
 std::optional<annealed_problem> annealed(const search_problem& problem, const table& start);
 
 /// Annealing of the task's effort from a start.
