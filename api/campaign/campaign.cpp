@@ -1,5 +1,7 @@
 #include "api/campaign/campaign.h"
 
+#include "api/campaign/effort.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -24,7 +26,8 @@ std::uint32_t seed_of_start(std::uint32_t first_seed, std::int64_t i)
 }
 
 campaign::campaign(search_problem problem, const campaign_request& request)
-    : problem_(std::move(problem)), request_(request), next_start_(request.shard - 1)
+    : problem_(std::move(problem)), request_(request),
+      effort_shapes_search_(request.plans_efforts && annealed(problem_).has_value()), next_start_(request.shard - 1)
 {
 }
 
@@ -41,11 +44,14 @@ std::optional<std::uint32_t> campaign::next_seed()
 
 /// Rounds of a search that is to fit into the time left. Short ones tell the speed, which differs between short and
 /// long searches, and give an early result. The next takes most of the time that is left, for a long anneal is better
-/// than several short ones, and where it is not the search makes several by itself.
+/// than several short ones, and where it is not the search makes several by itself. A chain of runs does not depend
+/// on its effort: the first one lasts until the time is spent.
 std::int64_t campaign::effort_for(double left)
 {
     if (request_.effort > 0 || !request_.plans_efforts)
         return request_.effort;
+    if (!effort_shapes_search_)
+        return most_rounds;
     double rounds = longest_done_ > 0 ? main_share * left * rounds_a_second_ : 16.0;
     for (const double share : trial_shares) {
         const double trial = share * *request_.seconds * rounds_a_second_;

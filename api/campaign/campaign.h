@@ -66,6 +66,7 @@ private:
 
     search_problem problem_;
     campaign_request request_;
+    bool effort_shapes_search_; ///< the searches that it plans anneal
     std::int64_t next_start_;
     std::set<std::uint32_t> done_before_;
     std::vector<search_task> returned_;

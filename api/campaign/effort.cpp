@@ -4,6 +4,7 @@
 #include "api/designs/metrics.h"
 
 #include <algorithm>
+#include <limits>
 #include <random>
 
 namespace optdoe {
@@ -14,27 +15,40 @@ namespace {
 class chain {
 public:
     chain(const search_problem& problem, const search_task& task, const search_watch& watch)
-        : problem_(problem), task_(task), watch_(watch), generator_(task.seed)
+        : problem_(problem), task_(task), watch_(watch), generator_(task.seed),
+          patience_(problem.options.rounds_in_force(problem.rows, problem.factors))
     {
     }
 
-    /// A run of at most `length` rounds; its design counts when it is better. Nothing once the chain has ended.
-    void run(std::int64_t length, bool from_the_best)
+    /// A run until half of its rounds, and the usual rounds of a run at least, have passed without gain. Its design
+    /// counts when it is better. Returns its rounds.
+    std::int64_t run(bool from_the_best)
     {
-        if (ended_)
-            return;
         const std::uint32_t seed = next_seed();
         settings options = problem_.options;
         const std::int64_t most = static_cast<std::int64_t>(setting_of(setting_id::iterations).high);
-        options.iterations = static_cast<std::int32_t>(std::min({length, task_.effort - rounds_, most}));
+        options.iterations = static_cast<std::int32_t>(std::min(task_.effort - rounds_, most));
         options.no_pre_improvement = from_the_best;
         const std::optional<table> own = from_the_best ? best_.levels : start_of(problem_, seed);
         const table* start = own ? &*own : nullptr;
         const search_task part{seed, 0, task_.stop_after < 0 ? -1 : task_.stop_after - rounds_};
+        search_progress gain{0, 0.0, std::numeric_limits<double>::infinity()};
+        bool spent = false;
         search_result result = run_library_search(problem_, options, part, start, [&](const search_progress& p) {
-            return watch_(first_ ? p : search_progress{rounds_ + p.rounds, best_.initial, lower(p.best)});
+            if (watch_(first_ ? p : search_progress{rounds_ + p.rounds, best_.initial, lower(p.best)}))
+                return true;
+            if (p.best < gain.best)
+                gain = p;
+            spent = p.rounds - gain.rounds >= std::max(patience_, p.rounds / 2);
+            return spent;
         });
+        if (spent) {
+            result.cut = false;
+            result.reason = end_reason::iteration_limit;
+        }
+        const std::int64_t rounds = result.rounds;
         take(std::move(result));
+        return rounds;
     }
 
     bool ended() const { return ended_; }
@@ -76,21 +90,13 @@ private:
     const search_task& task_;
     const search_watch& watch_;
     std::mt19937_64 generator_;
+    const std::int64_t patience_;
     search_result best_;
     std::int64_t rounds_ = 0;
     bool first_ = true;
     bool cut_ = false;
     bool ended_ = false;
 };
-
-constexpr int short_starts = 8;
-
-/// Entropy of larger designs: at 40 x 5 a long run was 0.7 % better than short ones in a row, at 50 x 5 in 2 s 1.8 %,
-/// at 20 x 4 0.15 % worse. For the other criteria short ones were mostly better.
-bool gains_by_long_runs(const search_problem& problem)
-{
-    return problem.options.criterion == "entropy" && problem.rows * problem.factors > 100;
-}
 
 std::vector<double> sorted(std::vector<double> values)
 {
@@ -102,15 +108,12 @@ std::vector<double> sorted(std::vector<double> values)
 
 search_result run_chain(const search_problem& problem, const search_task& task, const search_watch& watch)
 {
-    const std::int64_t usual = problem.options.rounds_in_force(problem.rows, problem.factors);
     chain runs(problem, task, watch);
-    if (gains_by_long_runs(problem))
-        runs.run(task.effort, false);
-    const int starts = static_cast<int>(std::clamp<std::int64_t>(task.effort / (4 * usual), 1, short_starts));
-    for (int i = 0; i < starts; ++i)
-        runs.run(usual, false);
-    while (!runs.ended())
-        runs.run(usual, true);
+    std::int64_t work[] = {0, 0}; ///< rounds of runs from starts of their own and of runs from the best
+    while (!runs.ended()) {
+        const bool from_the_best = work[1] < work[0];
+        work[from_the_best] += runs.run(from_the_best);
+    }
     return runs.result();
 }
 
@@ -147,6 +150,14 @@ std::optional<annealed_problem> annealed(const search_problem& problem, const ta
             p.shares.push_back(list_value(options.shares, j));
     }
     return can_anneal(p) ? std::optional(std::move(p)) : std::nullopt;
+}
+
+std::optional<annealed_problem> annealed(const search_problem& problem)
+{
+    const std::optional<table> start = start_of(problem, 0);
+    return annealed(problem, start ? *start
+                                   : latin_levels(static_cast<std::size_t>(problem.rows),
+                                                  static_cast<std::size_t>(problem.factors)));
 }
 
 search_result run_annealing(const search_problem& problem, const annealed_problem& annealed, const table& start,

@@ -59,12 +59,7 @@ search_result run_search(const search_problem& problem, const search_task& task,
 double bytes_of_search(const search_problem& problem, bool effort)
 {
     settings options = problem.options;
-    const std::optional<table> start = effort ? start_of(problem, 0) : std::nullopt;
-    const std::optional<annealed_problem> p =
-        !effort ? std::nullopt
-                : annealed(problem, start ? *start
-                                          : latin_levels(static_cast<std::size_t>(problem.rows),
-                                                         static_cast<std::size_t>(problem.factors)));
+    const std::optional<annealed_problem> p = effort ? annealed(problem) : std::nullopt;
     if (!p)
         return bytes_of_run(options, problem.rows, problem.fixed_rows, problem.factors);
     // The objective of the result is the library's, which needs a run without re-arrangements.
