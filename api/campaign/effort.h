@@ -22,9 +22,10 @@ search_result run_annealing(const search_problem& problem, const annealed_proble
 /// A chain of runs of the library of the task's effort in all: from starts of their own and, in turn at equal work,
 /// from the best design's levels, without pre-improvement, with a fresh threshold. A run ends once it has gained
 /// nothing for long, so that the rounds done so far, and not the effort, decide what comes next: a longer chain
-/// begins with a shorter one. The first run is one long run of the task's seed as long as it gains. Source: Lourenço,
-/// Martin and Stützle, "Iterated local search", Handbook of Metaheuristics, 2003, for going on from the best; the
-/// search itself accepts worse designs, which perturbs enough.
+/// begins with a shorter one. The first run is one long run of the task's seed as long as it gains.
+///
+/// Source  Lourenço, Martin and Stützle, "Iterated local search", Handbook of Metaheuristics, 2003, for going on from
+///         the best; the search itself accepts worse designs, which perturbs enough.
 search_result run_chain(const search_problem& problem, const search_task& task, const search_watch& watch);
 
 } // namespace optdoe

@@ -140,6 +140,19 @@ TEST(campaign, a_search_depends_on_its_task_alone_and_a_cut_one_comes_again)
         }
 }
 
+TEST(campaign, a_chain_begins_as_a_shorter_one_and_its_first_run_as_one_long_run)
+{
+    search_problem problem = small_problem("entropy");
+    const std::int64_t rounds = 1500;
+    const search_result shorter = run_search(problem, {5, rounds, -1}, never);
+    const search_result longer = run_search(problem, {5, 1000000, rounds}, never);
+    EXPECT_EQ(longer.rounds, rounds);
+    EXPECT_EQ(longer.levels.cells, shorter.levels.cells);
+    const search_result chain = run_search(problem, {5, 90, -1}, never);
+    problem.options.iterations = 90;
+    EXPECT_EQ(run_search(problem, {5, 0, -1}, never).levels.cells, chain.levels.cells);
+}
+
 TEST(campaign, progress_of_a_search_tells_the_objective)
 {
     for (const char* criterion : {"phip", "cd2", "entropy"})
