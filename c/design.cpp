@@ -1,4 +1,4 @@
-#include "handles.h"
+#include "c/handles.h"
 
 #include "api/reports/plot.h"
 #include "api/reports/report.h"

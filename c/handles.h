@@ -1,7 +1,7 @@
 /// What stands behind the handles of optdoe.h, and the guard that every call goes through.
 #pragma once
 
-#include "optdoe.h"
+#include "c/include/optdoe.h"
 
 #include "api/requests/conduct.h"
 #include "api/requests/design_request.h"

@@ -1,4 +1,4 @@
-#include "handles.h"
+#include "c/handles.h"
 
 #include "api/requests/prepared_design.h"
 #include "api/requests/request_options.h"

@@ -1,4 +1,4 @@
-#include "handles.h"
+#include "c/handles.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -35,6 +35,7 @@ FLOORS = [
     ("api/scores", "designs beside random ones"),
     ("api/requests", "requests by name, and the design that comes of one"),
     ("api/reports", "pictures and the report"),
+    ("c", "the interface for C, and for the languages that build on it"),
     ("cli", "the command line"),
     ("cluster", "the command line on several machines"),
 ]

@@ -148,7 +148,7 @@ is_no_time 10 2 --time soon
 range_2 1 2
 K,_the_number 10
 N,_the_number make
-expected_NAME=LOW:HIGH 10 2 --factor x
+expected_NAME=LOW:HIGH 10 2 --factor x=5
 not_expected 10 2 3
 not_expected 10 2 --colour
 not_a_number 10 2 --weights 1;2

@@ -41,6 +41,25 @@ setup_file() {
     java -jar "$jar" 10 3 | grep -E '^[0-9 ,]+$'
 }
 
+@test "the installed liboptdoe serves a program, and depends on what it is linked with" {
+    root=$BATS_FILE_TMPDIR/root
+    folder=$(dirname "$(find "$root/usr/lib" -name liboptdoe.so)")
+    cc -std=c99 "$SOURCE_DIR/tests/c/examples/design.c" -I"$root/usr/include" -L"$folder" -loptdoe -o design
+    LD_LIBRARY_PATH=$folder ldd design | grep -q "liboptdoe.so.1 => $folder/"
+    mkdir debian && touch debian/control
+    [[ "shlibs:Depends=$(dpkg-deb -f "$BATS_FILE_TMPDIR"/packages/liboptdoe1_*.deb Depends)" == \
+        "$(dpkg-shlibdeps -O "$folder/liboptdoe.so.1" 2>/dev/null)" ]]
+}
+
+@test "packages are removed without a trace" {
+    [ "$(id -u)" -eq 0 ] || skip "only root removes packages"
+    cp -a "$BATS_FILE_TMPDIR/root" root
+    packages=$(dpkg-query --admindir="$PWD/root/var/lib/dpkg" -W -f '${Package} ')
+    # shellcheck disable=SC2086 # a list of packages
+    dpkg --root="$PWD/root" --force-depends --force-bad-path -P $packages >log 2>&1 || { cat log; return 1; }
+    [ -z "$(find root/usr -type f)" ]
+}
+
 @test "packages name what they need" {
     for package in "$BATS_FILE_TMPDIR"/packages/*.deb; do
         [ -n "$(dpkg-deb -f "$package" Depends)" ]

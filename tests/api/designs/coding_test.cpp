@@ -17,15 +17,21 @@ TEST(coding, factors_split_at_the_range)
     EXPECT_EQ(odd.name, "a=b");
     EXPECT_EQ(odd.range->high, 1000.0);
     EXPECT_EQ(odd.unit, "m:s=2");
+    const factor name_alone = parse_factor("Temp");
+    EXPECT_EQ(name_alone.name, "Temp");
+    EXPECT_FALSE(name_alone.range);
+    for (const factor& f : {plain, odd, name_alone})
+        EXPECT_EQ(factor_text(parse_factor(factor_text(f))), factor_text(f));
 }
 
 TEST(coding, bad_factors_are_refused)
 {
-    for (const char* bad : {"x", "x=1", "x=1:", "x=2:1", "x=1:1", "x=a:b", "x=-1e308:1e308"})
+    for (const char* bad : {"x=1", "x:1", "x=1:", "x=2:1", "x=1:1", "x=a:b", "x=-1e308:1e308"})
         EXPECT_THROW(parse_factor(bad), usage_error) << bad;
     EXPECT_THROW(check_factors({{"", {}, ""}}), usage_error);
     EXPECT_THROW(check_factors({{"12", {}, ""}}), usage_error);
     EXPECT_THROW(check_factors({{"a", {}, ""}, {"a", {}, ""}}), usage_error);
+    EXPECT_THROW(check_factors({{"a", {}, ""}, {"b", bounds{0, 1}, ""}}), usage_error);
 }
 
 TEST(coding, every_coding_reads_back_to_the_level)
