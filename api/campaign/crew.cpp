@@ -190,15 +190,19 @@ double run_on_threads(campaign& c, int jobs, const crew_orders& orders)
 int jobs_for_cores(const campaign& c, int wanted)
 {
     const campaign_request& request = c.request();
-    const std::int64_t jobs = wanted > 0 ? wanted : usable_cores();
     const std::int64_t searches = (request.starts - request.shard) / request.shards + 1;
-    return static_cast<int>(request.starts > 0 ? std::clamp<std::int64_t>(searches, 1, jobs) : jobs);
+    if (request.starts > 0 && searches <= 1)
+        return 1;
+    const std::int64_t jobs = wanted > 0 ? wanted : usable_cores();
+    return static_cast<int>(request.starts > 0 ? std::min(searches, jobs) : jobs);
 }
 
 int jobs_for(const campaign& c, int wanted)
 {
     const campaign_request& request = c.request();
     const int jobs = jobs_for_cores(c, wanted);
+    if (jobs == 1)
+        return 1;
     const double each = bytes_of_search(c.problem(), request.effort > 0 || request.plans_efforts);
     const double fit = each > 0.0 ? machine_bytes() / each : 1e9;
     return static_cast<int>(std::clamp<double>(fit, 1.0, static_cast<double>(jobs)));

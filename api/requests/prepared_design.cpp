@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <cmath>
 
 #include <unistd.h>
 
@@ -41,6 +42,14 @@ std::string repeating_command(const design_request& request, const search_result
     return "optdoe " + shell_text(words);
 }
 
+/// The objective of the numbers as they are written: that of the search where these are its levels.
+std::optional<double> objective_in(const design_file& design, const search_result& best, const settings& options)
+{
+    if (design.code != coding::levels || design.values.cells != best.levels.cells)
+        return objective_of(design, options);
+    return std::isnan(best.objective) ? std::nullopt : std::optional(best.objective);
+}
+
 } // namespace
 
 prepared_design::prepared_design(const design_request& request)
@@ -69,7 +78,7 @@ design_file prepared_design::design_of(const search_result& best) const
     describe_origin(p);
     describe_coding(p, design.factors, design.code, design.place, design.level_counts);
     design.provenance = provenance;
-    if (const auto objective = objective_of(design, problem_.options))
+    if (const auto objective = objective_in(design, best, problem_.options))
         p["objective"] = *objective;
     return design;
 }

@@ -16,6 +16,9 @@
 
 namespace optdoe {
 
+/// Nobody runs with less: what needs no more is not worth a look at the limits, which takes as long as a small search.
+constexpr double always_there = 0x1p22;
+
 double machine_bytes()
 {
     double bytes = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
@@ -43,6 +46,8 @@ void refuse_beyond_memory(const settings& options, std::int64_t free_rows, std::
                           std::int64_t factors)
 {
     const double needed = bytes_of_run(options, free_rows, fixed_rows, factors);
+    if (needed <= always_there)
+        return;
     const double there = machine_bytes();
     if (needed > there)
         throw input_error(fmt::format("{} runs of {} factors need about {:.1f} GiB, this machine grants {:.1f} GiB",

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <sstream>
 
@@ -51,15 +52,32 @@ std::string plain_number(double value)
 
 std::string option_name(setting_id id) { return fmt::format("--{}", setting_of(id).name); }
 
-std::vector<std::string> choices_of(const setting& row)
+namespace {
+
+using choice_table = std::array<std::vector<std::string>, setting_count>;
+
+choice_table all_choices()
 {
-    if (row.choices == nullptr)
-        return criterion_names();
-    std::istringstream words(row.choices);
-    return {std::istream_iterator<std::string>(words), {}};
+    choice_table all;
+    for (int i = 0; i < setting_count; ++i) {
+        const setting& row = setting_of(static_cast<setting_id>(i));
+        std::istringstream words(row.choices != nullptr ? row.choices : "");
+        all[static_cast<std::size_t>(i)] =
+            row.choices == nullptr ? criterion_names()
+                                   : std::vector<std::string>{std::istream_iterator<std::string>(words), {}};
+    }
+    return all;
 }
 
-std::string default_choice(setting_id id)
+} // namespace
+
+const std::vector<std::string>& choices_of(const setting& row)
+{
+    static const choice_table all = all_choices();
+    return all[static_cast<std::size_t>(row.id)];
+}
+
+const std::string& default_choice(setting_id id)
 {
     const setting& row = setting_of(id);
     const double position = row.choices == nullptr ? 0.0 : row.fallback - row.low;
@@ -71,7 +89,7 @@ int number_of_choice(setting_id id, std::string_view name)
     const setting& row = setting_of(id);
     if (row.choices == nullptr)
         return criterion_id(name);
-    const std::vector<std::string> names = choices_of(row);
+    const std::vector<std::string>& names = choices_of(row);
     return static_cast<int>(row.low) + static_cast<int>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 

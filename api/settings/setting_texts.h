@@ -16,10 +16,10 @@ std::string plain_number(double value);
 std::string option_name(setting_id id);
 
 /// The names to choose from, in the order of their numbers; for the criterion, the default first.
-std::vector<std::string> choices_of(const setting& row);
+const std::vector<std::string>& choices_of(const setting& row);
 
 /// The name of the default of a choice.
-std::string default_choice(setting_id id);
+const std::string& default_choice(setting_id id);
 
 /// The number of a name of choices_of.
 int number_of_choice(setting_id id, std::string_view name);

@@ -53,7 +53,8 @@ void refuse_unless(bool read, bool given, setting_id id, std::string_view reader
 /// Refuses a parameter that the criterion does not read.
 void refuse_unless_read(bool read, bool given, setting_id id)
 {
-    refuse_unless(read, given, id, readers_text(setting_of(id)));
+    if (given && !read)
+        refuse_unless(read, given, id, readers_text(setting_of(id)));
 }
 
 std::vector<std::int64_t> group_counts(std::int64_t rows)
@@ -145,7 +146,9 @@ void settings::check_lists(std::int64_t rows, std::int64_t factors) const
                                       option_name(setting_id::shares), option_name(setting_id::weights),
                                       plain_number(share_floor), plain_number(active_weight_floor)));
     check_list(setting_id::levels, level_groups, factors, rows);
-    refuse_unless(!symmetric && facts_of(criterion).has_level_groups, !level_groups.empty(), setting_id::levels,
+    if (level_groups.empty())
+        return;
+    refuse_unless(!symmetric && facts_of(criterion).has_level_groups, true, setting_id::levels,
                   readers_text(setting_of(setting_id::levels)) + " without " + option_name(setting_id::symmetric));
     check_groups(level_groups, rows);
 }
