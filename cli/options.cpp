@@ -164,7 +164,13 @@ void add_factor_options(CLI::App& app, options& o)
         ->expected(1)
         ->allow_extra_args(false)
         ->group("Factors");
-    add_text(app, o, "bounds", "FILE", "Factors");
+    const auto read_factors = [&o](const std::string& file) {
+        set_option(o.request, "bounds", file);
+        o.inputs.push_back(file);
+    };
+    app.add_option_function<std::string>("--bounds", read_factors, help_of("bounds"))
+        ->type_name("FILE")
+        ->group("Factors");
 }
 
 CLI::Option* add_coding(CLI::App& app, options& o)
@@ -217,7 +223,7 @@ void define_make(CLI::App& app, options& o)
     add_flag(app, o, "entry-levels", "Factors");
     add_output_options(app, o);
     app.add_option_function<std::string>(
-           "--config", [](const std::string&) {}, // complete_words has put its options in
+           "--config", [&o](const std::string& file) { o.inputs.push_back(file); }, // see complete_words
            "take settings from a file of --print-config; options given here win")
         ->type_name("FILE")
         ->group("Output");

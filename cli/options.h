@@ -23,6 +23,7 @@ struct options {
     std::string output = "-";
     std::string history;
     std::string report;
+    std::vector<std::string> inputs; ///< files that were read for the options
     std::int64_t random_designs = 200;
     bool incomplete = false;
     bool json = false;

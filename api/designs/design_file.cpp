@@ -6,6 +6,7 @@
 #include "api/text/text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -203,23 +204,60 @@ design_file design_of_values(const table& values)
     return design;
 }
 
+namespace {
+
+std::size_t place_of(const std::vector<factor>& factors, const std::string& name)
+{
+    const auto found = std::find_if(factors.begin(), factors.end(), [&](const factor& f) { return f.name == name; });
+    return static_cast<std::size_t>(found - factors.begin());
+}
+
+/// The file's columns are named x1, x2, ..., and factors of other names are given for all of them.
+bool are_named_by(const std::vector<factor>& given, const design_file& file)
+{
+    const std::vector<factor> defaults = default_factors(file.factors.size());
+    const auto is_default = [&](const factor& f) { return place_of(defaults, f.name) < defaults.size(); };
+    return given.size() == file.factors.size() && std::all_of(file.factors.begin(), file.factors.end(), is_default) &&
+           std::none_of(given.begin(), given.end(), is_default);
+}
+
+std::size_t column_named(const design_file& file, const std::string& name)
+{
+    const std::size_t j = place_of(file.factors, name);
+    if (j < file.factors.size())
+        return j;
+    std::vector<std::string> names;
+    for (const factor& f : file.factors)
+        names.push_back(f.name);
+    throw usage_error(fmt::format("{}: has no factor {}; it has {}", file.name, name, fmt::join(names, ", ")));
+}
+
+void describe_factors(design_file& file, const std::vector<factor>& given)
+{
+    std::vector<factor> described = file.factors;
+    const bool by_place = are_named_by(given, file);
+    for (std::size_t place = 0; place < given.size(); ++place) {
+        const std::size_t j = by_place ? place : column_named(file, given[place].name);
+        const auto& own = file.factors[j].range;
+        if (file.code == coding::physical && given[place].range &&
+            (own->low != given[place].range->low || own->high != given[place].range->high))
+            throw usage_error(fmt::format("{}: factor {} lies in {}:{} by the file's own account", file.name,
+                                          file.factors[j].name, own->low, own->high));
+        if (given[place].range)
+            described[j] = given[place];
+        else
+            described[j].name = given[place].name;
+    }
+    check_factors(described);
+    file.factors = std::move(described);
+}
+
+} // namespace
+
 void interpret(design_file& file, const std::vector<factor>& factors, std::optional<coding> code)
 {
     if (!factors.empty()) {
-        if (factors.size() != file.factors.size())
-            throw usage_error(fmt::format("{}: {} factors where --bounds and --factor give {}", file.name,
-                                          file.factors.size(), factors.size()));
-        for (std::size_t j = 0; j < factors.size(); ++j) {
-            const auto& own = file.factors[j].range;
-            if (file.code == coding::physical && factors[j].range &&
-                (own->low != factors[j].range->low || own->high != factors[j].range->high))
-                throw usage_error(fmt::format("{}: factor {} lies in {}:{} by the file's own account", file.name,
-                                              file.factors[j].name, own->low, own->high));
-            if (factors[j].range)
-                file.factors[j] = factors[j];
-            else
-                file.factors[j].name = factors[j].name;
-        }
+        describe_factors(file, factors);
         if (!code && file.code == coding::raw && factors.front().range)
             code = coding::physical;
     }

@@ -52,8 +52,10 @@ design_file design_of_values(const table& values);
 /// A message about one value, with its place.
 input_error refused_value(const design_file& file, std::size_t i, std::size_t j, std::string_view what);
 
-/// For a file of another program: its factors' ranges and what its numbers mean. Refuses to contradict a file's
-/// own provenance (usage_error), and values outside of 0..1 or of the ranges (input_error).
+/// For a file of another program: its factors' ranges and what its numbers mean. A factor is about the column of its
+/// name; where the columns have no names but x1, x2, ..., factors for all of them are taken in their order. Refuses a
+/// name that is not there and to contradict a file's own provenance (usage_error), and values outside of 0..1 or of
+/// the ranges (input_error).
 void interpret(design_file& file, const std::vector<factor>& factors, std::optional<coding> code);
 
 /// Factor ranges: a CSV with the columns name,low,high and optionally unit, with or without that header.

@@ -24,9 +24,9 @@ public:
         sigemptyset(&both);
         sigaddset(&both, SIGINT);
         sigaddset(&both, SIGTERM);
-        sigprocmask(SIG_BLOCK, &both, &before_);
+        pthread_sigmask(SIG_BLOCK, &both, &before_);
     }
-    ~signals_held() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    ~signals_held() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
     signals_held(const signals_held&) = delete;
     signals_held& operator=(const signals_held&) = delete;
 
@@ -72,7 +72,7 @@ std::string temporary_beside(const std::string& file)
     struct stat status {};
     if (stat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         throw input_error(fmt::format("{}: is not a regular file, which it would be replaced by", file));
-    return fmt::format("{}.{}.part", link_target(file), getpid());
+    return fmt::format("{}.{}.part", link_target(file), gettid()); // of a thread: others may write at the same time
 }
 
 void commit_temporary(const std::string& temporary, const std::string& file)

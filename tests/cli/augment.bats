@@ -96,3 +96,14 @@ load support
     "$OPTDOE" augment old.csv --add 2 --factor a=0:3 --factor b=0:10 -q -o all.csv
     [ "$(numbers all.csv | wc -l)" -eq 4 ]
 }
+
+@test "a range is of the factor of its name, in whatever order they are given" {
+    printf 'A,B\n2,1\n8,9\n14,5\n' >sw.csv
+    "$OPTDOE" augment sw.csv --add 2 --seed 1 --factor B=0:10 --factor A=0:20 -q -o one.csv
+    "$OPTDOE" augment sw.csv --add 2 --seed 1 --factor A=0:20 --factor B=0:10 -q -o other.csv
+    diff <(grep -v '^# command' one.csv) <(grep -v '^# command' other.csv)
+    grep -q '"name":"A","levels":3,"low":0.0,"high":20.0' one.csv
+    run "$OPTDOE" augment sw.csv --add 2 --factor A=0:20 --factor C=0:10
+    [ "$status" -eq 2 ]
+    [[ $output == *"sw.csv: has no factor C; it has A, B"* ]]
+}

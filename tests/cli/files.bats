@@ -125,3 +125,25 @@ END
     run "$OPTDOE" make 6 --bounds bounds.csv
     [[ $output == *"bounds.csv:1:6: expected a number"* ]]
 }
+
+@test "two outputs on one file, or an output on an input, are refused before the search" {
+    printf 'A,0,1\nB,0,1\n' >b.csv
+    "$OPTDOE" 6 2 --seed 1 -q -o old.csv
+    while read -r file arguments; do
+        cp old.csv before
+        # shellcheck disable=SC2086 # words
+        run "$OPTDOE" $arguments
+        [ "$status" -eq 2 ]
+        [[ $output == *"$file: "* ]]
+        cmp old.csv before
+        [ ! -e x.csv ]
+    done <<'END'
+x.csv 6 2 -o x.csv --report ./x.csv
+x.csv 6 2 -o x.csv --history x.csv
+x.csv 6 2 --starts 2 -o x.csv --results x.csv
+b.csv 6 --bounds b.csv -o b.csv
+old.csv --start old.csv --output ./old.csv
+old.csv augment old.csv --add 2 --history old.csv
+END
+    "$OPTDOE" 6 2 -q -o /dev/null --history /dev/null
+}

@@ -121,9 +121,38 @@ TEST(designfile, meaning_given_by_the_user_is_checked)
     }
     design = read_design(file.name);
     EXPECT_THROW(interpret(design, {{"a", bounds{0, 1}, ""}}, {}), usage_error);
-    interpret(design, {{"A", bounds{0, 1}, ""}, {"B", bounds{4, 8}, ""}}, {});
+    interpret(design, {{"b", bounds{4, 8}, "m"}, {"a", bounds{0, 1}, ""}}, {});
     EXPECT_EQ(design.code, coding::physical);
-    EXPECT_EQ(design.factors[1].name, "B");
+    EXPECT_EQ(design.factors[0].name, "a");
+    EXPECT_EQ(design.factors[0].range->high, 1.0);
+    EXPECT_EQ(design.factors[1].unit, "m");
+}
+
+TEST(designfile, a_range_is_of_the_column_of_its_name)
+{
+    const scratch_file file("a,b\n1,2\n2,1\n");
+    design_file design = read_design(file.name);
+    try {
+        interpret(design, {{"a", bounds{0, 1}, ""}, {"c", bounds{0, 1}, ""}}, {});
+        FAIL();
+    } catch (const usage_error& error) {
+        EXPECT_THAT(error.what(), HasSubstr("has no factor c; it has a, b"));
+    }
+    EXPECT_FALSE(design.factors[0].range);
+}
+
+TEST(designfile, columns_without_names_are_named_in_their_order)
+{
+    const scratch_file file("x1,x2\n1,2\n2,1\n");
+    design_file design = read_design(file.name);
+    interpret(design, {{"B", bounds{0, 1}, ""}, {"A", bounds{4, 8}, ""}}, {});
+    EXPECT_EQ(design.factors[0].name, "B");
+    EXPECT_EQ(design.factors[1].range->low, 4.0);
+    design = read_design(file.name);
+    interpret(design, {{"x2", bounds{0, 1}, ""}, {"x1", bounds{4, 8}, ""}}, {});
+    EXPECT_EQ(design.factors[0].range->low, 4.0);
+    design = read_design(file.name);
+    EXPECT_THROW(interpret(design, {{"x2", bounds{0, 1}, ""}, {"A", bounds{4, 8}, ""}}, {}), usage_error);
 }
 
 TEST(designfile, bounds_have_three_or_four_columns)
