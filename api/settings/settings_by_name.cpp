@@ -75,6 +75,24 @@ double number_of(setting_id id, std::string_view text)
 /// The highest 32-bit number where the row's range depends on the design.
 double highest_whole(const setting& row) { return std::isnan(row.high) ? 2147483647.0 : row.high; }
 
+/// The number, if it is in the row's range.
+double in_range(setting_id id, double number)
+{
+    const setting& row = setting_of(id);
+    if (!(number >= row.low && number <= highest_whole(row)))
+        throw usage_error(fmt::format("{}: {} is not in {} .. {}", option_name(id), plain_number(number),
+                                      plain_number(row.low), plain_number(highest_whole(row))));
+    return number;
+}
+
+std::vector<double> list_of(setting_id id, std::string_view text)
+{
+    std::vector<double> list = parse_list(option_name(id), text);
+    for (const double number : list)
+        in_range(id, number);
+    return list;
+}
+
 } // namespace
 
 bool flag_of(std::string_view option, std::string_view text)
@@ -116,11 +134,11 @@ void set_by_name(settings& s, setting_id id, std::string_view text)
         else if constexpr (std::is_same_v<type, bool>)
             *value = flag_of(option_name(id), text);
         else if constexpr (std::is_same_v<type, std::vector<double>>)
-            *value = text.empty() ? type{} : parse_list(option_name(id), text);
+            *value = text.empty() ? type{} : list_of(id, text);
         else if (text.empty())
             value->reset();
         else if constexpr (std::is_same_v<type, std::optional<double>>)
-            *value = number_of(id, text);
+            *value = in_range(id, number_of(id, text));
         else
             *value = static_cast<int>(
                 whole_number_of(option_name(id), text, setting_of(id).low, highest_whole(setting_of(id))));

@@ -10,7 +10,7 @@ namespace optdoe {
 
 /// Sets a row of the table, the seed excepted, by the text of its option: a number, a list `1,0.5`, a name, `30s`,
 /// and for a flag `true` or `false`. An empty text takes the setting back. Throws usage_error on a text of another
-/// kind; ranges of numbers are what settings::check looks at.
+/// kind and on numbers outside of the row's range; what depends on the design is what settings::check looks at.
 void set_by_name(settings& s, setting_id id, std::string_view text);
 
 /// The text that sets the row to what it is; empty: it is unset.
