@@ -179,9 +179,8 @@ recorded_campaign read_results(const std::string& file)
 }
 
 results_file::results_file(const std::string& file, const campaign_identity& identity)
-    : hash_(identity.hash()), processor_(processor_text())
+    : results_file(file, identity.hash())
 {
-    open(file);
     struct stat state {};
     if (fstat(descriptor_, &state) == 0 && S_ISREG(state.st_mode) && state.st_size > 0)
         throw input_error(fmt::format("{}: exists already; --resume goes on from it", file));
@@ -200,10 +199,8 @@ results_file::results_file(const std::string& file, const campaign_identity& ide
         throw input_error(failure_);
 }
 
-results_file::results_file(const recorded_campaign& recorded)
-    : hash_(recorded.identity.hash()), processor_(processor_text())
+results_file::results_file(const recorded_campaign& recorded) : results_file(recorded.file, recorded.identity.hash())
 {
-    open(recorded.file);
     if (recorded.truncated && ftruncate(descriptor_, static_cast<off_t>(recorded.complete_bytes)) != 0)
         throw input_error(fmt::format("{}: {}", recorded.file, std::strerror(errno)));
 }
@@ -214,15 +211,14 @@ results_file::~results_file()
         close(descriptor_);
 }
 
-void results_file::open(const std::string& file)
+results_file::results_file(const std::string& file, const std::string& hash)
+    : file_(file), hash_(hash), processor_(processor_text())
 {
-    file_ = file;
-    descriptor_ = ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    descriptor_ = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     if (descriptor_ < 0)
         throw input_error(fmt::format("{}: {}", file, std::strerror(errno)));
     if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         close(descriptor_);
-        descriptor_ = -1;
         throw input_error(fmt::format("{}: another run is writing it", file));
     }
 }

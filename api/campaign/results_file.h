@@ -71,7 +71,7 @@ public:
     const std::string& failure() const { return failure_; }
 
 private:
-    void open(const std::string& file);
+    results_file(const std::string& file, const std::string& hash); // opens it, for this process only
     void write_line(const nlohmann::ordered_json& line);
 
     std::string file_;

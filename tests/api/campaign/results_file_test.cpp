@@ -121,6 +121,17 @@ TEST(resultsfile, a_last_line_without_end_is_dropped_and_cut_off)
     EXPECT_THAT(read_results(file.name).seeds, testing::ElementsAre(1, 2));
 }
 
+TEST(resultsfile, a_refused_file_is_let_go_of)
+{
+    const temporary_file file;
+    {
+        results_file results(file.name, identity());
+        results.add(result_of(1, 3.0), true);
+    }
+    expect_refused([&] { results_file again(file.name, identity()); }, "exists already");
+    EXPECT_NO_THROW(results_file(read_results(file.name)));
+}
+
 TEST(resultsfile, broken_files_are_refused_with_their_place)
 {
     const temporary_file file;
