@@ -12,8 +12,8 @@ source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/scripts/setup.sh"
 
 if [[ ${1-} == --jvm ]]; then
     shift
-    prepare release "build java" java_host
-    exec java -jar "$project_root/build/release/java/optimal-latin-hypercube.jar" "$@"
+    prepare release "build program java" java_host
+    exec java -jar "$project_root/build/release/java/optimal-latin-hypercube-cli.jar" "$@"
 fi
 prepare release "build program" optdoe
 exec "$project_root/build/release/bin/optdoe" "$@"

@@ -36,6 +36,7 @@ FLOORS = [
     ("api/requests", "requests by name, and the design that comes of one"),
     ("api/reports", "pictures and the report"),
     ("c", "the interface for C, and for the languages that build on it"),
+    ("hosts/java", "the Java library's bridge to the C interface"),
     ("cli", "the command line"),
     ("cluster", "the command line on several machines"),
 ]

@@ -1,9 +1,12 @@
 package com.morvantix.plugin.doe.optimallatinhypercube;
 
+import com.morvantix.doe.internal.NativeLibrary;
 import java.util.function.Consumer;
 
 /**
- * Builds optimal Latin hypercube designs with the native library.
+ * Builds optimal Latin hypercube designs with the native library, one call of its native method each. New programs use
+ * {@link com.morvantix.doe.LatinHypercube}, which has every setting, exact levels, and equal designs for equal
+ * requests.
  *
  * <p>A host either hands a listener to {@link #setStatusListener} and calls {@link #requestStop} to end a run early,
  * or overrides {@link #addStatusMessage} and {@link #getStopFlag}: the library looks both up by name on the object
@@ -18,6 +21,8 @@ import java.util.function.Consumer;
  * first search of a process; a later search repeats it only if the counter, modulo the number of factors, is where it
  * was. Searches that run at the same time share the counter, and a search that the clock or a stop request ended
  * depends on how far it came. With one factor there is no search, and equal seeds give equal columns always.
+ * {@link com.morvantix.doe.LatinHypercube} has no such counter: there, equal requests give equal designs whatever ran
+ * before in the process.
  */
 public class OptimalLatinHypercube {
     private volatile boolean stopRequested;
@@ -27,14 +32,18 @@ public class OptimalLatinHypercube {
      * Loads the native library, if this is the first object.
      *
      * @throws UnsatisfiedLinkError if it cannot be loaded; the message names the platform, every place that was tried
-     *         and the system property {@value NativeLibrary#PROPERTY} that names the library's file
+     *         and the system property {@code optimallatinhypercube.library} that names the library's file
      */
     public OptimalLatinHypercube() {
-        NativeLibrary.load();
+        NativeLibrary.ENTRY.load();
     }
 
     /**
      * Builds one design.
+     *
+     * <p>The local references of the callbacks, two for each status line and one for each poll at most, stay until the
+     * call returns. With {@code -Xcheck:jni} the virtual machine therefore remarks "JNI local refs: 33, exceeds
+     * capacity: 32". That is no fault: their number is bounded by that of the rounds, and all of them go with the call.
      *
      * @param nsamples number of sample points, the rows; at least 2
      * @param nfactors number of factors, the columns; at least 1

@@ -20,7 +20,7 @@ import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 
-/** The jar's command line, each time in a new process. */
+/** The command line in its jar, each time in a new process. */
 @Tag("command_line")
 @Timeout(60)
 class CommandLineTest {
@@ -30,7 +30,7 @@ class CommandLineTest {
     Path directory;
 
     private static String[] command(String... arguments) {
-        return Stream.of(new String[] {"-jar", Jvm.jar()}, arguments).flatMap(Stream::of).toArray(String[]::new);
+        return Stream.of(new String[] {"-jar", Jvm.cliJar()}, arguments).flatMap(Stream::of).toArray(String[]::new);
     }
 
     private Jvm.Result run(String... arguments) throws Exception {

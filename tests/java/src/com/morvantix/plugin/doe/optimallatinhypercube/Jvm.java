@@ -11,16 +11,16 @@ import java.util.stream.Collectors;
 import java.util.stream.Stream;
 
 /** A virtual machine in a process of its own. */
-final class Jvm {
-    final Process process;
+public final class Jvm {
+    public final Process process;
     private final Path out;
     private final Path err;
 
     /** Exit code and both streams of an ended process. */
-    static final class Result {
-        final int code;
-        final String out;
-        final String err;
+    public static final class Result {
+        public final int code;
+        public final String out;
+        public final String err;
 
         Result(int code, String out, String err) {
             this.code = code;
@@ -41,16 +41,16 @@ final class Jvm {
     }
 
     /** Starts a command; its streams are kept in files of the directory. */
-    static Jvm start(Path directory, List<String> command) throws IOException {
+    public static Jvm start(Path directory, List<String> command) throws IOException {
         return new Jvm(directory, command);
     }
 
     /** Runs a virtual machine with these arguments to its end. */
-    static Result run(Path directory, String... arguments) throws Exception {
+    public static Result run(Path directory, String... arguments) throws Exception {
         return start(directory, java(arguments)).await();
     }
 
-    static List<String> java(String... arguments) {
+    public static List<String> java(String... arguments) {
         List<String> command = new ArrayList<>();
         command.add(System.getProperty("java.home") + "/bin/java");
         command.addAll(List.of("-XX:TieredStopAtLevel=1", "-Xshare:auto"));
@@ -59,16 +59,22 @@ final class Jvm {
     }
 
     /** The jar, and the classes of the tests, as a class path. */
-    static String classPath() {
+    public static String classPath() {
         return Stream.of(OptimalLatinHypercube.class, RecordingHost.class)
             .map(type -> FreshLibrary.placeOf(type).getPath()).collect(Collectors.joining(File.pathSeparator));
     }
 
-    static String jar() {
+    /** The library's jar. */
+    public static String jar() {
         return FreshLibrary.placeOf(OptimalLatinHypercube.class).getPath();
     }
 
-    Result await() throws Exception {
+    /** The command line's jar, beside the library's. */
+    static String cliJar() {
+        return jar().replace(".jar", "-cli.jar");
+    }
+
+    public Result await() throws Exception {
         if (!process.waitFor(60, TimeUnit.SECONDS)) {
             process.destroyForcibly();
             throw new AssertionError("still running; so far " + new Result(-1, Files.readString(out), errorSoFar()));
@@ -76,7 +82,7 @@ final class Jvm {
         return new Result(process.exitValue(), Files.readString(out), errorSoFar());
     }
 
-    String errorSoFar() throws IOException {
+    public String errorSoFar() throws IOException {
         return Files.readString(err);
     }
 }
