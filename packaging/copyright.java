@@ -14,7 +14,10 @@ Copyright: 2026 optdoe developers
  2017, Robert Zenz
  2007, Burt Beckwith
 License: all-rights-reserved and Apache-2.0
-Comment: The jar contains the classes of picocli (Apache-2.0).
+Comment: The command line's jar contains the classes of picocli (Apache-2.0).
+ The library's jar contains a native library made with libcsv (LGPL-2.1+, Robert
+ Gamble), fmt (MIT, Victor Zverovich) and nlohmann-json (MIT, Niels Lohmann);
+ their notices stand in its META-INF/licenses.
 
 License: Apache-2.0
  On Debian systems the text of the Apache License, Version 2.0, stands in

@@ -35,7 +35,7 @@ setup_file() {
 }
 
 @test "the installed Java host runs" {
-    jar=$BATS_FILE_TMPDIR/root/usr/share/java/optimal-latin-hypercube.jar
+    jar=$BATS_FILE_TMPDIR/root/usr/share/java/optimal-latin-hypercube-cli.jar
     [ -e "$jar" ] || skip "the Java host was not built"
     command -v java >/dev/null || skip "java is not installed"
     java -jar "$jar" 10 3 | grep -E '^[0-9 ,]+$'
