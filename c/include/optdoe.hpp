@@ -223,14 +223,14 @@ public:
     ///   progress   true ends the search; may be empty. What it throws ends the search and leaves run.
     design run(const std::function<bool(const optdoe_progress&)>& progress = {})
     {
-        watch watch{progress, nullptr};
-        check(optdoe_request_set_progress(get(), progress ? forward : nullptr, &watch));
+        watch watching{progress, nullptr};
+        check(optdoe_request_set_progress(get(), progress ? forward : nullptr, &watching));
         design result;
         const optdoe_status status = optdoe_request_run(get(), result.get());
         const std::string message = optdoe_request_message(get());
         optdoe_request_set_progress(get(), nullptr, nullptr);
-        if (watch.thrown)
-            std::rethrow_exception(watch.thrown);
+        if (watching.thrown)
+            std::rethrow_exception(watching.thrown);
         if (status == OPTDOE_NO_MEMORY)
             throw std::bad_alloc();
         if (status != OPTDOE_OK)
