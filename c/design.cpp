@@ -252,6 +252,14 @@ optdoe_status optdoe_design_history(optdoe_design* design, const char** csv)
     return give_text(design, csv, [&] { return history_text(design->traces); });
 }
 
+optdoe_status optdoe_design_set_history(optdoe_design* design, const char* csv, size_t size)
+{
+    return guarded(design, [&] {
+        refuse_without_runs(*design);
+        design->traces = parse_history("-", std::string(given(csv, "csv"), size));
+    });
+}
+
 optdoe_status optdoe_design_text(optdoe_design* design, const char* format, const char** text)
 {
     return give_text(design, text, [&] { return file_text(*design, format_of(given(format, "format"))); });

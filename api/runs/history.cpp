@@ -40,19 +40,21 @@ std::vector<double> numbers_of(const csv_row& row, const std::string& file)
 
 } // namespace
 
-std::vector<search_trace> read_history(const std::string& file)
+std::vector<search_trace> read_history(const std::string& file) { return parse_history(file, read_file(file)); }
+
+std::vector<search_trace> parse_history(const std::string& name, const std::string& content)
 {
-    const csv_text text = read_csv(file, read_file(file));
+    const csv_text text = read_csv(name, content);
     std::vector<search_trace> traces;
     std::size_t points = 0;
     const std::size_t columns = text.rows.empty() ? 0 : text.rows.front().fields.size();
     for (const csv_row& row : text.rows) {
         const csv_field& first = row.fields.front();
         if ((columns != 3 && columns != 4) || row.fields.size() != columns)
-            throw input_error(at_place(file, first.line, first.column, "expected [seed,]round,seconds,objective"));
+            throw input_error(at_place(name, first.line, first.column, "expected [seed,]round,seconds,objective"));
         if (&row == &text.rows.front() && (first.text == "round" || first.text == "seed"))
             continue;
-        const std::vector<double> values = numbers_of(row, file);
+        const std::vector<double> values = numbers_of(row, name);
         const std::uint32_t seed = columns == 4 ? static_cast<std::uint32_t>(values[0]) : 0;
         if (traces.empty() || traces.back().seed != seed)
             traces.push_back({seed, {}});
@@ -61,7 +63,7 @@ std::vector<search_trace> read_history(const std::string& file)
         ++points;
     }
     if (points < 2)
-        throw input_error(at_place(file, 1, 1, "holds no history; expected [seed,]round,seconds,objective"));
+        throw input_error(at_place(name, 1, 1, "holds no history; expected [seed,]round,seconds,objective"));
     return traces;
 }
 

@@ -24,6 +24,9 @@ std::string history_text(const std::vector<search_trace>& traces);
 /// Reads it back; throws input_error. The seed of a file without seeds is 0.
 std::vector<search_trace> read_history(const std::string& file);
 
+/// The same of a content that is at hand; `name` stands in messages.
+std::vector<search_trace> parse_history(const std::string& name, const std::string& content);
+
 /// The best objective of all searches against time: each point is lower than the one before, but for the last, which
 /// repeats the objective at the end of the time.
 std::vector<history_point> best_course(const std::vector<search_trace>& traces);

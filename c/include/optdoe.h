@@ -234,6 +234,10 @@ OPTDOE_API optdoe_status optdoe_design_provenance(optdoe_design *design, const c
 /* The course of the search as CSV: seed (of several searches), round, seconds, objective. */
 OPTDOE_API optdoe_status optdoe_design_history(optdoe_design *design, const char **csv);
 
+/* Gives a design that was read or parsed the course of its search back, for its report and its picture.
+ *   csv   in [size] bytes, as optdoe_design_history tells it */
+OPTDOE_API optdoe_status optdoe_design_set_history(optdoe_design *design, const char *csv, size_t size);
+
 /* The design file as text.
  *   format   "csv" or "json" */
 OPTDOE_API optdoe_status optdoe_design_text(optdoe_design *design, const char *format, const char **text);

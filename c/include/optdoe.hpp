@@ -145,6 +145,12 @@ public:
     std::string provenance() const { return text_of(optdoe_design_provenance); }
     std::string history() const { return text_of(optdoe_design_history); }
 
+    design& set_history(const std::string& csv)
+    {
+        check(optdoe_design_set_history(get(), csv.data(), csv.size()));
+        return *this;
+    }
+
     std::string text(const std::string& format = "csv") const
     {
         const char* text = nullptr;

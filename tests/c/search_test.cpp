@@ -94,6 +94,24 @@ TEST(search, the_outcome_tells_how_the_design_came_about)
     EXPECT_THAT(history, HasSubstr("seed,round,seconds,objective\n"));
 }
 
+TEST(search, its_course_is_given_back_to_a_design_that_was_parsed)
+{
+    const design_handle searched = run(new_request({{"runs", "10"}, {"factors", "2"}, {"seed", "5"}}));
+    const char* text = nullptr;
+    ASSERT_EQ(optdoe_design_history(searched.get(), &text), OPTDOE_OK);
+    const std::string course = text;
+    ASSERT_EQ(optdoe_design_text(searched.get(), "csv", &text), OPTDOE_OK);
+    const design_handle parsed = new_design();
+    EXPECT_EQ(optdoe_design_set_history(parsed.get(), course.data(), course.size()), OPTDOE_INVALID) << "no runs yet";
+    ASSERT_EQ(optdoe_design_parse(parsed.get(), text, std::string(text).size()), OPTDOE_OK);
+    ASSERT_EQ(optdoe_design_set_history(parsed.get(), course.data(), course.size()), OPTDOE_OK);
+    ASSERT_EQ(optdoe_design_history(parsed.get(), &text), OPTDOE_OK);
+    EXPECT_EQ(text, course);
+    EXPECT_EQ(optdoe_design_set_history(parsed.get(), "round\n", 6), OPTDOE_REFUSED);
+    ASSERT_EQ(optdoe_design_history(parsed.get(), &text), OPTDOE_OK);
+    EXPECT_EQ(text, course) << "a failed call changes nothing";
+}
+
 TEST(search, progress_ends_it_and_the_best_design_is_the_result)
 {
     const request_handle request = new_request({{"runs", "60"}, {"factors", "6"}, {"time", "60"}, {"seed", "5"}});

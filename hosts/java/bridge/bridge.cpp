@@ -235,6 +235,16 @@ jobject design_of(const machine& vm, const optdoe::design& design, const std::st
                    vm.bytes(design.provenance()), vm.bytes(design.history()), vm.bytes(design.text()));
 }
 
+/// A design of its file's text, with the course of its search where it has one.
+optdoe::design with_course(const machine& vm, jbyteArray text, jbyteArray history)
+{
+    optdoe::design design = optdoe::design::parse(vm.text(text));
+    const std::string course = vm.text(history);
+    if (!course.empty())
+        design.set_history(course);
+    return design;
+}
+
 struct watcher {
     const machine& vm;
     jobject watch;
@@ -377,17 +387,17 @@ JNIEXPORT void JNICALL Java_com_morvantix_doe_Native_write(JNIEnv* env, jclass n
 }
 
 JNIEXPORT void JNICALL Java_com_morvantix_doe_Native_report(JNIEnv* env, jclass native, jbyteArray text,
-                                                            jbyteArray file, jint random_designs)
+                                                            jbyteArray history, jbyteArray file, jint random_designs)
 {
     guarded(env, native, [&](const machine& vm) {
-        optdoe::design::parse(vm.text(text)).report(vm.text(file), static_cast<std::size_t>(random_designs));
+        with_course(vm, text, history).report(vm.text(file), static_cast<std::size_t>(random_designs));
     });
 }
 
 JNIEXPORT void JNICALL Java_com_morvantix_doe_Native_plot(JNIEnv* env, jclass native, jbyteArray text,
-                                                          jbyteArray file)
+                                                          jbyteArray history, jbyteArray file)
 {
-    guarded(env, native, [&](const machine& vm) { optdoe::design::parse(vm.text(text)).plot(vm.text(file)); });
+    guarded(env, native, [&](const machine& vm) { with_course(vm, text, history).plot(vm.text(file)); });
 }
 
 JNIEXPORT jobject JNICALL Java_com_morvantix_doe_Native_scores(JNIEnv* env, jclass native, jbyteArray text,

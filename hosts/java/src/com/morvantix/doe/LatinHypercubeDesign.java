@@ -242,6 +242,11 @@ public final class LatinHypercubeDesign {
         return history;
     }
 
+    /** The history where there is a course to draw: at least two points below the header. */
+    String course() {
+        return history.lines().count() > 2 ? history : "";
+    }
+
     /**
      * The design file as CSV.
      *
@@ -271,7 +276,7 @@ public final class LatinHypercubeDesign {
     }
 
     /**
-     * Writes a page about the design, HTML, with 200 random designs beside it.
+     * Writes a page about the design, HTML, with the course of its search and 200 random designs beside it.
      *
      * @param file its name
      * @throws DesignException if it cannot be written
@@ -281,7 +286,7 @@ public final class LatinHypercubeDesign {
     }
 
     /**
-     * Writes a page about the design, HTML.
+     * Writes a page about the design, HTML, with the course of its search where it has one.
      *
      * @param file its name
      * @param randomDesigns random designs beside it, 0 .. 100000

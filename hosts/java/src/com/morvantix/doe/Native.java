@@ -137,11 +137,11 @@ final class Native {
     }
 
     static void report(LatinHypercubeDesign design, Path file, int randomDesigns) {
-        report(utf8(design.csv()), name(file), randomDesigns);
+        report(utf8(design.csv()), utf8(design.course()), name(file), randomDesigns);
     }
 
     static void plot(LatinHypercubeDesign design, Path file) {
-        plot(utf8(design.csv()), name(file));
+        plot(utf8(design.csv()), utf8(design.course()), name(file));
     }
 
     static Scores scores(LatinHypercubeDesign design, Request overrides, int randomDesigns) {
@@ -183,9 +183,9 @@ final class Native {
 
     private static native void write(byte[] design, byte[] file);
 
-    private static native void report(byte[] design, byte[] file, int randomDesigns);
+    private static native void report(byte[] design, byte[] history, byte[] file, int randomDesigns);
 
-    private static native void plot(byte[] design, byte[] file);
+    private static native void plot(byte[] design, byte[] history, byte[] file);
 
     private static native Scores scores(byte[] design, Object[] overrides, int randomDesigns);
 
