@@ -27,6 +27,6 @@ while [[ $# -gt 0 ]]; do
     esac
 done
 
-prepare "$preset" "build program cluster java tests bench" all
+prepare "$preset" "build program cluster java python tests bench" all
 exec ctest --test-dir "$project_root/build/$preset" --output-on-failure --no-tests=error --parallel "$(nproc)" \
     "${selection[@]}" "$@"

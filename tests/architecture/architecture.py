@@ -39,6 +39,7 @@ FLOORS = [
     ("hosts/java", "the Java library's bridge to the C interface"),
     ("cli", "the command line"),
     ("cluster", "the command line on several machines"),
+    ("python", "the Python package"),
 ]
 TABLE = "src/optdoe/criteria/criterion_table.cpp"
 CONTEXT = "src/optdoe/run/run_context.h"

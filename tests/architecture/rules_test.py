@@ -19,7 +19,7 @@ class Rules(unittest.TestCase):
         """Complaints about the tree with a line put before the others of a file."""
         with tempfile.TemporaryDirectory() as folder:
             copy = Path(folder)
-            for name in ("src", "api", "cli", "cluster", "hosts"):
+            for name in ("src", "api", "cli", "cluster", "hosts", "python"):
                 shutil.copytree(ROOT / name, copy / name)
             path = copy / file
             path.write_text(line + "\n" + path.read_text())
