@@ -60,6 +60,14 @@ setup_file() {
     [ -z "$(find root/usr -type f)" ]
 }
 
+@test "the installed Python package is imported" {
+    folder=$BATS_FILE_TMPDIR/root/usr/lib/python3/dist-packages
+    [ -e "$folder/optdoe" ] || skip "the Python package was not built"
+    PYTHONPATH=$folder PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c \
+        "import optdoe; optdoe.latin_hypercube(20, 3).write('d.csv'); assert optdoe.__file__.startswith('$folder')"
+    is_latin d.csv
+}
+
 @test "packages name what they need" {
     for package in "$BATS_FILE_TMPDIR"/packages/*.deb; do
         [ -n "$(dpkg-deb -f "$package" Depends)" ]
