@@ -2,11 +2,11 @@
 
 setup() { cd "$BATS_TEST_TMPDIR" || return 1; }
 
-exported() { nm -D --defined-only "$1" | awk '$2 == "T" { sub(/@@?OPTDOE_1$/, "", $3); print $3 }' | sort; }
+functions_of() { nm -D --defined-only "$1" | awk '$2 == "T" { sub(/@@?OPTDOE_1$/, "", $3); print $3 }' | sort; }
 
 @test "it exports the functions of its header, each by its version, and nothing else" {
     sed -n 's/^ *\(optdoe_[a-z_]*\);$/\1/p' "$SOURCE_DIR/c/exports.map" | sort >listed
-    exported "$LIBRARY" >exported
+    functions_of "$LIBRARY" >exported
     grep -oE '\boptdoe_[a-z_]+\(' "$SOURCE_DIR/c/include/optdoe.h" | tr -d '(' | sort -u >declared
     diff listed exported
     diff listed declared
