@@ -1,5 +1,5 @@
 /// What a call costs beyond the search: the default design of 10 x 2 by the library's internal call and by liboptdoe,
-/// in turn, in microseconds. Prints "internal MEDIAN" and "C MEDIAN".
+/// in turn, in microseconds. Prints "internal MEDIAN" and "C MEDIAN". bench/call_overhead.sh makes the table.
 ///
 ///   call_overhead [CALLS]
 #include "api/runs/engine.h"
