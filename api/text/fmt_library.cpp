@@ -1,0 +1,18 @@
+// The compiled part of {fmt}, once: the headers alone would put it into every object, which takes the compiler several
+// times as long, and Debian's shared library would be one more that the jar's native file needs.
+#include <fmt/format-inl.h>
+
+FMT_BEGIN_NAMESPACE
+namespace detail {
+
+template dragonbox::decimal_fp<float> dragonbox::to_decimal(float) noexcept;
+template dragonbox::decimal_fp<double> dragonbox::to_decimal(double) noexcept;
+template locale_ref::locale_ref(const std::locale&);
+template std::locale locale_ref::get<std::locale>() const;
+template thousands_sep_result<char> thousands_sep_impl(locale_ref);
+template char decimal_point_impl(locale_ref);
+template void buffer<char>::append(const char*, const char*);
+template void vformat_to(buffer<char>&, string_view, basic_format_args<buffer_context<char>>, locale_ref);
+
+} // namespace detail
+FMT_END_NAMESPACE
