@@ -121,7 +121,7 @@ def _value_of(name: str, value: Any) -> _native.Value:
         raise TypeError(f"{name}: takes a number, a text or a list of numbers, not {value!r}")
     if array.size == 0:
         raise ValueError(f"{name}: an empty list says nothing")
-    return float(array) if array.ndim == 0 else np.ascontiguousarray(array, dtype=np.float64)
+    return float(array) if array.ndim == 0 else np.require(array, np.float64, ["C", "ALIGNED"])
 
 
 def factors_of(factors: Optional[Factors]) -> Tuple[List[_native.Option], List[_native.FactorTuple]]:
@@ -188,7 +188,7 @@ def numbers_of(x: Any) -> npt.NDArray[np.float64]:
         raise ValueError(f"design: an array of shape {array.shape} holds no numbers")
     if array.size > 2**31 - 1:
         raise ValueError(f"design: {array.shape[0]} x {array.shape[1]} numbers are too many, the most is 2147483647")
-    numbers = np.ascontiguousarray(array, dtype=np.float64)
+    numbers = np.require(array, np.float64, ["C", "ALIGNED"])
     if not np.isfinite(numbers).all():
         run, factor = np.argwhere(~np.isfinite(numbers))[0]
         raise ValueError(f"design: run {run + 1} of factor {factor + 1} is {numbers[run, factor]}")
