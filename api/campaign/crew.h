@@ -1,7 +1,8 @@
 /// Runs the searches of a campaign on threads of this process.
 ///
-/// Threads  the caller's thread waits, tells how things stand and hears when to stop; every search has a thread to
-///          itself and shares nothing with the others but the hand-out of work.
+/// Threads  one search at a time runs on the caller's thread. With several, the caller's thread waits, tells how things
+///          stand and hears when to stop; every search has a thread to itself and shares nothing with the others but
+///          the hand-out of work.
 #pragma once
 
 #include "api/campaign/campaign.h"
@@ -83,7 +84,7 @@ struct crew_orders {
 /// its target and the other searches may stop.
 bool take_result(campaign& c, const crew_orders& orders, search_result result);
 
-/// Runs the campaign to its end on `jobs` threads. Throws what a search threw, after all threads have ended.
+/// Runs the campaign to its end, `jobs` searches at a time. Throws what a search threw, after all threads have ended.
 ///   returns the seconds it took
 double run_on_threads(campaign& c, int jobs, const crew_orders& orders);
 
