@@ -131,8 +131,9 @@ typedef struct optdoe_progress {
     double best_seconds; /* when it was found */
 } optdoe_progress;
 
-/* Called about 20 times a second, on the thread that runs the request. Any answer but 0 ends the search: the best
- * design so far is the result. It must not use the request and must return (no longjmp, no exception). */
+/* Called at the beginning, about 20 times a second (less often where a search looks at the clock less often, as with
+ * tens of thousands of runs) and at the end, on the thread that runs the request. Any answer but 0 ends the search:
+ * the best design so far is the result. It must not use the request and must return (no longjmp, no exception). */
 typedef int (*optdoe_progress_function)(const optdoe_progress *progress, void *user);
 
 /* null: no progress. */
