@@ -494,8 +494,8 @@ public final class LatinHypercube {
     /**
      * Makes a part of the starts, for several machines; {@link LatinHypercubeDesign#merge} puts them together.
      *
-     * @param part 1 .. parts
-     * @param parts at least 1
+     * @param part the number of this one, from 1 to {@code parts}
+     * @param parts how many there are, at least 1
      * @return a changed copy
      */
     public LatinHypercube shard(int part, int parts) {

@@ -123,7 +123,7 @@ public final class NativeLibrary {
         return places;
     }
 
-    /** The directory for a user's caches, by the XDG Base Directory Specification. */
+    /** The directory for a user's caches: that of XDG_CACHE_HOME where it is absolute, else .cache in the home. */
     private static Path cache() {
         String named = System.getenv("XDG_CACHE_HOME");
         return named != null && named.startsWith("/") ? Path.of(named)
